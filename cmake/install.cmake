@@ -1,0 +1,20 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS quickfix_utils quickfix_platform EXPORT QuickFixUtilsTargets)
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
+install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/QuickFixUtilsConfig.cmake.in QuickFixUtilsConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(QuickFixUtilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+# Relative to the file itself, so that an installed tree can be moved.
+file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/quickfix_utils.pc.in quickfix_utils.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quickfix_utils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,290 @@
+/// The log macros.
+///
+///     QF_LOGD  QF_LOGI  QF_LOGE                 (format, arguments...)   platform log only
+///     QF_FILE_LOGD  QF_FILE_LOGI  QF_FILE_LOGE  (format, arguments...)   platform log and file log
+///
+/// `format` is a string literal in printf's language. A conversion may carry a privacy marker, `%{public}s`:
+/// the platform shows only what is marked public. In front of the text the macro puts the place it is used
+/// at,
+/// "[file(function):line] ", the file without folder and ending. A format that doesn't fit its arguments, in
+/// number or kind, doesn't compile.
+///
+/// The platform log gets the record when its level is at or above `QuickFixPlumeWrapper::level_`; the
+/// arguments of QF_LOGx are evaluated only then. The QF_FILE_LOGx macros evaluate each argument once and
+/// append the text to the file log whatever the level, see quick_fix_logger.h; a text of more than 1023
+/// bytes, or an empty one, is left out of the file log. There every argument stands in clear, so these macros
+/// refuse the marker `{private}`.
+///
+/// Threads: any. Also while static destructors run.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+
+#include "platform/bounds_checked.h"
+#include "platform/plume_log.h"
+#include "platform/singleton.h"
+#include "quick_fix_logger.h"
+#include "quick_fix_plume_wrapper.h"
+
+#define QF_LOG_PREFIX "[%{public}s(%{public}s):%{public}d] "
+
+namespace TEKLO::QuickFixEngine::LogDetail {
+
+constexpr int LOG_TYPE = 3;
+constexpr unsigned int LOG_DOMAIN = 0xD002E03;
+constexpr const char* LOG_TAG = "QuickFixUitls";
+constexpr size_t FILE_MESSAGE_SIZE = 1024;
+
+struct LogSite {
+    const char* file;
+    const char* function;
+    int line;
+};
+
+constexpr size_t BaseNameStart(const char* path) {
+    size_t start = 0;
+    for (size_t i = 0; path[i] != '\0'; ++i) {
+        start = path[i] == '/' ? i + 1 : start;
+    }
+    return start;
+}
+
+constexpr size_t BaseNameLength(const char* path) {
+    size_t length = 0;
+    size_t i = BaseNameStart(path);
+    for (const size_t start = i; path[i] != '\0'; ++i) {
+        length = path[i] == '.' && i > start ? i - start : length;
+    }
+    return length == 0 ? i - BaseNameStart(path) : length;
+}
+
+/// A source file's name without folder and ending, made at compile time.
+template <size_t LENGTH>
+struct SourceName {
+    explicit constexpr SourceName(const char* path) {
+        for (size_t i = 0; i < LENGTH; ++i) {
+            text[i] = path[BaseNameStart(path) + i];
+        }
+    }
+    char text[LENGTH + 1] = {};
+};
+
+enum class ArgumentKind { INT, LONG, LONG_LONG, DOUBLE, LONG_DOUBLE, STRING, POINTER, OTHER };
+
+template <typename T>
+constexpr ArgumentKind KindOf() {
+    if constexpr (std::is_same_v<T, const char*> || std::is_same_v<T, char*>) {
+        return ArgumentKind::STRING;
+    } else if constexpr (std::is_pointer_v<T> || std::is_null_pointer_v<T>) {
+        return ArgumentKind::POINTER;
+    } else if constexpr (std::is_same_v<T, float> || std::is_same_v<T, double>) {
+        return ArgumentKind::DOUBLE;
+    } else if constexpr (std::is_same_v<T, long double>) {
+        return ArgumentKind::LONG_DOUBLE;
+    } else if constexpr (std::is_integral_v<T> ||
+                         (std::is_enum_v<T> && std::is_convertible_v<T, long long>)) {
+        using Promoted = std::make_signed_t<decltype(+T{})>;
+        return std::is_same_v<Promoted, int>    ? ArgumentKind::INT
+               : std::is_same_v<Promoted, long> ? ArgumentKind::LONG
+                                                : ArgumentKind::LONG_LONG;
+    } else {
+        return ArgumentKind::OTHER;
+    }
+}
+
+template <typename... Args>
+struct ArgumentTypes {};
+
+/// Never defined: names the types of a macro's arguments without evaluating them.
+template <typename... Args>
+ArgumentTypes<Args...> TypesOf(const char* format, Args... args);
+
+constexpr bool IsOneOf(char wanted, const char* set) {
+    while (*set != '\0' && *set != wanted) {
+        ++set;
+    }
+    return *set != '\0' && wanted != '\0';
+}
+
+/// Behind `prefix` when the text begins with it, else where it was.
+constexpr const char* SkipPrefix(const char* text, const char* prefix) {
+    const char* at = text;
+    while (*prefix != '\0') {
+        if (*at++ != *prefix++) {
+            return text;
+        }
+    }
+    return at;
+}
+
+constexpr const char* SkipAll(const char* text, const char* set) {
+    while (IsOneOf(*text, set)) {
+        ++text;
+    }
+    return text;
+}
+
+constexpr bool Equals(const char* begin, const char* end, const char* text) {
+    while (begin != end && *text != '\0' && *begin == *text) {
+        ++begin;
+        ++text;
+    }
+    return begin == end && *text == '\0';
+}
+
+constexpr ArgumentKind IntegerKind(const char* modifier, const char* letter) {
+    struct Row {
+        const char* modifier;
+        ArgumentKind kind;
+    };
+    constexpr Row rows[] = {
+        {"", ArgumentKind::INT},   {"hh", ArgumentKind::INT},       {"h", ArgumentKind::INT},
+        {"l", ArgumentKind::LONG}, {"ll", ArgumentKind::LONG_LONG}, {"z", KindOf<size_t>()},
+        {"j", KindOf<intmax_t>()}, {"t", KindOf<ptrdiff_t>()},
+    };
+    for (const Row& row : rows) {
+        if (Equals(modifier, letter, row.modifier)) {
+            return row.kind;
+        }
+    }
+    return ArgumentKind::OTHER;
+}
+
+/// The kind that a conversion takes, from its length modifier and its letter; `OTHER` for one that isn't
+/// known.
+constexpr ArgumentKind ConversionKind(const char* modifier, const char* letter) {
+    if (IsOneOf(*letter, "diouxX")) {
+        return IntegerKind(modifier, letter);
+    }
+    if (IsOneOf(*letter, "aAeEfFgG")) {
+        return Equals(modifier, letter, "L")  ? ArgumentKind::LONG_DOUBLE
+               : Equals(modifier, letter, "") ? ArgumentKind::DOUBLE
+                                              : ArgumentKind::OTHER;
+    }
+    if (!Equals(modifier, letter, "")) {
+        return ArgumentKind::OTHER;
+    }
+    switch (*letter) {
+        case 's':
+            return ArgumentKind::STRING;
+        case 'c':
+            return ArgumentKind::INT;
+        case 'p':
+            return ArgumentKind::POINTER;
+        default:
+            return ArgumentKind::OTHER;
+    }
+}
+
+constexpr bool Takes(ArgumentKind wanted, ArgumentKind given) {
+    const bool text = wanted == ArgumentKind::POINTER && given == ArgumentKind::STRING;
+    return given != ArgumentKind::OTHER && (wanted == given || text);
+}
+
+/// True when the conversions of `format` take exactly these arguments. `privateMarker` says whether
+/// `{private}` may be used.
+template <typename... Args>
+constexpr bool FormatFits(const char* format, ArgumentTypes<Args...> /*types*/, bool privateMarker) {
+    const ArgumentKind given[] = {KindOf<Args>()..., ArgumentKind::OTHER};
+    size_t next = 0;
+    for (const char* at = format; *at != '\0'; ++at) {
+        if (*at != '%') {
+            continue;
+        }
+        if (*++at == '%') {
+            continue;
+        }
+        at = SkipPrefix(at, "{public}");
+        at = privateMarker ? SkipPrefix(at, "{private}") : at;
+        for (at = SkipAll(at, "-+ #0"); IsOneOf(*at, "*.0123456789"); ++at) {
+            if (*at == '*' && !Takes(ArgumentKind::INT, given[next++])) {
+                return false;
+            }
+        }
+        const char* letter = SkipAll(at, "hlLzjt");
+        const ArgumentKind wanted = ConversionKind(at, letter);
+        if (wanted == ArgumentKind::OTHER || !Takes(wanted, given[next])) {
+            return false;
+        }
+        ++next;
+        at = letter;
+    }
+    return next == sizeof...(Args);
+}
+
+template <typename... Args>
+void PrintRecord(int platformLevel, const LogSite& site, const char* prefixedFormat, Args... args) {
+    PlumePrint(LOG_TYPE, platformLevel, LOG_DOMAIN, LOG_TAG, prefixedFormat, site.file, site.function,
+               site.line, args...);
+}
+
+// Out of line, so that the buffer isn't part of the frame of a recursive caller.
+template <typename... Args>
+[[gnu::noinline]] void AppendToFileLog(const LogSite& site, const char* format, Args... args) {
+    char message[FILE_MESSAGE_SIZE] = {};
+    const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
+    if (logger == nullptr) {
+        return;
+    }
+    const std::string plainFormat = logger->FormatLog(format);
+    if (sprintf_s(message, sizeof(message), plainFormat.c_str(), args...) > 0) {
+        logger->OutputLog(message, site.file, site.function, site.line);
+    }
+}
+
+template <typename... Args>
+void WriteRecord(QuickFixPlumeLevel level, int platformLevel, const LogSite& site, const char* prefixedFormat,
+                 Args... args) {
+    if (QuickFixPlumeWrapper::JudgeLevel(level)) {
+        PrintRecord(platformLevel, site, prefixedFormat, args...);
+    }
+    AppendToFileLog(site, prefixedFormat + sizeof(QF_LOG_PREFIX) - 1, args...);
+}
+
+}  // namespace TEKLO::QuickFixEngine::LogDetail
+
+#define QF_LOG_FORMAT(format, ...) format
+
+// The format stays the first of the variable arguments, so that a call without arguments needs no compiler
+// extension.
+#define QF_LOG_SITE(privateMarker, ...)                                                                     \
+    static_assert(::TEKLO::QuickFixEngine::LogDetail::FormatFits(                                           \
+                      QF_LOG_FORMAT(__VA_ARGS__, 0),                                                        \
+                      decltype(::TEKLO::QuickFixEngine::LogDetail::TypesOf(__VA_ARGS__)){}, privateMarker), \
+                  "the markers of the format don't fit the arguments");                                     \
+    static constexpr ::TEKLO::QuickFixEngine::LogDetail::SourceName<                                        \
+        ::TEKLO::QuickFixEngine::LogDetail::BaseNameLength(__FILE__)>                                       \
+        qfSource(__FILE__);                                                                                 \
+    const ::TEKLO::QuickFixEngine::LogDetail::LogSite qfSite {                                              \
+        qfSource.text, __func__, __LINE__                                                                   \
+    }
+
+#define QF_LOG_RECORD(level, platformLevel, ...)                                        \
+    do {                                                                                \
+        const ::TEKLO::QuickFixEngine::QuickFixPlumeLevel qfLevel = level;              \
+        if (::TEKLO::QuickFixEngine::QuickFixPlumeWrapper::JudgeLevel(qfLevel)) {       \
+            QF_LOG_SITE(true, __VA_ARGS__);                                             \
+            ::TEKLO::QuickFixEngine::LogDetail::PrintRecord(platformLevel, qfSite,      \
+                                                            QF_LOG_PREFIX __VA_ARGS__); \
+        }                                                                               \
+    } while (false)
+
+#define QF_FILE_LOG_RECORD(level, platformLevel, ...)                                 \
+    do {                                                                              \
+        QF_LOG_SITE(false, __VA_ARGS__);                                              \
+        ::TEKLO::QuickFixEngine::LogDetail::WriteRecord(level, platformLevel, qfSite, \
+                                                        QF_LOG_PREFIX __VA_ARGS__);   \
+    } while (false)
+
+#define QF_LOGD(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::DEBUG, 3, __VA_ARGS__)
+#define QF_LOGI(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO, 4, __VA_ARGS__)
+#define QF_LOGE(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR, 6, __VA_ARGS__)
+#define QF_FILE_LOGD(...) \
+    QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::DEBUG, 3, __VA_ARGS__)
+#define QF_FILE_LOGI(...) \
+    QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO, 4, __VA_ARGS__)
+#define QF_FILE_LOGE(...) \
+    QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR, 6, __VA_ARGS__)

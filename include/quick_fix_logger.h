@@ -1,0 +1,71 @@
+/// The file log: two rotating files of about 64 KiB under /data/update/quickfix/log/.
+#pragma once
+
+#include <cstddef>
+#include <fstream>
+#include <mutex>
+#include <string>
+
+#include "platform/singleton.h"
+
+namespace TEKLO::QuickFixEngine {
+
+/// Appends records to "quickfix_1.log" or, once it exists, to "quickfix_2.log". The newest records are in the
+/// second file, the 64 KiB before them in the first. Reached through the QF_FILE_LOGx macros of
+/// quick_fix_log.h.
+///
+/// One process has one logger, `DelayedSingleton<QuickFixLogger>::GetInstance()`. It is never destroyed, so a
+/// record written at exit is safe. The log directory must exist; nothing here creates it.
+///
+/// Failures lose the record, say why on the platform log only, and never reach the caller. The next record
+/// tries again, so the log goes on as soon as a full disk has room.
+///
+/// Threads: any thread may call `OutputLog`, `RemoveLog`, `GetFormatTime` and `FormatLog`. The other
+/// functions are steps of `OutputLog` and expect its mutex held.
+class [[gnu::visibility("default")]] QuickFixLogger {
+public:
+    /// Opens nothing; that is left to the first record.
+    QuickFixLogger();
+    virtual ~QuickFixLogger();
+
+    /// Opens the active file for appending, or creates the first one, unless the stream is open already. On
+    /// failure the stream stays closed; a first file that can't be created is recorded by `CreateLogFile`.
+    void Init();
+
+    /// Creates or empties `path` with permission 0600, gives it the owner of the log directory and leaves it
+    /// open. False when it can't be opened, recorded at error level as "CreateLogFile %{public}s fail".
+    bool CreateLogFile(const std::string& path);
+
+    /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and hands it to the system before it returns. A
+    /// record that can't be written whole leaves nothing behind. Error records: "ChangeFileForOverSize fail"
+    /// after a failed rotation, besides those of the steps; debug: "logOfstream_ open fail".
+    void OutputLog(const char* msg, const std::string& fileName, const std::string& funcName, int line);
+
+    /// Rotates when the active file has 65536 bytes or more: the second file takes the first one's place and
+    /// a new second file is opened. False when the active file can't be examined ("get first log file stat
+    /// fail", "get last log file stat fail") or the new one can't be created.
+    bool ChangeFileForOverSize();
+
+    /// Writes the local time, "2026-03-01 09:05:07.004", into `buffer` of `size` bytes. False when it doesn't
+    /// fit, recorded at error level as "GetFormatTime error, ret : %{public}d"; the buffer is then the empty
+    /// text.
+    bool GetFormatTime(char* buffer, size_t size);
+
+    /// Closes and deletes both files; missing ones are no error. The next record starts anew in the first
+    /// file.
+    void RemoveLog();
+
+    /// `format` without any "{public}": "%{public}s" gives "%s". Writes no record.
+    std::string FormatLog(const char* format);
+
+private:
+    void Append(const std::string& record);
+
+    std::mutex mutex_;
+    std::fstream logOfstream_;
+};
+
+}  // namespace TEKLO::QuickFixEngine
+
+// The library holds the one instance, also for callers that are built with hidden visibility.
+extern template class TEKLO::DelayedSingleton<TEKLO::QuickFixEngine::QuickFixLogger>;

@@ -1,0 +1,193 @@
+#include "quick_fix_logger.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <locale>
+#include <string_view>
+
+#include "file_utils.h"
+#include "quick_fix_log.h"
+
+template class TEKLO::DelayedSingleton<TEKLO::QuickFixEngine::QuickFixLogger>;
+
+namespace TEKLO::QuickFixEngine {
+namespace {
+
+// Plain arrays: they outlive the static destructors that may still log.
+constexpr char LOG_DIR[] = "/data/update/quickfix/log/";
+constexpr char FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
+constexpr char SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
+constexpr std::string_view PUBLIC_MARKER = "{public}";
+constexpr off_t MAX_LOG_SIZE = 65536;
+constexpr mode_t LOG_FILE_MODE = 0600;
+constexpr size_t TIME_BUFFER_SIZE = 64;
+
+struct SecondText {
+    std::time_t second = -1;
+    char text[TIME_BUFFER_SIZE] = {};
+};
+
+// Converting to local time costs more than the rest of a record's text, so each second's text is made once a
+// thread.
+const char* TextOfSecond(std::time_t second) {
+    thread_local SecondText cache;
+    if (cache.second == second) {
+        return cache.text;
+    }
+    std::tm local = {};
+    localtime_r(&second, &local);
+    sprintf_s(cache.text, sizeof(cache.text), "%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
+              local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    cache.second = second;
+    return cache.text;
+}
+
+// A write that a full disk cut short leaves the beginning of a line, which the next record would be glued to.
+void CutTornRecord(const char* path) {
+    const std::string content = FileUtils::GetFileStream(path);
+    const size_t wholeLines = content.rfind('\n') + 1;
+    if (wholeLines != content.size()) {
+        (void)!truncate(path, static_cast<off_t>(wholeLines));
+    }
+}
+
+}  // namespace
+
+QuickFixLogger::QuickFixLogger() {
+    tzset();  // localtime_r alone doesn't look at TZ
+    logOfstream_.imbue(std::locale::classic());
+    // Unbuffered: a line is one write, and nothing of a failed one is kept to be written later.
+    logOfstream_.rdbuf()->pubsetbuf(nullptr, 0);
+}
+
+QuickFixLogger::~QuickFixLogger() {
+    if (logOfstream_.is_open()) {
+        logOfstream_.close();
+    }
+}
+
+void QuickFixLogger::Init() {
+    if (logOfstream_.is_open()) {
+        return;
+    }
+    if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
+        logOfstream_.open(SECOND_LOG_FILE, std::ios::out | std::ios::app);
+    } else if (FileUtils::FileIsExist(FIRST_LOG_FILE)) {
+        logOfstream_.open(FIRST_LOG_FILE, std::ios::out | std::ios::app);
+    } else {
+        CreateLogFile(FIRST_LOG_FILE);
+    }
+}
+
+bool QuickFixLogger::CreateLogFile(const std::string& path) {
+    if (!FileUtils::OpenFile(logOfstream_, path, std::ios::out | std::ios::trunc, LOG_FILE_MODE)) {
+        QF_LOGE("CreateLogFile %{public}s fail", path.c_str());
+        return false;
+    }
+    // A stream opened to truncate writes at its own position and would overwrite what others append.
+    logOfstream_.close();
+    logOfstream_.open(path, std::ios::out | std::ios::app);
+
+    unsigned int uid = 0;
+    unsigned int gid = 0;
+    FileUtils::GetPathGidAndUid(LOG_DIR, uid, gid);
+    (void)!chown(path.c_str(), uid, gid);
+    return true;
+}
+
+bool QuickFixLogger::ChangeFileForOverSize() {
+    struct stat status = {};
+    if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
+        if (stat(SECOND_LOG_FILE, &status) != 0) {
+            QF_LOGE("get last log file stat fail");
+            return false;
+        }
+        if (status.st_size < MAX_LOG_SIZE) {
+            return true;
+        }
+        logOfstream_.close();
+        remove(FIRST_LOG_FILE);
+        FileUtils::RenameFile(SECOND_LOG_FILE, FIRST_LOG_FILE);
+        return CreateLogFile(SECOND_LOG_FILE);
+    }
+    if (stat(FIRST_LOG_FILE, &status) != 0) {
+        QF_LOGE("get first log file stat fail");
+        return false;
+    }
+    if (status.st_size < MAX_LOG_SIZE) {
+        return true;
+    }
+    logOfstream_.close();
+    return CreateLogFile(SECOND_LOG_FILE);
+}
+
+bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
+    using std::chrono::milliseconds;
+    using std::chrono::seconds;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto second = std::chrono::floor<seconds>(now);
+    const auto millisecond = std::chrono::floor<milliseconds>(now - second).count();
+    const int ret = sprintf_s(buffer, size, "%s.%03d", TextOfSecond(static_cast<std::time_t>(second.count())),
+                              static_cast<int>(millisecond));
+    if (ret < 0) {
+        QF_LOGE("GetFormatTime error, ret : %{public}d", ret);
+        return false;
+    }
+    return true;
+}
+
+void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, const std::string& funcName,
+                               int line) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Init();
+    if (!ChangeFileForOverSize()) {
+        QF_LOGE("ChangeFileForOverSize fail");
+        return;
+    }
+    if (!logOfstream_.is_open()) {
+        QF_LOGD("logOfstream_ open fail");
+        return;
+    }
+    char time[TIME_BUFFER_SIZE] = {};
+    if (!GetFormatTime(time, sizeof(time))) {
+        return;
+    }
+    std::string record;
+    record.reserve(sizeof(time) + fileName.size() + funcName.size() + LogDetail::FILE_MESSAGE_SIZE);
+    record.append(time).append("[").append(fileName).append("(").append(funcName).append("):");
+    record.append(std::to_string(line)).append("]").append(msg).append("\n");
+    Append(record);
+}
+
+void QuickFixLogger::Append(const std::string& record) {
+    logOfstream_.write(record.data(), static_cast<std::streamsize>(record.size())).flush();
+    if (logOfstream_.good()) {
+        return;
+    }
+    // Closed and cleared, or the stream would refuse every later record although the disk has room again.
+    logOfstream_.close();
+    logOfstream_.clear();
+    CutTornRecord(FileUtils::FileIsExist(SECOND_LOG_FILE) ? SECOND_LOG_FILE : FIRST_LOG_FILE);
+}
+
+void QuickFixLogger::RemoveLog() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    logOfstream_.close();
+    logOfstream_.clear();
+    remove(SECOND_LOG_FILE);
+    remove(FIRST_LOG_FILE);
+}
+
+std::string QuickFixLogger::FormatLog(const char* format) {
+    std::string text(format);
+    for (size_t at = text.find(PUBLIC_MARKER); at != std::string::npos; at = text.find(PUBLIC_MARKER)) {
+        text.erase(at, PUBLIC_MARKER.size());
+    }
+    return text;
+}
+
+}  // namespace TEKLO::QuickFixEngine

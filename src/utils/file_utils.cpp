@@ -1,0 +1,383 @@
+// The incremental digest calls are deprecated, not removed: they need no allocation and can't fail half-way.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
+#include "file_utils.h"
+
+#include <dirent.h>
+#include <openssl/sha.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+
+#include "directory_listing.h"
+#include "platform/bounds_checked.h"
+#include "quick_fix_log.h"
+
+namespace TEKLO::QuickFixEngine {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
+constexpr mode_t COPIED_DIR_MODE = 0775;
+constexpr size_t DIGEST_READ_SIZE = 1024;
+constexpr size_t DIGEST_STDIO_BUFFER_SIZE = 64 * 1024;
+// The stream reads one byte less than its buffer at a time.
+constexpr size_t COPY_BUFFER_SIZE = 128 * 1024 + 1;
+constexpr unsigned int KIB_SHIFT = 10;
+constexpr int64_t BYTES_PER_KIB = 1024;
+constexpr int64_t BYTES_PER_MIB = 1024 * 1024;
+
+struct FileCloser {
+    void operator()(FILE* file) const { fclose(file); }
+};
+using File = std::unique_ptr<FILE, FileCloser>;
+using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
+
+/// The canonical form of a path, empty when it doesn't resolve.
+std::string Canonicalise(const std::string& path) {
+    std::array<char, PATH_MAX> canonical = {};
+    return realpath(path.c_str(), canonical.data()) != nullptr ? canonical.data() : std::string();
+}
+
+// In a function of its own, so that the buffer isn't part of each frame of the recursion.
+[[gnu::noinline]] bool JoinPath(const char* dirPath, const std::string& name, std::string& joined) {
+    std::array<char, PATH_MAX> path = {};
+    const size_t length = strlen(dirPath);
+    const char* separator = length > 0 && dirPath[length - 1] == '/' ? "" : "/";
+    if (strcpy_s(path.data(), path.size(), dirPath) != 0 ||
+        strcat_s(path.data(), path.size(), separator) != 0 ||
+        strcat_s(path.data(), path.size(), name.c_str()) != 0) {
+        return false;
+    }
+    joined = path.data();
+    return true;
+}
+
+bool CleanChildren(const char* dirPath) {
+    const auto entries = ListDirectory(dirPath);
+    if (!entries) {
+        return false;
+    }
+    std::string child;
+    for (const DirectoryEntry& entry : *entries) {
+        if (!JoinPath(dirPath, entry.name, child)) {
+            return false;
+        }
+        if (entry.IsDot()) {
+            continue;
+        }
+        FileUtils::CleanDir(child.c_str(), false);
+        remove(child.c_str());
+    }
+    return true;
+}
+
+/// The size in whole units, cut to 32 bits; -1 for a unit that isn't known.
+int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
+    switch (unit) {
+        case FileSizeUnit::BYTE:
+            return static_cast<int>(bytes);
+        case FileSizeUnit::KB:
+            return static_cast<int>(bytes / BYTES_PER_KIB);
+        case FileSizeUnit::MB:
+            return static_cast<int>(bytes / BYTES_PER_MIB);
+    }
+    return -1;
+}
+
+Digest ComputeDigest(FILE* file) {
+    SHA256_CTX context = {};
+    SHA256_Init(&context);
+    std::array<char, DIGEST_READ_SIZE + 1> block = {};
+    while (feof(file) == 0) {
+        memset_s(block.data(), block.size(), 0, block.size());
+        const size_t count = fread(block.data(), 1, DIGEST_READ_SIZE, file);
+        if (count == 0) {
+            break;
+        }
+        SHA256_Update(&context, block.data(), count);
+    }
+    Digest digest = {};
+    SHA256_Final(digest.data(), &context);
+    return digest;
+}
+
+}  // namespace
+
+bool FileUtils::FileIsExist(const std::string& filePath) {
+    if (filePath.empty()) {
+        QF_LOGE("filePath is empty");
+        return false;
+    }
+    return !Canonicalise(filePath).empty();
+}
+
+bool FileUtils::DirIsExist(const std::string& dirPath) {
+    return OpenDirectory(dirPath) != nullptr;
+}
+
+bool FileUtils::IsValidPath(const std::string& path) {
+    if (path.empty()) {
+        QF_LOGE("path is empty");
+        return false;
+    }
+    if (path.find("..") != std::string::npos) {
+        QF_LOGI("path: %{public}s is an invalid path", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool FileUtils::MakeDir(const std::string& path, unsigned int mode) {
+    const int result = mkdir(path.c_str(), mode);
+    if (result != 0) {
+        QF_LOGE("Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ", result,
+                strerror(errno), path.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool FileUtils::MakeFile(const std::string& path, const std::string& content) {
+    std::ofstream file(path, std::ios::out | std::ios::binary);
+    if (!file.is_open()) {
+        QF_LOGE("Failed to open %{public}s", path.c_str());
+        return false;
+    }
+    file.write(content.data(), static_cast<std::streamsize>(content.size()));
+    return true;
+}
+
+int FileUtils::GetFileSize(const std::string& filePath, FileSizeUnit unit) {
+    if (!FileIsExist(filePath)) {
+        QF_LOGE("GetFileSize failed");
+        return -1;
+    }
+    struct stat status = {};
+    if (stat(filePath.c_str(), &status) != 0) {
+        QF_LOGE("get file stat failed");
+        return -1;
+    }
+    const int size = SizeInUnit(status.st_size, unit);
+    QF_LOGI("Util GetFileSize, %{public}s size %{public}d ", filePath.c_str(), size);
+    return size;
+}
+
+uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
+    std::error_code ignored;
+    if (!fs::is_directory(dirPath, ignored)) {
+        QF_LOGE("invalid path");
+        return 0;
+    }
+    // One level at a time: the standard recursive iterator keeps each level's directory open.
+    uint64_t total = 0;
+    std::vector<fs::path> pending = {dirPath};
+    while (!pending.empty()) {
+        const fs::path directory = std::move(pending.back());
+        pending.pop_back();
+        for (const auto& entry :
+             fs::directory_iterator(directory, fs::directory_options::skip_permission_denied)) {
+            if (fs::is_directory(entry.symlink_status())) {
+                pending.push_back(entry.path());
+            } else if (entry.is_regular_file()) {
+                total += entry.file_size();
+            }
+        }
+    }
+    return total >> KIB_SHIFT;
+}
+
+int FileUtils::GetDiskFreeSpace(const std::string& path) {
+    if (!DirIsExist(path)) {
+        QF_LOGE("GetDiskFreeSpace failed");
+        return -1;
+    }
+    int freeKib = -1;
+    struct statfs status = {};
+    if (statfs(path.c_str(), &status) == 0) {
+        const uint64_t freeBytes = uint64_t{status.f_bavail} * static_cast<uint64_t>(status.f_bsize);
+        freeKib = static_cast<int>(freeBytes >> KIB_SHIFT);
+    }
+    QF_LOGI("Util GetDiskFreeSpace disk free: %{public}d kb", freeKib);
+    return freeKib;
+}
+
+bool FileUtils::CleanDir(const char* dirPath, bool removeSelf) {
+    if (dirPath == nullptr) {
+        QF_LOGE("CleanDir fail, dirPath is null");
+        return false;
+    }
+    struct stat status = {};
+    (void)!stat(dirPath, &status);
+    if (S_ISDIR(status.st_mode) && !CleanChildren(dirPath)) {
+        return false;
+    }
+    if (S_ISREG(status.st_mode)) {
+        remove(dirPath);
+    }
+    if (removeSelf) {
+        remove(dirPath);
+    }
+    return true;
+}
+
+bool FileUtils::RenameFile(const std::string& oldPath, const std::string& newPath) {
+    if (rename(oldPath.c_str(), newPath.c_str()) != 0) {
+        QF_LOGE("rename failed: %{public}s", newPath.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool FileUtils::OpenFile(std::fstream& stream, const std::string& path, unsigned int openMode,
+                         unsigned int mode) {
+    if (!IsValidPath(path)) {
+        QF_LOGE("path: %{public}s is an invalid path", path.c_str());
+        return false;
+    }
+    stream.open(path, static_cast<std::ios::openmode>(openMode));
+    (void)!chmod(path.c_str(), mode);
+    return stream.is_open();
+}
+
+void FileUtils::GetPathGidAndUid(std::string path, unsigned int& uid, unsigned int& gid) {
+    struct stat status = {};
+    (void)!stat(path.c_str(), &status);
+    uid = status.st_uid;
+    gid = status.st_gid;
+}
+
+void FileUtils::SetGidAndUidToQuickFix(const std::string& path) {
+    unsigned int uid = 0;
+    unsigned int gid = 0;
+    GetPathGidAndUid(QUICK_FIX_DIR, uid, gid);
+    (void)!chown(path.c_str(), uid, gid);
+}
+
+bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir) {
+    const auto entries = ListDirectory(sourceDir);
+    if (!entries) {
+        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), strerror(errno));
+        return false;
+    }
+    const bool destExisted = DirIsExist(destDir);
+    if (!destExisted && mkdir(destDir.c_str(), COPIED_DIR_MODE) != 0) {
+        QF_LOGE("mkdir failed, path: %{public}s, err: %{public}s", destDir.c_str(), strerror(errno));
+        return false;
+    }
+    for (const DirectoryEntry& entry : *entries) {
+        if (entry.IsDot()) {
+            continue;
+        }
+        const bool isDirectory = entry.type == DT_DIR;
+        const std::string name = isDirectory ? entry.name + "/" : entry.name;
+        const std::string fullSourcePath = sourceDir + name;
+        const std::string fullDestPath = destDir + name;
+        if (isDirectory ? CopyDir(fullSourcePath, fullDestPath) : CopyFile(fullSourcePath, fullDestPath)) {
+            continue;
+        }
+        if (isDirectory) {
+            QF_LOGE("copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s",
+                    fullSourcePath.c_str(), fullDestPath.c_str());
+        } else {
+            QF_LOGE("copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s",
+                    fullSourcePath.c_str(), fullDestPath.c_str());
+        }
+        if (!destExisted) {
+            remove(destDir.c_str());
+        }
+        return false;
+    }
+    return true;
+}
+
+bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destPath) {
+    const std::string canonicalSource = Canonicalise(sourcePath);
+    if (canonicalSource.empty()) {
+        QF_LOGE("realpath failed: %{public}s", sourcePath.c_str());
+        return false;
+    }
+    const std::unique_ptr<char[]> buffer(new char[COPY_BUFFER_SIZE]);
+    std::ifstream source;
+    source.rdbuf()->pubsetbuf(buffer.get(), COPY_BUFFER_SIZE);
+    source.open(canonicalSource);
+    std::ofstream dest(destPath);
+    if (!source.is_open() || !dest.is_open()) {
+        return false;
+    }
+    dest << source.rdbuf();
+    if (dest.fail()) {
+        dest.clear();
+        return false;
+    }
+    // The insertion succeeds as soon as one byte was taken: a disk that fills up shows here.
+    dest.flush();
+    return dest.good() && source.peek() == std::ifstream::traits_type::eof();
+}
+
+std::string FileUtils::GetFileSHA256(const std::string& filePath) {
+    QF_LOGI("filePath: %{public}s", filePath.c_str());
+    if (!FileIsExist(filePath)) {
+        QF_LOGE("filePath: %{public}s is an invalid path", filePath.c_str());
+        return "";
+    }
+    const std::unique_ptr<char[]> stdioBuffer(new char[DIGEST_STDIO_BUFFER_SIZE]);
+    const File file(fopen(filePath.c_str(), "rb"));
+    if (file == nullptr) {
+        QF_LOGE("filePath: %{public}s, errorMessage:%{public}s", filePath.c_str(), strerror(errno));
+        return "";
+    }
+    setvbuf(file.get(), stdioBuffer.get(), _IOFBF, DIGEST_STDIO_BUFFER_SIZE);
+    const Digest digest = ComputeDigest(file.get());
+
+    char text[2 * SHA256_DIGEST_LENGTH + 1] = {};
+    for (size_t i = 0; i < digest.size(); ++i) {
+        if (sprintf_s(text + 2 * i, sizeof(text), "%02x", digest[i]) < 0) {
+            QF_LOGE("sprintf_s error");
+            break;
+        }
+    }
+    return text;
+}
+
+std::vector<std::string> FileUtils::ReadLines(const std::string& filePath) {
+    std::ifstream file(filePath);
+    if (!file.is_open()) {
+        QF_LOGE("file open failed!!!:%{public}s", filePath.c_str());
+        return {};
+    }
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string FileUtils::GetFileStream(const std::string& filePath) {
+    const std::string canonicalPath = Canonicalise(filePath);
+    if (canonicalPath.empty()) {
+        QF_LOGE("filePath: %{public}s is an invalid path", filePath.c_str());
+        return "";
+    }
+    const std::ifstream file(canonicalPath, std::ios::in | std::ios::binary);
+    if (!file.is_open()) {
+        QF_LOGE("fail to open file: %{public}s, errinfo: %{public}s", canonicalPath.c_str(), strerror(errno));
+        return "";
+    }
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+}  // namespace TEKLO::QuickFixEngine
