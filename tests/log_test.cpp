@@ -11,6 +11,7 @@
 #include "quick_fix_log.h"
 #include "support/files.h"
 #include "support/plume_capture.h"
+#include "test_manager.h"
 
 namespace fs = std::filesystem;
 using namespace TEKLO::QuickFixEngine;
@@ -270,6 +271,16 @@ TEST(FileLog, TimeFollowsTheZoneAndItsBuffer) {
 TEST(FileLog, FormatLogRemovesEveryMarker) {
     EXPECT_EQ(Logger()->FormatLog("a{public}{public}b"), "ab");
     EXPECT_EQ(Logger()->FormatLog("{pub{public}lic}%{public}s %{private}d"), "%s %{private}d");
+}
+
+// This program is built with hidden visibility: its logger and the library's must still be one.
+TEST(FileLog, OneLoggerForTheLibraryAndItsCaller) {
+    TestManager().CheckNativePatch();
+    QF_FILE_LOGI("from the caller");
+    Logger()->RemoveLog();
+    TestManager().CheckNativePatch();
+    ASSERT_EQ(Lines(FIRST_LOG).size(), 1U);
+    EXPECT_NE(Lines(FIRST_LOG)[0].find("[test_manager(CheckNativePatch):"), std::string::npos);
 }
 
 TEST(FileLog, TakesRecordsWhileTheProcessExits) {

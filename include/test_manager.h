@@ -1,0 +1,107 @@
+/// Proves, after a patch was applied, that what was patched is really in place, and reports it as JSON text.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <sstream>
+#include <string>
+
+namespace TEKLO::QuickFixEngine {
+
+class ShellCommand;
+
+/// One run checks many items and returns one fragment, a member of a JSON object without the surrounding
+/// braces:
+///
+///     "Native": {"description":  "...","detail": {"/system/bin/a": "true","/system/bin/b":
+///     "false,source:RWX= -rwxr-xr-x.patch_qv:RWX=-rw-r--r--."},"test_native_result": "false","total":
+///     "2","success": "1","failed": "1"}
+///
+/// Keys and values stand in it as they are, nothing is escaped: a file name with a quote makes text that is
+/// no JSON. A run that checked nothing returns `"Native": "null"`. The counts are texts.
+///
+/// Paths reach a shell as they stand. Whoever fills the overlay must keep names out of it that a shell would
+/// interpret or split; a name such as "a;b" would run b.
+///
+/// Records go to the platform log and the file log. Nothing throws but the standard library when memory runs
+/// out, and the listener.
+///
+/// Threads: one at a time may use an object; the calling thread does the work and blocks on the commands it
+/// runs.
+class [[gnu::visibility("default")]] TestManager {
+public:
+    /// Checks every regular file below /patch_qv/overlay against the live file at the same path without that
+    /// prefix: digest, mode as `ls -l` shows it, label as `ls -Z` shows it. Returns the "Native" fragment; a
+    /// missing or unreadable overlay gives `"Native": "null"`. Links and other special files are passed over.
+    /// Records "Check Native Patch Begin" at info level, and those of the steps below.
+    std::string CheckNativePatch();
+
+    /// Walks a directory in its own order and verifies each regular file below it. One that can't be opened
+    /// is recorded at error level as "open patch folder faild : %{public}s" and left out, with no entry and
+    /// no count.
+    void TraverseFile(const std::string& path);
+
+    /// Verifies one patch file and adds its entry and its count to the run.
+    void VerifyPatch(const std::string& patchPath);
+
+    /// The live path of a patch path: its first 17 bytes, the length of "/patch_qv/overlay", are left out
+    /// unseen.
+    ///
+    ///     "/patch_qv/overlay/system/lib64/libx.so"  "/system/lib64/libx.so"
+    ///     "/patch_qv/overlay"                       ""
+    std::string GetViewFilePath(const std::string& patchPath);
+
+    /// Makes the three comparisons below in their order; all three, even after a failure. Each one that finds
+    /// a difference marks the item and the run as failed and adds the two values to the item's entry. A value
+    /// that can't be had is empty, so a missing live file differs and two missing ones agree.
+    void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
+    void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
+    void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
+    void VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath);
+
+    /// The first 10 characters of `ls -l`, such as "-rwxr-xr-x"; empty when there is no such file, or no
+    /// shell to be had
+    /// ("Failed to run the command" at error level). Records "filePath: %{public}s, Prop: %{public}s" at
+    /// debug level.
+    std::string GetFileProp(const std::string& path);
+
+    /// What `ls -Z` prints in front of the first blank, "?" on a system without labels; the whole line, its
+    /// line feed included, when there is no blank. Fails like `GetFileProp`; records "filePath: %{public}s,
+    /// Selinux: %{public}s".
+    std::string GetFileSeLinux(const std::string& path);
+
+    /// Closes the run's fragment with its result and its counts.
+    void JsonTail(const std::string& testName);
+
+    /// Empties the scratch stream and clears its state.
+    void ClearSstream();
+
+    /// Turns a last ',' into '.' in each of the two texts.
+    void SymbolConversion(std::string & source, std::string & patch);
+
+    /// Has `listener` called behind each item, on the thread that checks, with the live path and whether it
+    /// passed; an empty one ends that. What it throws ends the run and reaches the caller.
+    void SetProgressListener(std::function<void(const std::string& item, bool passed)> listener);
+
+private:
+    void StartRun(const char* header);
+    void MarkFailed(const std::string& viewPath);
+    void AddDifference(const std::string& label, const std::string& source, const std::string& patch,
+                       char terminator);
+    void FinishItem(const std::string& item, bool passed);
+    std::string GetFileProp(const std::string& path, ShellCommand& listing);
+    std::string GetFileSeLinux(const std::string& path, ShellCommand& listing);
+
+    std::string result_;
+    std::string testResult_;
+    std::string jsonStr_;
+    std::string detailStr_;
+    std::string sourceStr_;
+    std::string patchStr_;
+    std::stringstream sstream_;
+    uint64_t successCount_ = 0;
+    uint64_t failedCount_ = 0;
+    std::function<void(const std::string& item, bool passed)> progressListener_;
+};
+
+}  // namespace TEKLO::QuickFixEngine

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace TEKLO::QuickFixEngine {
+
+/// A shell command that runs beside its owner from construction on; destruction waits for its end.
+class ShellCommand {
+public:
+    explicit ShellCommand(const std::string& command);
+
+    bool Started() const { return output_ != nullptr; }
+
+    /// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte; then
+    /// lets the command end.
+    std::string ReadLine(size_t limit);
+
+private:
+    struct PipeCloser {
+        void operator()(FILE* pipe) const { pclose(pipe); }
+    };
+    std::unique_ptr<FILE, PipeCloser> output_;
+};
+
+}  // namespace TEKLO::QuickFixEngine

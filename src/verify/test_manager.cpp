@@ -1,0 +1,215 @@
+#include "test_manager.h"
+
+#include <utility>
+
+#include "directory_listing.h"
+#include "file_utils.h"
+#include "quick_fix_log.h"
+#include "shell_command.h"
+
+namespace TEKLO::QuickFixEngine {
+namespace {
+
+constexpr std::string_view PATCH_OVERLAY_PATH = "/patch_qv/overlay";
+constexpr size_t PROP_LENGTH = 10;
+constexpr size_t SELINUX_LINE_LENGTH = 1023;
+constexpr char PASSED[] = "true";
+constexpr char FAILED[] = "false";
+// The blanks differ between the headers of the runs, and readers of the reports know them so.
+constexpr char NATIVE_HEADER[] =
+    "\"Native\": {\"description\":  \"Compare the results of patch_file and patched_file.Verify SHA256, RWX, "
+    "Selinux.\",\"detail\": {";
+constexpr char NATIVE_NULL[] = "\"Native\": \"null\"";
+
+ShellCommand ListMode(const std::string& path) {
+    return ShellCommand("ls -l " + path);
+}
+
+ShellCommand ListLabel(const std::string& path) {
+    return ShellCommand("ls -Z " + path);
+}
+
+}  // namespace
+
+std::string TestManager::CheckNativePatch() {
+    QF_FILE_LOGI("Check Native Patch Begin");
+    StartRun(NATIVE_HEADER);
+    TraverseFile(std::string(PATCH_OVERLAY_PATH));
+    JsonTail("native");
+    if (successCount_ + failedCount_ == 0) {
+        jsonStr_ = NATIVE_NULL;
+    }
+    return jsonStr_;
+}
+
+void TestManager::TraverseFile(const std::string& path) {
+    const auto entries = ListDirectory(path);
+    if (!entries) {
+        QF_FILE_LOGE("open patch folder faild : %{public}s", path.c_str());
+        return;
+    }
+    for (const DirectoryEntry& entry : *entries) {
+        if (entry.IsDot()) {
+            continue;
+        }
+        const std::string child = path + "/" + entry.name;
+        if (entry.type == DT_DIR) {
+            TraverseFile(child);
+        } else if (entry.type == DT_REG) {
+            VerifyPatch(child);
+        }
+    }
+}
+
+void TestManager::VerifyPatch(const std::string& patchPath) {
+    result_ = PASSED;
+    sourceStr_ = "source:";
+    patchStr_ = "patch_qv:";
+    detailStr_.clear();
+    const std::string viewPath = GetViewFilePath(patchPath);
+    DoVerifyFile(patchPath, viewPath);
+
+    const bool passed = result_ == PASSED && detailStr_.empty();
+    if (passed) {
+        detailStr_ = "\"" + viewPath + "\": \"" + result_ + "\",";
+    } else {
+        SymbolConversion(sourceStr_, patchStr_);
+        detailStr_ += sourceStr_ + patchStr_ + "\",";
+    }
+    FinishItem(viewPath, passed);
+}
+
+std::string TestManager::GetViewFilePath(const std::string& patchPath) {
+    return patchPath.size() > PATCH_OVERLAY_PATH.size() ? patchPath.substr(PATCH_OVERLAY_PATH.size()) : "";
+}
+
+void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& viewPath) {
+    VerifyPatchSHA256(patchPath, viewPath);
+    VerifyPatchProp(patchPath, viewPath);
+    VerifyPatchSeLinux(patchPath, viewPath);
+}
+
+void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath) {
+    const std::string patch = FileUtils::GetFileSHA256(patchPath);
+    const std::string source = FileUtils::GetFileSHA256(viewPath);
+    if (source != patch) {
+        MarkFailed(viewPath);
+        AddDifference("SHA256=", source, patch, ',');
+    }
+}
+
+// Both commands of a comparison run side by side: starting one takes longer than all that is done with its
+// output.
+void TestManager::VerifyPatchProp(const std::string& patchPath, const std::string& viewPath) {
+    ShellCommand patchListing = ListMode(patchPath);
+    ShellCommand sourceListing = ListMode(viewPath);
+    const std::string patch = GetFileProp(patchPath, patchListing);
+    const std::string source = GetFileProp(viewPath, sourceListing);
+    if (source != patch) {
+        MarkFailed(viewPath);
+        AddDifference("RWX=", source, patch, ',');
+    }
+}
+
+void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath) {
+    ShellCommand patchListing = ListLabel(patchPath);
+    ShellCommand sourceListing = ListLabel(viewPath);
+    const std::string patch = GetFileSeLinux(patchPath, patchListing);
+    const std::string source = GetFileSeLinux(viewPath, sourceListing);
+    if (source != patch) {
+        MarkFailed(viewPath);
+        AddDifference("SeLinux=", source, patch, '.');
+    }
+}
+
+std::string TestManager::GetFileProp(const std::string& path) {
+    ShellCommand listing = ListMode(path);
+    return GetFileProp(path, listing);
+}
+
+std::string TestManager::GetFileProp(const std::string& path, ShellCommand& listing) {
+    if (!listing.Started()) {
+        QF_FILE_LOGE("Failed to run the command");
+        return "";
+    }
+    const std::string prop = listing.ReadLine(PROP_LENGTH);
+    QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", path.c_str(), prop.c_str());
+    return prop;
+}
+
+std::string TestManager::GetFileSeLinux(const std::string& path) {
+    ShellCommand listing = ListLabel(path);
+    return GetFileSeLinux(path, listing);
+}
+
+std::string TestManager::GetFileSeLinux(const std::string& path, ShellCommand& listing) {
+    if (!listing.Started()) {
+        QF_FILE_LOGE("Failed to run the command");
+        return "";
+    }
+    const std::string line = listing.ReadLine(SELINUX_LINE_LENGTH);
+    const std::string label = line.substr(0, line.find(' '));
+    QF_FILE_LOGD("filePath: %{public}s, Selinux: %{public}s", path.c_str(), label.c_str());
+    return label;
+}
+
+void TestManager::JsonTail(const std::string& testName) {
+    // Counts go in as text: a stream would group their digits as the global locale says.
+    ClearSstream();
+    sstream_ << "},\"test_" << testName << "_result\": \"" << testResult_ << "\",\"total\": \""
+             << std::to_string(successCount_ + failedCount_) << "\",\"success\": \""
+             << std::to_string(successCount_) << "\",\"failed\": \"" << std::to_string(failedCount_) << "\"}";
+    if (!jsonStr_.empty() && jsonStr_.back() == ',') {
+        jsonStr_.pop_back();
+    }
+    jsonStr_ += sstream_.str();
+}
+
+void TestManager::ClearSstream() {
+    sstream_.clear();
+    sstream_.str("");
+}
+
+void TestManager::SymbolConversion(std::string& source, std::string& patch) {
+    for (std::string* text : {&source, &patch}) {
+        if (!text->empty() && text->back() == ',') {
+            text->back() = '.';
+        }
+    }
+}
+
+void TestManager::SetProgressListener(std::function<void(const std::string& item, bool passed)> listener) {
+    progressListener_ = std::move(listener);
+}
+
+void TestManager::StartRun(const char* header) {
+    testResult_ = PASSED;
+    result_ = PASSED;
+    successCount_ = 0;
+    failedCount_ = 0;
+    jsonStr_ = header;
+}
+
+void TestManager::MarkFailed(const std::string& viewPath) {
+    result_ = FAILED;
+    testResult_ = FAILED;
+    if (detailStr_.empty()) {
+        detailStr_ = "\"" + viewPath + "\": \"" + result_ + ",";
+    }
+}
+
+void TestManager::AddDifference(const std::string& label, const std::string& source, const std::string& patch,
+                                char terminator) {
+    sourceStr_ += label + source + terminator;
+    patchStr_ += label + patch + terminator;
+}
+
+void TestManager::FinishItem(const std::string& item, bool passed) {
+    ++(passed ? successCount_ : failedCount_);
+    jsonStr_ += detailStr_;
+    if (progressListener_) {
+        progressListener_(item, passed);
+    }
+}
+
+}  // namespace TEKLO::QuickFixEngine
