@@ -314,6 +314,7 @@ TEST(LogThreads, RecordsOfManyThreadsStayWholeThroughRotations) {
     constexpr int THREADS = 4;
     constexpr int RECORDS = 340;  // together more than one file and less than two
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int thread = 0; thread < THREADS; ++thread) {
         threads.emplace_back([thread] {
             for (int record = 0; record < RECORDS; ++record) {
@@ -347,6 +348,7 @@ struct Counted {
 
 TEST(LogThreads, SingletonIsCreatedOnce) {
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([] { EXPECT_NE(DelayedSingleton<Counted>::GetInstance(), nullptr); });
     }

@@ -132,7 +132,7 @@ std::string TestManager::GetFileProp(const std::string& path, ShellCommand& list
         QF_FILE_LOGE("Failed to run the command");
         return "";
     }
-    const std::string prop = listing.ReadLine(PROP_LENGTH);
+    std::string prop = listing.ReadLine(PROP_LENGTH);
     QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", path.c_str(), prop.c_str());
     return prop;
 }
@@ -148,7 +148,7 @@ std::string TestManager::GetFileSeLinux(const std::string& path, ShellCommand& l
         return "";
     }
     const std::string line = listing.ReadLine(SELINUX_LINE_LENGTH);
-    const std::string label = line.substr(0, line.find(' '));
+    std::string label = line.substr(0, line.find(' '));
     QF_FILE_LOGD("filePath: %{public}s, Selinux: %{public}s", path.c_str(), label.c_str());
     return label;
 }

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+/// The text in double quotes with quotes, backslashes and all but printable ASCII escaped: one line, harmless
+/// on any terminal, and nothing of it invisible.
+std::string Quote(const std::string& text);
+
+/// JSON text made by plain concatenation, with control characters escaped as JSON wants them.
+std::string EscapeJsonControls(const std::string& json);
