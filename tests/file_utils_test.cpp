@@ -339,13 +339,13 @@ TEST(FileReads, UnreadableFileSaysWhy) {
     Write("/tmp/locked", "x");
     fs::permissions("/tmp/locked", fs::perms::none);
     fs::permissions("/tmp", fs::perms::all);
-    if (geteuid() == 0) {
-        ASSERT_EQ(seteuid(65534), 0);
-    }
+    const uid_t self = geteuid();
+    ASSERT_TRUE(self != 0 || seteuid(65534) == 0);
     PlumeCapture capture;
     EXPECT_EQ(FileUtils::GetFileSHA256("/tmp/locked"), "");
     EXPECT_EQ(FileUtils::GetFileStream("/tmp/locked"), "");
     EXPECT_FALSE(FileUtils::CopyFile("/tmp/locked", "/tmp/created"));
+    ASSERT_EQ(seteuid(self), 0);
     EXPECT_TRUE(fs::exists("/tmp/created"));
     EXPECT_EQ(capture.Take(),
               (Records{"I GetFileSHA256: filePath: /tmp/locked",

@@ -178,9 +178,11 @@ TEST(NativeSteps, CommandThatCanNotBeStarted) {
     TestManager manager;
     QF_FILE_LOGI("opens the log");
     PlumeCapture capture;
-    const DescriptorLimit limit(FirstFreeDescriptor());
-    EXPECT_EQ(manager.GetFileProp("/tmp/x"), "");
-    EXPECT_EQ(manager.GetFileSeLinux("/tmp/x"), "");
+    {
+        const DescriptorLimit limit(FirstFreeDescriptor());
+        EXPECT_EQ(manager.GetFileProp("/tmp/x"), "");
+        EXPECT_EQ(manager.GetFileSeLinux("/tmp/x"), "");
+    }
     EXPECT_EQ(capture.Take(), (Records{"E GetFileProp: Failed to run the command",
                                        "E GetFileSeLinux: Failed to run the command"}));
 }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <locale>
 #include <string_view>
@@ -60,8 +61,6 @@ void CutTornRecord(const char* path) {
 QuickFixLogger::QuickFixLogger() {
     tzset();  // localtime_r alone doesn't look at TZ
     logOfstream_.imbue(std::locale::classic());
-    // Unbuffered: a line is one write, and nothing of a failed one is kept to be written later.
-    logOfstream_.rdbuf()->pubsetbuf(nullptr, 0);
 }
 
 QuickFixLogger::~QuickFixLogger() {
@@ -156,10 +155,14 @@ void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, con
     if (!GetFormatTime(time, sizeof(time))) {
         return;
     }
+    const std::string lineText = std::to_string(line);
+    constexpr size_t PUNCTUATION = sizeof("[():]\n") - 1;
     std::string record;
-    record.reserve(sizeof(time) + fileName.size() + funcName.size() + LogDetail::FILE_MESSAGE_SIZE);
-    record.append(time).append("[").append(fileName).append("(").append(funcName).append("):");
-    record.append(std::to_string(line)).append("]").append(msg).append("\n");
+    record.reserve(strlen(time) + fileName.size() + funcName.size() + lineText.size() + strlen(msg) +
+                   PUNCTUATION);
+    record.append(time).append("[").append(fileName).append("(").append(funcName).append("):").append(
+        lineText);
+    record.append("]").append(msg).append("\n");
     Append(record);
 }
 
@@ -168,10 +171,13 @@ void QuickFixLogger::Append(const std::string& record) {
     if (logOfstream_.good()) {
         return;
     }
-    // Closed and cleared, or the stream would refuse every later record although the disk has room again.
+    // Closing tries the write again. Then the state is cleared, or the stream would refuse every later record
+    // although the disk has room again.
+    const char* path = FileUtils::FileIsExist(SECOND_LOG_FILE) ? SECOND_LOG_FILE : FIRST_LOG_FILE;
+    CutTornRecord(path);
     logOfstream_.close();
     logOfstream_.clear();
-    CutTornRecord(FileUtils::FileIsExist(SECOND_LOG_FILE) ? SECOND_LOG_FILE : FIRST_LOG_FILE);
+    CutTornRecord(path);
 }
 
 void QuickFixLogger::RemoveLog() {

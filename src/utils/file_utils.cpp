@@ -44,15 +44,11 @@ struct FileCloser {
 using File = std::unique_ptr<FILE, FileCloser>;
 using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
 
-/// The canonical form of a path, empty when it doesn't resolve.
-std::string Canonicalise(const std::string& path) {
-    std::array<char, PATH_MAX> canonical = {};
-    return realpath(path.c_str(), canonical.data()) != nullptr ? canonical.data() : std::string();
-}
+using PathBuffer = std::array<char, PATH_MAX>;
 
 // In a function of its own, so that the buffer isn't part of each frame of the recursion.
 [[gnu::noinline]] bool JoinPath(const char* dirPath, const std::string& name, std::string& joined) {
-    std::array<char, PATH_MAX> path = {};
+    PathBuffer path = {};
     const size_t length = strlen(dirPath);
     const char* separator = length > 0 && dirPath[length - 1] == '/' ? "" : "/";
     if (strcpy_s(path.data(), path.size(), dirPath) != 0 ||
@@ -120,7 +116,8 @@ bool FileUtils::FileIsExist(const std::string& filePath) {
         QF_LOGE("filePath is empty");
         return false;
     }
-    return !Canonicalise(filePath).empty();
+    char canonical[PATH_MAX];  // not zeroed: each record of the file log comes by here
+    return realpath(filePath.c_str(), canonical) != nullptr;
 }
 
 bool FileUtils::DirIsExist(const std::string& dirPath) {
@@ -303,15 +300,15 @@ bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir
 }
 
 bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destPath) {
-    const std::string canonicalSource = Canonicalise(sourcePath);
-    if (canonicalSource.empty()) {
+    PathBuffer canonicalSource = {};
+    if (realpath(sourcePath.c_str(), canonicalSource.data()) == nullptr) {
         QF_LOGE("realpath failed: %{public}s", sourcePath.c_str());
         return false;
     }
     const std::unique_ptr<char[]> buffer(new char[COPY_BUFFER_SIZE]);
     std::ifstream source;
     source.rdbuf()->pubsetbuf(buffer.get(), COPY_BUFFER_SIZE);
-    source.open(canonicalSource);
+    source.open(canonicalSource.data());
     std::ofstream dest(destPath);
     if (!source.is_open() || !dest.is_open()) {
         return false;
@@ -365,14 +362,14 @@ std::vector<std::string> FileUtils::ReadLines(const std::string& filePath) {
 }
 
 std::string FileUtils::GetFileStream(const std::string& filePath) {
-    const std::string canonicalPath = Canonicalise(filePath);
-    if (canonicalPath.empty()) {
+    PathBuffer canonicalPath = {};
+    if (realpath(filePath.c_str(), canonicalPath.data()) == nullptr) {
         QF_LOGE("filePath: %{public}s is an invalid path", filePath.c_str());
         return "";
     }
-    const std::ifstream file(canonicalPath, std::ios::in | std::ios::binary);
+    const std::ifstream file(canonicalPath.data(), std::ios::in | std::ios::binary);
     if (!file.is_open()) {
-        QF_LOGE("fail to open file: %{public}s, errinfo: %{public}s", canonicalPath.c_str(), strerror(errno));
+        QF_LOGE("fail to open file: %{public}s, errinfo: %{public}s", canonicalPath.data(), strerror(errno));
         return "";
     }
     std::ostringstream content;
