@@ -68,9 +68,9 @@ public:
 
     /// Removes all that is below the directory, and with `removeSelf` the path itself, whatever it is; a
     /// regular file is removed in either case. A link to a directory has its target emptied before the link
-    /// is removed. False for null ("CleanDir fail, dirPath is null"), for a directory that can't be opened,
-    /// and when a path exceeds 4095 bytes; both without a record. A missing path, and what can't be removed,
-    /// is no failure.
+    /// is removed. False for null ("CleanDir fail, dirPath is null"), and without a record when the
+    /// directory can't be opened or the path of one of its own entries exceeds 4095 bytes. A missing path, what
+    /// can't be removed, and any failure further below is none.
     static bool CleanDir(const char* dirPath, bool removeSelf);
 
     /// Renames within a file system, replacing `newPath`. Records "rename failed: %{public}s" with the new
@@ -102,8 +102,8 @@ public:
     static bool CopyDir(const std::string& sourceDir, const std::string& destDir);
 
     /// Copies one file's bytes; the destination is created or emptied as soon as the source's path resolves.
-    /// False when either can't be opened, when the copy is not complete, and for an empty source (its copy is
-    /// there then). The data is not synchronised to storage. Records "realpath failed: %{public}s"; other
+    /// False when either can't be opened, when the copy is not complete (the disk is full, or the source grew
+    /// meanwhile), and for an empty source (its copy is there then). The data is not synchronised to storage. Records "realpath failed: %{public}s"; other
     /// failures leave no record.
     static bool CopyFile(const std::string& sourcePath, const std::string& destPath);
 

@@ -1,6 +1,8 @@
 /// The file log: two rotating files of about 64 KiB under /data/update/quickfix/log/.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <fstream>
 #include <mutex>
@@ -33,7 +35,7 @@ public:
     void Init();
 
     /// Creates or empties `path` with permission 0600, gives it the owner of the log directory and leaves it
-    /// open. False when it can't be opened, recorded at error level as "CreateLogFile %{public}s fail".
+    /// open, in place of what was open. False when it can't be opened, recorded at error level as "CreateLogFile %{public}s fail".
     bool CreateLogFile(const std::string& path);
 
     /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and hands it to the system before it returns. A
@@ -59,7 +61,13 @@ public:
     std::string FormatLog(const char* format);
 
 private:
-    void Append(const std::string& record);
+    struct ActiveFile {
+        const char* path = nullptr;
+        off_t size = 0;  // bytes, before the record
+    };
+    bool ChangeFileForOverSize(ActiveFile & active);
+    void Append(const std::string& record, const ActiveFile& active);
+    static void CutTornRecord(const ActiveFile& active, size_t recordSize);
 
     std::mutex mutex_;
     std::fstream logOfstream_;

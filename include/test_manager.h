@@ -13,9 +13,11 @@ class ShellCommand;
 /// One run checks many items and returns one fragment, a member of a JSON object without the surrounding
 /// braces:
 ///
-///     "Native": {"description":  "...","detail": {"/system/bin/a": "true","/system/bin/b":
-///     "false,source:RWX= -rwxr-xr-x.patch_qv:RWX=-rw-r--r--."},"test_native_result": "false","total":
-///     "2","success": "1","failed": "1"}
+///     "Native": {"description":  "...","detail": {"/system/bin/a": "true",
+///     "/system/bin/b": "false,source:RWX=-rwxr-xr-x.patch_qv:RWX=-rw-r--r--."},
+///     "test_native_result": "false","total": "2","success": "1","failed": "1"}
+///
+/// but without the line breaks.
 ///
 /// Keys and values stand in it as they are, nothing is escaped: a file name with a quote makes text that is
 /// no JSON. A run that checked nothing returns `"Native": "null"`. The counts are texts.
@@ -35,6 +37,12 @@ public:
     /// missing or unreadable overlay gives `"Native": "null"`. Links and other special files are passed over.
     /// Records "Check Native Patch Begin" at info level, and those of the steps below.
     std::string CheckNativePatch();
+
+    /// Starts an app run: forgets what an earlier run left. Records "Check Qen Patch Begin" at info level.
+    void CheckAppPatchInit();
+
+    /// Ends the app run and returns the "Qen" fragment; without a checked app that is `"Qen": "null"`.
+    std::string CheckAppPatchEnd();
 
     /// Walks a directory in its own order and verifies each regular file below it. One that can't be opened
     /// is recorded at error level as "open patch folder faild : %{public}s" and left out, with no entry and
@@ -85,6 +93,7 @@ public:
 
 private:
     void StartRun(const char* header);
+    std::string EndRun(const std::string& testName, const char* emptyFragment);
     void MarkFailed(const std::string& viewPath);
     void AddDifference(const std::string& label, const std::string& source, const std::string& patch,
                        char terminator);

@@ -239,6 +239,16 @@ TEST(FileLog, AppendsBehindWhatOthersWrite) {
     EXPECT_EQ(Lines(FIRST_LOG)[1], "MALFORMED from another process");
 }
 
+TEST(FileLog, CreateLogFileReplacesWhatIsOpen) {
+    umask(0);
+    QuickFixLogger logger;
+    Write(FIRST_LOG, "old");
+    ASSERT_TRUE(logger.CreateLogFile(SECOND_LOG));
+    ASSERT_TRUE(logger.CreateLogFile(FIRST_LOG));
+    EXPECT_EQ(Read(FIRST_LOG), "");
+    EXPECT_EQ(Mode(FIRST_LOG), 0600U);
+}
+
 TEST(FileLog, RemovedLogStartsAnewInTheFirstFile) {
     Write(SECOND_LOG, "old\n");
     QF_FILE_LOGI("one");
@@ -308,6 +318,16 @@ TEST(FileLog, GlobalLocaleChangesNoByte) {
     Logger()->OutputLog("x", "f", "g", 1234567);
     std::locale::global(std::locale::classic());
     EXPECT_EQ(Lines(FIRST_LOG), Records{"[f(g):1234567]x"});
+
+    ASSERT_EQ(std::system("localedef -i de_DE -f UTF-8 /tmp/de_DE.UTF-8"), 0)
+        << "the package locales is missing";
+    setenv("LOCPATH", "/tmp", 1);
+    ASSERT_NE(setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    PlumeCapture capture;
+    QF_FILE_LOGI("%{public}.1f", 1.5);
+    setlocale(LC_ALL, "C");
+    EXPECT_EQ(capture.Take(), Records{"I TestBody: 1.5"});
+    EXPECT_EQ(Lines(FIRST_LOG).back().substr(Lines(FIRST_LOG).back().find(']')), "]1.5");
 }
 
 TEST(LogThreads, RecordsOfManyThreadsStayWholeThroughRotations) {

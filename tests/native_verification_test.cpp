@@ -187,6 +187,23 @@ TEST(NativeSteps, CommandThatCanNotBeStarted) {
                                        "E GetFileSeLinux: Failed to run the command"}));
 }
 
+// The second of two commands at once needs a descriptor more than one after the other.
+TEST(NativeSteps, CommandsThatOnlyFitOneAfterTheOther) {
+    WriteWithMode(OVERLAY + "/x", "patch", 0644);
+    WriteWithMode("/x", "patch", 0644);
+    QF_FILE_LOGI("opens the log");
+    const DescriptorLimit limit(FirstFreeDescriptor() + 2);
+    EXPECT_EQ(TestManager().CheckNativePatch(), HEADER + R"("/x": "true")" + Tail("true", 1, 0));
+}
+
+TEST(AppRun, NothingToCheckIsNull) {
+    TestManager manager;
+    PlumeCapture capture;
+    manager.CheckAppPatchInit();
+    EXPECT_EQ(manager.CheckAppPatchEnd(), R"("Qen": "null")");
+    EXPECT_EQ(capture.Take(), Records{"I CheckAppPatchInit: Check Qen Patch Begin"});
+}
+
 TEST(NativeSteps, ColumnsOfOtherListings) {
     TestManager manager;
     fs::create_directory("/tmp/empty");

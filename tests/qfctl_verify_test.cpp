@@ -36,6 +36,7 @@ TEST(QfctlVerify, ExitCodes) {
         {"nonsense", 2, "nonsense"},
         {"verify --nonsense", 2, "--nonsense"},
         {"verify --report", 2, "--report"},
+        {"verify --report ''", 2, "name is empty"},
         {"verify", 3, "there is no file below /patch_qv/overlay"},
         {"verify --json", 3, "there is no file below /patch_qv/overlay"},
     };
@@ -106,7 +107,8 @@ TEST(QfctlVerify, FailedReportLeavesWhatWasThere) {
     EXPECT_TRUE(fs::is_symlink("/tmp/link"));
     EXPECT_TRUE(Contains(Read(folder + "report"), "{\"Native\""));
 
-    for (const char* path : {"/dev/null", "/tmp", "/nowhere/report"}) {
+    fs::create_symlink("/nowhere", "/tmp/dangling");
+    for (const char* path : {"/dev/null", "/tmp", "/nowhere/report", "/tmp/dangling"}) {
         result = Qfctl(std::string("verify --report ") + path);
         EXPECT_EQ(result.exitCode, 3) << path;
         EXPECT_EQ(result.output, "") << "refused before anything ran";
@@ -171,16 +173,27 @@ TEST(QfctlVerify, WhatCanNotBeCheckedWholeIsRefused) {
     AddFile("/fine", "same", "same");
     Write(OVERLAY + "/pipe", "x");
     EXPECT_EQ(RunCommand("mkfifo /pipe").exitCode, 0);
-    EXPECT_TRUE(Contains(Qfctl("verify").errors, "/pipe is a pipe or a device"));
+    EXPECT_TRUE(Contains(Qfctl("verify").errors, "\"/pipe\" is a pipe or a device"));
     fs::remove(OVERLAY + "/pipe");
     fs::create_directory(OVERLAY + "/locked");
     fs::permissions(OVERLAY + "/locked", fs::perms::none);
     const std::string as = geteuid() == 0 ? "setpriv --reuid 65534 --clear-groups " : "";
-    const CommandResult result = RunCommand(as + QFCTL " verify");
+    CommandResult result = RunCommand(as + QFCTL " verify");
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_TRUE(
         Contains(result.errors, "the folder \"/patch_qv/overlay/locked\" can't be read: Permission denied"))
         << result.errors;
+    fs::remove(OVERLAY + "/locked");
+    // Two digests that can't be had are equal, which proves nothing.
+    AddFile("/secret", "live", "patch");
+    fs::permissions("/secret", fs::perms::none);
+    fs::permissions(OVERLAY + "/secret", fs::perms::none);
+    result = RunCommand(as + QFCTL " verify");
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_TRUE(Contains(result.errors, "\"/secret\" can't be read: Permission denied")) << result.errors;
+    EXPECT_TRUE(Contains(result.errors, "\"/patch_qv/overlay/secret\" can't be read: Permission denied"));
+    fs::remove(OVERLAY + "/secret");
+    EXPECT_TRUE(Contains(RunCommand("PATH=/nowhere " QFCTL " verify").errors, "the command ls can't be run"));
 }
 
 TEST(QfctlVerify, RecordsAndProgressShowWhereTheyAreWanted) {

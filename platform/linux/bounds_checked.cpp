@@ -5,10 +5,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "classic_locale.h"
+
 int sprintf_s(char* dest, size_t destSize, const char* format, ...) {
     if (destSize == 0) {
         return -1;
     }
+    const ClassicLocale numbersWithPoints;
     std::va_list arguments;
     va_start(arguments, format);
     const int length = vsnprintf(dest, destSize, format, arguments);

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "classic_locale.h"
+
 namespace {
 
 constexpr std::string_view PUBLIC_MARKER = "{public}";
@@ -39,6 +41,15 @@ std::string_view TakeAll(std::string_view& text, const char* set) {
     return taken;
 }
 
+/// Puts a width or a precision in place of its star; a negative precision counts as none.
+void AppendNumber(std::string& spec, int number) {
+    if (spec.back() == '.' && number < 0) {
+        spec.pop_back();
+    } else {
+        spec += std::to_string(number);
+    }
+}
+
 /// Takes one conversion off the text, which begins behind its percent sign.
 Conversion TakeConversion(std::string_view& text, Arguments& arguments) {
     Conversion conversion;
@@ -47,8 +58,11 @@ Conversion TakeConversion(std::string_view& text, Arguments& arguments) {
         TakePrefix(text, PRIVATE_MARKER);
     }
     for (const char character : TakeAll(text, "-+ #0123456789.*")) {
-        conversion.spec +=
-            character == '*' ? std::to_string(va_arg(arguments.list, int)) : std::string(1, character);
+        if (character == '*') {
+            AppendNumber(conversion.spec, va_arg(arguments.list, int));
+        } else {
+            conversion.spec += character;
+        }
     }
     conversion.length = TakeAll(text, "hlLzjt");
     if (!text.empty()) {
@@ -129,9 +143,15 @@ bool ShowArgument(std::string& rendered, const Conversion& conversion, Arguments
     }
 }
 
+/// True for the first byte of U+0080 to U+009F in UTF-8, which terminals take for commands too.
+bool IsC1Control(const std::string& text, size_t at) {
+    return text[at] == '\xc2' && at + 1 < text.size() && (text[at + 1] & '\xe0') == '\x80';
+}
+
 }  // namespace
 
 std::string RenderPlumeText(const char* format, std::va_list list) {
+    const ClassicLocale numbersWithPoints;
     Arguments arguments = {};
     va_copy(arguments.list, list);
     std::string rendered;
@@ -155,11 +175,12 @@ std::string EscapeControls(const std::string& text) {
     constexpr char HEX_DIGITS[] = "0123456789abcdef";
     std::string escaped;
     escaped.reserve(text.size());
-    for (const char character : text) {
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char character = text[i];
         const auto byte = static_cast<unsigned char>(character);
         if (character == '\n') {
             escaped += "\\n";
-        } else if ((byte < 0x20 && character != '\t') || byte == 0x7f) {
+        } else if ((byte < 0x20 && character != '\t') || byte == 0x7f || IsC1Control(text, i)) {
             escaped.append("\\x").append(1, HEX_DIGITS[byte >> 4]).append(1, HEX_DIGITS[byte & 0xf]);
         } else {
             escaped += character;

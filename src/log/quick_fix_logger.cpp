@@ -32,28 +32,19 @@ struct SecondText {
     char text[TIME_BUFFER_SIZE] = {};
 };
 
-// Converting to local time costs more than the rest of a record's text, so each second's text is made once a
-// thread.
-const char* TextOfSecond(std::time_t second) {
+// Converting to local time costs more than the rest of a record's text, so each second's text is made once a thread.
+// Null, and the formatter's result in `ret`, when it fails.
+const char* TextOfSecond(std::time_t second, int& ret) {
     thread_local SecondText cache;
     if (cache.second == second) {
         return cache.text;
     }
     std::tm local = {};
     localtime_r(&second, &local);
-    sprintf_s(cache.text, sizeof(cache.text), "%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
-              local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    cache.second = second;
-    return cache.text;
-}
-
-// A write that a full disk cut short leaves the beginning of a line, which the next record would be glued to.
-void CutTornRecord(const char* path) {
-    const std::string content = FileUtils::GetFileStream(path);
-    const size_t wholeLines = content.rfind('\n') + 1;
-    if (wholeLines != content.size()) {
-        (void)!truncate(path, static_cast<off_t>(wholeLines));
-    }
+    ret = sprintf_s(cache.text, sizeof(cache.text), "%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
+                    local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    cache.second = ret < 0 ? -1 : second;
+    return ret < 0 ? nullptr : cache.text;
 }
 
 }  // namespace
@@ -83,14 +74,16 @@ void QuickFixLogger::Init() {
 }
 
 bool QuickFixLogger::CreateLogFile(const std::string& path) {
-    if (!FileUtils::OpenFile(logOfstream_, path, std::ios::out | std::ios::trunc, LOG_FILE_MODE)) {
+    logOfstream_.close();
+    if (FileUtils::OpenFile(logOfstream_, path, std::ios::out | std::ios::trunc, LOG_FILE_MODE)) {
+        // A stream opened to truncate writes at its own position and would overwrite what others append.
+        logOfstream_.close();
+        logOfstream_.open(path, std::ios::out | std::ios::app);
+    }
+    if (!logOfstream_.is_open()) {
         QF_LOGE("CreateLogFile %{public}s fail", path.c_str());
         return false;
     }
-    // A stream opened to truncate writes at its own position and would overwrite what others append.
-    logOfstream_.close();
-    logOfstream_.open(path, std::ios::out | std::ios::app);
-
     unsigned int uid = 0;
     unsigned int gid = 0;
     FileUtils::GetPathGidAndUid(LOG_DIR, uid, gid);
@@ -99,28 +92,32 @@ bool QuickFixLogger::CreateLogFile(const std::string& path) {
 }
 
 bool QuickFixLogger::ChangeFileForOverSize() {
+    ActiveFile active;
+    return ChangeFileForOverSize(active);
+}
+
+bool QuickFixLogger::ChangeFileForOverSize(ActiveFile& active) {
+    const bool hasSecond = FileUtils::FileIsExist(SECOND_LOG_FILE);
+    active.path = hasSecond ? SECOND_LOG_FILE : FIRST_LOG_FILE;
     struct stat status = {};
-    if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
-        if (stat(SECOND_LOG_FILE, &status) != 0) {
+    if (stat(active.path, &status) != 0) {
+        if (hasSecond) {
             QF_LOGE("get last log file stat fail");
-            return false;
+        } else {
+            QF_LOGE("get first log file stat fail");
         }
-        if (status.st_size < MAX_LOG_SIZE) {
-            return true;
-        }
-        logOfstream_.close();
-        remove(FIRST_LOG_FILE);
-        FileUtils::RenameFile(SECOND_LOG_FILE, FIRST_LOG_FILE);
-        return CreateLogFile(SECOND_LOG_FILE);
-    }
-    if (stat(FIRST_LOG_FILE, &status) != 0) {
-        QF_LOGE("get first log file stat fail");
         return false;
     }
-    if (status.st_size < MAX_LOG_SIZE) {
+    active.size = status.st_size;
+    if (active.size < MAX_LOG_SIZE) {
         return true;
     }
     logOfstream_.close();
+    if (hasSecond) {
+        remove(FIRST_LOG_FILE);
+        FileUtils::RenameFile(SECOND_LOG_FILE, FIRST_LOG_FILE);
+    }
+    active = {SECOND_LOG_FILE, 0};
     return CreateLogFile(SECOND_LOG_FILE);
 }
 
@@ -130,8 +127,11 @@ bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto second = std::chrono::floor<seconds>(now);
     const auto millisecond = std::chrono::floor<milliseconds>(now - second).count();
-    const int ret = sprintf_s(buffer, size, "%s.%03d", TextOfSecond(static_cast<std::time_t>(second.count())),
-                              static_cast<int>(millisecond));
+    int ret = 0;
+    const char* secondText = TextOfSecond(static_cast<std::time_t>(second.count()), ret);
+    if (secondText != nullptr) {
+        ret = sprintf_s(buffer, size, "%s.%03d", secondText, static_cast<int>(millisecond));
+    }
     if (ret < 0) {
         QF_LOGE("GetFormatTime error, ret : %{public}d", ret);
         return false;
@@ -143,7 +143,8 @@ void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, con
                                int line) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Init();
-    if (!ChangeFileForOverSize()) {
+    ActiveFile active;
+    if (!ChangeFileForOverSize(active)) {
         QF_LOGE("ChangeFileForOverSize fail");
         return;
     }
@@ -163,21 +164,29 @@ void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, con
     record.append(time).append("[").append(fileName).append("(").append(funcName).append("):").append(
         lineText);
     record.append("]").append(msg).append("\n");
-    Append(record);
+    Append(record, active);
 }
 
-void QuickFixLogger::Append(const std::string& record) {
+void QuickFixLogger::Append(const std::string& record, const ActiveFile& active) {
     logOfstream_.write(record.data(), static_cast<std::streamsize>(record.size())).flush();
     if (logOfstream_.good()) {
         return;
     }
-    // Closing tries the write again. Then the state is cleared, or the stream would refuse every later record
-    // although the disk has room again.
-    const char* path = FileUtils::FileIsExist(SECOND_LOG_FILE) ? SECOND_LOG_FILE : FIRST_LOG_FILE;
-    CutTornRecord(path);
+    // Closing tries the write again. Then the state is cleared, or the stream would refuse every later record although
+    // the disk has room again.
+    CutTornRecord(active, record.size());
     logOfstream_.close();
     logOfstream_.clear();
-    CutTornRecord(path);
+    CutTornRecord(active, record.size());
+}
+
+// A write that a full disk cut short leaves the beginning of a line, which the next record would be glued to.
+void QuickFixLogger::CutTornRecord(const ActiveFile& active, size_t recordSize) {
+    struct stat status = {};
+    if (stat(active.path, &status) == 0 && status.st_size > active.size &&
+        status.st_size < active.size + static_cast<off_t>(recordSize)) {
+        (void)!truncate(active.path, active.size);
+    }
 }
 
 void QuickFixLogger::RemoveLog() {

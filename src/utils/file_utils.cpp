@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -58,6 +59,12 @@ using PathBuffer = std::array<char, PATH_MAX>;
     }
     joined = path.data();
     return true;
+}
+
+/// What strerror says of errno, in English whatever the process's locale.
+const char* ErrorText() {
+    static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+    return strerror_l(errno, classic);
 }
 
 bool CleanChildren(const char* dirPath) {
@@ -139,8 +146,8 @@ bool FileUtils::IsValidPath(const std::string& path) {
 bool FileUtils::MakeDir(const std::string& path, unsigned int mode) {
     const int result = mkdir(path.c_str(), mode);
     if (result != 0) {
-        QF_LOGE("Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ", result,
-                strerror(errno), path.c_str());
+        QF_LOGE("Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ", result, ErrorText(),
+                path.c_str());
         return false;
     }
     return true;
@@ -265,12 +272,12 @@ void FileUtils::SetGidAndUidToQuickFix(const std::string& path) {
 bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir) {
     const auto entries = ListDirectory(sourceDir);
     if (!entries) {
-        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), strerror(errno));
+        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText());
         return false;
     }
     const bool destExisted = DirIsExist(destDir);
     if (!destExisted && mkdir(destDir.c_str(), COPIED_DIR_MODE) != 0) {
-        QF_LOGE("mkdir failed, path: %{public}s, err: %{public}s", destDir.c_str(), strerror(errno));
+        QF_LOGE("mkdir failed, path: %{public}s, err: %{public}s", destDir.c_str(), ErrorText());
         return false;
     }
     for (const DirectoryEntry& entry : *entries) {
@@ -332,7 +339,7 @@ std::string FileUtils::GetFileSHA256(const std::string& filePath) {
     const std::unique_ptr<char[]> stdioBuffer(new char[DIGEST_STDIO_BUFFER_SIZE]);
     const File file(fopen(filePath.c_str(), "rb"));
     if (file == nullptr) {
-        QF_LOGE("filePath: %{public}s, errorMessage:%{public}s", filePath.c_str(), strerror(errno));
+        QF_LOGE("filePath: %{public}s, errorMessage:%{public}s", filePath.c_str(), ErrorText());
         return "";
     }
     setvbuf(file.get(), stdioBuffer.get(), _IOFBF, DIGEST_STDIO_BUFFER_SIZE);
@@ -369,7 +376,7 @@ std::string FileUtils::GetFileStream(const std::string& filePath) {
     }
     const std::ifstream file(canonicalPath.data(), std::ios::in | std::ios::binary);
     if (!file.is_open()) {
-        QF_LOGE("fail to open file: %{public}s, errinfo: %{public}s", canonicalPath.data(), strerror(errno));
+        QF_LOGE("fail to open file: %{public}s, errinfo: %{public}s", canonicalPath.data(), ErrorText());
         return "";
     }
     std::ostringstream content;

@@ -1,10 +1,19 @@
 #include "shell_command.h"
 
+#include <utility>
 #include <vector>
 
 namespace TEKLO::QuickFixEngine {
 
-ShellCommand::ShellCommand(const std::string& command) : output_(popen(command.c_str(), "r")) {}
+ShellCommand::ShellCommand(std::string command)
+    : command_(std::move(command)), output_(popen(command_.c_str(), "r")) {}
+
+bool ShellCommand::EnsureStarted() {
+    if (output_ == nullptr) {
+        output_.reset(popen(command_.c_str(), "r"));
+    }
+    return output_ != nullptr;
+}
 
 std::string ShellCommand::ReadLine(size_t limit) {
     std::vector<char> line(limit + 1, '\0');

@@ -9,9 +9,10 @@ namespace TEKLO::QuickFixEngine {
 /// A shell command that runs beside its owner from construction on; destruction waits for its end.
 class ShellCommand {
 public:
-    explicit ShellCommand(const std::string& command);
+    explicit ShellCommand(std::string command);
 
-    bool Started() const { return output_ != nullptr; }
+    /// False when it could not be started, neither at first nor now that the commands before it may have ended.
+    bool EnsureStarted();
 
     /// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte; then
     /// lets the command end.
@@ -21,6 +22,7 @@ private:
     struct PipeCloser {
         void operator()(FILE* pipe) const { pclose(pipe); }
     };
+    std::string command_;
     std::unique_ptr<FILE, PipeCloser> output_;
 };
 

@@ -20,6 +20,11 @@ constexpr char NATIVE_HEADER[] =
     "\"Native\": {\"description\":  \"Compare the results of patch_file and patched_file.Verify SHA256, RWX, "
     "Selinux.\",\"detail\": {";
 constexpr char NATIVE_NULL[] = "\"Native\": \"null\"";
+constexpr char QEN_HEADER[] =
+    "\"Qen\": {\"description\": \"Compare the results of patch_file and patched_file. Verify QenIsExist, "
+    "VersionCode, "
+    "PatchFlag.\",\"detail\": {";
+constexpr char QEN_NULL[] = "\"Qen\": \"null\"";
 
 ShellCommand ListMode(const std::string& path) {
     return ShellCommand("ls -l " + path);
@@ -35,11 +40,16 @@ std::string TestManager::CheckNativePatch() {
     QF_FILE_LOGI("Check Native Patch Begin");
     StartRun(NATIVE_HEADER);
     TraverseFile(std::string(PATCH_OVERLAY_PATH));
-    JsonTail("native");
-    if (successCount_ + failedCount_ == 0) {
-        jsonStr_ = NATIVE_NULL;
-    }
-    return jsonStr_;
+    return EndRun("native", NATIVE_NULL);
+}
+
+void TestManager::CheckAppPatchInit() {
+    QF_FILE_LOGI("Check Qen Patch Begin");
+    StartRun(QEN_HEADER);
+}
+
+std::string TestManager::CheckAppPatchEnd() {
+    return EndRun("qen", QEN_NULL);
 }
 
 void TestManager::TraverseFile(const std::string& path) {
@@ -128,7 +138,7 @@ std::string TestManager::GetFileProp(const std::string& path) {
 }
 
 std::string TestManager::GetFileProp(const std::string& path, ShellCommand& listing) {
-    if (!listing.Started()) {
+    if (!listing.EnsureStarted()) {
         QF_FILE_LOGE("Failed to run the command");
         return "";
     }
@@ -143,7 +153,7 @@ std::string TestManager::GetFileSeLinux(const std::string& path) {
 }
 
 std::string TestManager::GetFileSeLinux(const std::string& path, ShellCommand& listing) {
-    if (!listing.Started()) {
+    if (!listing.EnsureStarted()) {
         QF_FILE_LOGE("Failed to run the command");
         return "";
     }
@@ -188,6 +198,14 @@ void TestManager::StartRun(const char* header) {
     successCount_ = 0;
     failedCount_ = 0;
     jsonStr_ = header;
+}
+
+std::string TestManager::EndRun(const std::string& testName, const char* emptyFragment) {
+    JsonTail(testName);
+    if (successCount_ + failedCount_ == 0) {
+        jsonStr_ = emptyFragment;
+    }
+    return jsonStr_;
 }
 
 void TestManager::MarkFailed(const std::string& viewPath) {

@@ -67,6 +67,9 @@ std::string WhyNotWritable(const std::string& path) {
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         return "it is not a regular file";
     }
+    if (fs::is_symlink(fs::symlink_status(path, error)) && !fs::exists(status)) {
+        return "it is a link to nowhere";
+    }
     const std::string folder = fs::absolute(path).parent_path();
     return access(folder.c_str(), W_OK) == 0 ? "" : strerror(errno);
 }

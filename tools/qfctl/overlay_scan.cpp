@@ -1,6 +1,11 @@
 #include "overlay_scan.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "escape.h"
 
@@ -39,24 +44,33 @@ size_t Utf8Length(const std::string& text, size_t at) {
 }
 
 /// Reading one of these may never end.
-bool IsEndless(const fs::path& path) {
-    std::error_code error;
-    const fs::file_status status = fs::status(path, error);
+bool IsEndless(const fs::file_status& status) {
     return fs::is_fifo(status) || fs::is_character_file(status);
 }
 
-void ScanEntry(const fs::directory_entry& entry, const std::string& overlay, OverlayScan& scan) {
-    if (!IsSafeName(entry.path().filename())) {
-        scan.unsafeNames.push_back(entry.path());
-        return;
+/// Why the checks of one file would not tell the truth about it; empty when they would.
+std::string WhyNotComparable(const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found) {
+        return "";
     }
-    if (!fs::is_regular_file(entry.symlink_status())) {
-        return;
+    if (IsEndless(status)) {
+        return Quote(path) + " is a pipe or a device, reading it may never end";
     }
+    if (error || access(path.c_str(), R_OK) != 0) {
+        return Quote(path) + " can't be read: " + (error ? error.message() : strerror(errno));
+    }
+    return "";
+}
+
+void ScanFile(const std::string& path, const std::string& overlay, OverlayScan& scan) {
     ++scan.files;
-    const std::string live = entry.path().string().substr(overlay.size());
-    if (IsEndless(live)) {
-        scan.obstacles.push_back(live + " is a pipe or a device, reading it may never end");
+    for (const std::string& side : {path, path.substr(overlay.size())}) {
+        std::string obstacle = WhyNotComparable(side);
+        if (!obstacle.empty()) {
+            scan.obstacles.push_back(std::move(obstacle));
+        }
     }
 }
 
@@ -87,9 +101,18 @@ OverlayScan ScanOverlay(const std::string& overlay) {
         std::error_code error;
         fs::directory_iterator entries(folder, error);
         for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
-            ScanEntry(*entries, overlay, scan);
-            if (fs::is_directory(entries->symlink_status())) {
-                pending.push_back(entries->path());
+            const fs::path& path = entries->path();
+            if (!IsSafeName(path.filename())) {
+                scan.unsafeNames.push_back(path);
+            }
+            std::error_code unknown;
+            const fs::file_status status = entries->symlink_status(unknown);
+            if (fs::is_directory(status)) {
+                pending.push_back(path);
+            } else if (fs::is_regular_file(status)) {
+                ScanFile(path, overlay, scan);
+            } else if (unknown) {
+                scan.obstacles.push_back(Quote(path) + " can't be examined: " + unknown.message());
             }
         }
         if (error) {

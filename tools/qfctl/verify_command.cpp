@@ -114,6 +114,10 @@ bool CanBeVerified(const OverlayScan& scan) {
         std::cerr << "qfctl: nothing was verified: there is no file below " << OVERLAY << "\n";
         return false;
     }
+    if (TestManager().GetFileProp("/").empty() || TestManager().GetFileSeLinux("/").empty()) {
+        std::cerr << "qfctl: nothing was verified: the command ls can't be run\n";
+        return false;
+    }
     return true;
 }
 
@@ -149,7 +153,8 @@ ExitCode Verify(const VerifyOptions& options) {
     const std::string report = "{" + EscapeJsonControls(RunNativeChecks(scan.files, options.verbose)) + "}\n";
     const std::vector<VerifiedItem> items = ReadReport(report);
     if (items.size() != scan.files) {
-        return NotChecked("the overlay changed while it was verified");
+        return NotChecked(
+            "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     if (options.json) {
         std::cout << report;
@@ -175,7 +180,8 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
     command
         ->add_option("--report", options->reportFile,
                      "Write the report object to a file, whole or not at all")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check([](const std::string& file) { return file.empty() ? "the file's name is empty" : ""; });
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");
     command->callback([options, &result] { result = Verify(*options); });
 }
