@@ -81,8 +81,7 @@ public:
     /// `mode`, also when opening failed. True when the stream is open; false without touching it when the
     /// path is not valid, with "path: %{public}s is an invalid path" at info and at error level (or after
     /// "path is empty").
-    static bool OpenFile(std::fstream & stream, const std::string& path, unsigned int openMode,
-                         unsigned int mode);
+    static bool OpenFile(std::fstream & stream, const std::string& path, unsigned int openMode, unsigned int mode);
 
     /// Despite its name the FIRST output gets the owner's user id, the SECOND the group id; both 0 when the
     /// path can't be examined. Writes no record.

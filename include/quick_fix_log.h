@@ -84,8 +84,7 @@ constexpr ArgumentKind KindOf() {
         return ArgumentKind::DOUBLE;
     } else if constexpr (std::is_same_v<T, long double>) {
         return ArgumentKind::LONG_DOUBLE;
-    } else if constexpr (std::is_integral_v<T> ||
-                         (std::is_enum_v<T> && std::is_convertible_v<T, long long>)) {
+    } else if constexpr (std::is_integral_v<T> || (std::is_enum_v<T> && std::is_convertible_v<T, long long>)) {
         using Promoted = std::make_signed_t<decltype(+T{})>;
         return std::is_same_v<Promoted, int>    ? ArgumentKind::INT
                : std::is_same_v<Promoted, long> ? ArgumentKind::LONG
@@ -217,8 +216,8 @@ constexpr bool FormatFits(const char* format, ArgumentTypes<Args...> /*types*/, 
 
 template <typename... Args>
 void PrintRecord(int platformLevel, const LogSite& site, const char* prefixedFormat, Args... args) {
-    PlumePrint(LOG_TYPE, platformLevel, LOG_DOMAIN, LOG_TAG, prefixedFormat, site.file, site.function,
-               site.line, args...);
+    PlumePrint(LOG_TYPE, platformLevel, LOG_DOMAIN, LOG_TAG, prefixedFormat, site.file, site.function, site.line,
+               args...);
 }
 
 // Out of line, so that the buffer isn't part of the frame of a recursive caller.
@@ -262,29 +261,24 @@ void WriteRecord(QuickFixPlumeLevel level, int platformLevel, const LogSite& sit
         qfSource.text, __func__, __LINE__                                                                   \
     }
 
-#define QF_LOG_RECORD(level, platformLevel, ...)                                        \
-    do {                                                                                \
-        const ::TEKLO::QuickFixEngine::QuickFixPlumeLevel qfLevel = level;              \
-        if (::TEKLO::QuickFixEngine::QuickFixPlumeWrapper::JudgeLevel(qfLevel)) {       \
-            QF_LOG_SITE(true, __VA_ARGS__);                                             \
-            ::TEKLO::QuickFixEngine::LogDetail::PrintRecord(platformLevel, qfSite,      \
-                                                            QF_LOG_PREFIX __VA_ARGS__); \
-        }                                                                               \
+#define QF_LOG_RECORD(level, platformLevel, ...)                                                               \
+    do {                                                                                                       \
+        const ::TEKLO::QuickFixEngine::QuickFixPlumeLevel qfLevel = level;                                     \
+        if (::TEKLO::QuickFixEngine::QuickFixPlumeWrapper::JudgeLevel(qfLevel)) {                              \
+            QF_LOG_SITE(true, __VA_ARGS__);                                                                    \
+            ::TEKLO::QuickFixEngine::LogDetail::PrintRecord(platformLevel, qfSite, QF_LOG_PREFIX __VA_ARGS__); \
+        }                                                                                                      \
     } while (false)
 
-#define QF_FILE_LOG_RECORD(level, platformLevel, ...)                                 \
-    do {                                                                              \
-        QF_LOG_SITE(false, __VA_ARGS__);                                              \
-        ::TEKLO::QuickFixEngine::LogDetail::WriteRecord(level, platformLevel, qfSite, \
-                                                        QF_LOG_PREFIX __VA_ARGS__);   \
+#define QF_FILE_LOG_RECORD(level, platformLevel, ...)                                                             \
+    do {                                                                                                          \
+        QF_LOG_SITE(false, __VA_ARGS__);                                                                          \
+        ::TEKLO::QuickFixEngine::LogDetail::WriteRecord(level, platformLevel, qfSite, QF_LOG_PREFIX __VA_ARGS__); \
     } while (false)
 
 #define QF_LOGD(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::DEBUG, 3, __VA_ARGS__)
 #define QF_LOGI(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO, 4, __VA_ARGS__)
 #define QF_LOGE(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR, 6, __VA_ARGS__)
-#define QF_FILE_LOGD(...) \
-    QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::DEBUG, 3, __VA_ARGS__)
-#define QF_FILE_LOGI(...) \
-    QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO, 4, __VA_ARGS__)
-#define QF_FILE_LOGE(...) \
-    QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR, 6, __VA_ARGS__)
+#define QF_FILE_LOGD(...) QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::DEBUG, 3, __VA_ARGS__)
+#define QF_FILE_LOGI(...) QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO, 4, __VA_ARGS__)
+#define QF_FILE_LOGE(...) QF_FILE_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR, 6, __VA_ARGS__)

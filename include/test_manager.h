@@ -95,8 +95,7 @@ private:
     void StartRun(const char* header);
     std::string EndRun(const std::string& testName, const char* emptyFragment);
     void MarkFailed(const std::string& viewPath);
-    void AddDifference(const std::string& label, const std::string& source, const std::string& patch,
-                       char terminator);
+    void AddDifference(const std::string& label, const std::string& source, const std::string& patch, char terminator);
     void FinishItem(const std::string& item, bool passed);
     std::string GetFileProp(const std::string& path, ShellCommand& listing);
     std::string GetFileSeLinux(const std::string& path, ShellCommand& listing);

@@ -38,19 +38,17 @@ TEST(PlumePrint, OneLineARecordOnStandardError) {
 }
 
 TEST(PlumePrint, ShowsOnlyWhatIsPublic) {
-    EXPECT_EQ(TextOf(Printed(4, "%s %{private}d %{public}s", "secret", 7, "shown")),
-              "<private> <private> shown\n");
-    EXPECT_EQ(TextOf(Printed(4, "%ld %lld %zu %f %Lf %c %p %{public}d", 1L, 2LL, size_t{3}, 4.0, 5.0L, 'c',
-                             nullptr, 8)),
-              "<private> <private> <private> <private> <private> <private> <private> 8\n");
+    EXPECT_EQ(TextOf(Printed(4, "%s %{private}d %{public}s", "secret", 7, "shown")), "<private> <private> shown\n");
+    EXPECT_EQ(
+        TextOf(Printed(4, "%ld %lld %zu %f %Lf %c %p %{public}d", 1L, 2LL, size_t{3}, 4.0, 5.0L, 'c', nullptr, 8)),
+        "<private> <private> <private> <private> <private> <private> <private> 8\n");
     EXPECT_EQ(TextOf(Printed(4, "%*d|%{public}-*.*f|", 5, 1, 6, 2, 1.5)), "<private>|1.50  |\n");
     EXPECT_EQ(TextOf(Printed(4, "%{public}#x %{public}5.1Lf %{public}c 100%%", 255, 1.25L, 'c')),
               "0xff   1.2 c 100%\n");
     EXPECT_EQ(TextOf(Printed(4, "%{public}.*s|%{public}.*s", -1, "abc", 2, "abc")), "abc|ab\n");
     EXPECT_EQ(TextOf(Printed(4, "%{public}s", "\xc2\x9b\xc2\xa0")), "\\xc2\x9b\xc2\xa0\n");
     EXPECT_EQ(TextOf(Printed(4, "%{public}s", static_cast<const char*>(nullptr))), "(null)\n");
-    EXPECT_EQ(TextOf(Printed(4, "%{public}d %y %{public}s", 1, 2)), "1 \n")
-        << "unknown: nothing behind it is guessed";
+    EXPECT_EQ(TextOf(Printed(4, "%{public}d %y %{public}s", 1, 2)), "1 \n") << "unknown: nothing behind it is guessed";
     EXPECT_EQ(TextOf(Printed(4, "at its end %")), "at its end \n");
 }
 

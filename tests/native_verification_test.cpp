@@ -25,8 +25,7 @@ const std::string PATCH_DIGEST = "a4895eb44afc336fecbba6e520cd67e178dace0276655d
 
 std::string Tail(const std::string& result, int success, int failed) {
     return R"(},"test_native_result": ")" + result + R"(","total": ")" + std::to_string(success + failed) +
-           R"(","success": ")" + std::to_string(success) + R"(","failed": ")" + std::to_string(failed) +
-           R"("})";
+           R"(","success": ")" + std::to_string(success) + R"(","failed": ")" + std::to_string(failed) + R"("})";
 }
 
 void WriteWithMode(const std::string& path, const std::string& content, unsigned int mode) {
@@ -70,15 +69,14 @@ TEST(NativeRun, EachDifferenceIsReportedByteForByte) {
     const Case cases[] = {
         {"equal", "patch", 0644, "u:object_r:patch:s0", R"("/system/x": "true")"},
         {"content", "live", 0644, "u:object_r:patch:s0",
-         R"("/system/x": "false,source:SHA256=)" + LIVE_DIGEST + ".patch_qv:SHA256=" + PATCH_DIGEST +
-             R"(.")"},
+         R"("/system/x": "false,source:SHA256=)" + LIVE_DIGEST + ".patch_qv:SHA256=" + PATCH_DIGEST + R"(.")"},
         {"mode", "patch", 04755, "u:object_r:patch:s0",
          R"("/system/x": "false,source:RWX=-rwsr-xr-x.patch_qv:RWX=-rw-r--r--.")"},
         {"label", "patch", 0644, "live",
          R"("/system/x": "false,source:SeLinux=live.patch_qv:SeLinux=u:object_r:patch:s0.")"},
         {"content and mode", "live", 0600, "u:object_r:patch:s0",
-         R"("/system/x": "false,source:SHA256=)" + LIVE_DIGEST +
-             ",RWX=-rw-------.patch_qv:SHA256=" + PATCH_DIGEST + R"(,RWX=-rw-r--r--.")"},
+         R"("/system/x": "false,source:SHA256=)" + LIVE_DIGEST + ",RWX=-rw-------.patch_qv:SHA256=" + PATCH_DIGEST +
+             R"(,RWX=-rw-r--r--.")"},
         {"mode and label", "patch", 0600, "live",
          R"("/system/x": "false,source:RWX=-rw-------,SeLinux=live.patch_qv:RWX=-rw-r--r--,)"
          R"(SeLinux=u:object_r:patch:s0.")"},
@@ -111,8 +109,7 @@ TEST(NativeRun, OneFailureAnywhereFailsTheRunAndEachRunStartsAnew) {
     Write("/b", "live");
     std::vector<std::pair<std::string, bool>> items;
     TestManager manager;
-    manager.SetProgressListener(
-        [&items](const std::string& item, bool passed) { items.emplace_back(item, passed); });
+    manager.SetProgressListener([&items](const std::string& item, bool passed) { items.emplace_back(item, passed); });
     std::string fragment = manager.CheckNativePatch();
     EXPECT_NE(fragment.find(Tail("false", 3, 1)), std::string::npos) << fragment;
     std::sort(items.begin(), items.end());
@@ -144,13 +141,13 @@ TEST(NativeRun, RecordsOfOneFile) {
     WriteWithMode("/x", "patch", 0644);
     PlumeCapture capture(QuickFixPlumeLevel::DEBUG);
     TestManager().CheckNativePatch();
-    EXPECT_EQ(capture.Take(),
-              (Records{"I CheckNativePatch: Check Native Patch Begin",
-                       "I GetFileSHA256: filePath: /patch_qv/overlay/x", "I GetFileSHA256: filePath: /x",
-                       "D GetFileProp: filePath: /patch_qv/overlay/x, Prop: -rw-r--r--",
-                       "D GetFileProp: filePath: /x, Prop: -rw-r--r--",
-                       "D GetFileSeLinux: filePath: /patch_qv/overlay/x, Selinux: ?",
-                       "D GetFileSeLinux: filePath: /x, Selinux: ?"}));
+    EXPECT_EQ(
+        capture.Take(),
+        (Records{"I CheckNativePatch: Check Native Patch Begin", "I GetFileSHA256: filePath: /patch_qv/overlay/x",
+                 "I GetFileSHA256: filePath: /x", "D GetFileProp: filePath: /patch_qv/overlay/x, Prop: -rw-r--r--",
+                 "D GetFileProp: filePath: /x, Prop: -rw-r--r--",
+                 "D GetFileSeLinux: filePath: /patch_qv/overlay/x, Selinux: ?",
+                 "D GetFileSeLinux: filePath: /x, Selinux: ?"}));
 }
 
 TEST(NativeRun, DeepTreeIsCheckedWholeWithFewDescriptorsAndNothingIsLeaked) {
@@ -183,8 +180,8 @@ TEST(NativeSteps, CommandThatCanNotBeStarted) {
         EXPECT_EQ(manager.GetFileProp("/tmp/x"), "");
         EXPECT_EQ(manager.GetFileSeLinux("/tmp/x"), "");
     }
-    EXPECT_EQ(capture.Take(), (Records{"E GetFileProp: Failed to run the command",
-                                       "E GetFileSeLinux: Failed to run the command"}));
+    EXPECT_EQ(capture.Take(),
+              (Records{"E GetFileProp: Failed to run the command", "E GetFileSeLinux: Failed to run the command"}));
 }
 
 // The second of two commands at once needs a descriptor more than one after the other.
@@ -217,22 +214,6 @@ TEST(NativeSteps, ColumnsOfOtherListings) {
     EXPECT_EQ(manager.GetFileSeLinux("/x"), "drwxr-xr-x+\n");
     WriteWithMode("/double/ls", "#!/bin/sh\nhead -c 5000 /dev/zero | tr '\\0' l\n", 0755);
     EXPECT_EQ(manager.GetFileSeLinux("/x"), std::string(1023, 'l'));
-}
-
-TEST(NativeSteps, Texts) {
-    TestManager manager;
-    EXPECT_EQ(manager.GetViewFilePath("/patch_qv/overlay/system/lib64/libx.so"), "/system/lib64/libx.so");
-    EXPECT_EQ(manager.GetViewFilePath("/another_prefix__/x"), "/x");
-    EXPECT_EQ(manager.GetViewFilePath("/patch_qv/overlay"), "");
-    EXPECT_EQ(manager.GetViewFilePath("/short"), "");
-    std::string source = "source:SHA256=ab,";
-    std::string patch = "source:SeLinux=x.";
-    manager.SymbolConversion(source, patch);
-    EXPECT_EQ(source + patch, "source:SHA256=ab.source:SeLinux=x.");
-    source = ",";
-    patch = "";
-    manager.SymbolConversion(source, patch);
-    EXPECT_EQ(source + patch, ".");
 }
 
 }  // namespace

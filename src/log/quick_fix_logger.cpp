@@ -139,8 +139,7 @@ bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
     return true;
 }
 
-void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, const std::string& funcName,
-                               int line) {
+void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, const std::string& funcName, int line) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Init();
     ActiveFile active;
@@ -159,10 +158,8 @@ void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, con
     const std::string lineText = std::to_string(line);
     constexpr size_t PUNCTUATION = sizeof("[():]\n") - 1;
     std::string record;
-    record.reserve(strlen(time) + fileName.size() + funcName.size() + lineText.size() + strlen(msg) +
-                   PUNCTUATION);
-    record.append(time).append("[").append(fileName).append("(").append(funcName).append("):").append(
-        lineText);
+    record.reserve(strlen(time) + fileName.size() + funcName.size() + lineText.size() + strlen(msg) + PUNCTUATION);
+    record.append(time).append("[").append(fileName).append("(").append(funcName).append("):").append(lineText);
     record.append("]").append(msg).append("\n");
     Append(record, active);
 }

@@ -52,8 +52,7 @@ using PathBuffer = std::array<char, PATH_MAX>;
     PathBuffer path = {};
     const size_t length = strlen(dirPath);
     const char* separator = length > 0 && dirPath[length - 1] == '/' ? "" : "/";
-    if (strcpy_s(path.data(), path.size(), dirPath) != 0 ||
-        strcat_s(path.data(), path.size(), separator) != 0 ||
+    if (strcpy_s(path.data(), path.size(), dirPath) != 0 || strcat_s(path.data(), path.size(), separator) != 0 ||
         strcat_s(path.data(), path.size(), name.c_str()) != 0) {
         return false;
     }
@@ -190,8 +189,7 @@ uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
     while (!pending.empty()) {
         const fs::path directory = std::move(pending.back());
         pending.pop_back();
-        for (const auto& entry :
-             fs::directory_iterator(directory, fs::directory_options::skip_permission_denied)) {
+        for (const auto& entry : fs::directory_iterator(directory, fs::directory_options::skip_permission_denied)) {
             if (fs::is_directory(entry.symlink_status())) {
                 pending.push_back(entry.path());
             } else if (entry.is_regular_file()) {
@@ -244,8 +242,7 @@ bool FileUtils::RenameFile(const std::string& oldPath, const std::string& newPat
     return true;
 }
 
-bool FileUtils::OpenFile(std::fstream& stream, const std::string& path, unsigned int openMode,
-                         unsigned int mode) {
+bool FileUtils::OpenFile(std::fstream& stream, const std::string& path, unsigned int openMode, unsigned int mode) {
     if (!IsValidPath(path)) {
         QF_LOGE("path: %{public}s is an invalid path", path.c_str());
         return false;
@@ -292,11 +289,11 @@ bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir
             continue;
         }
         if (isDirectory) {
-            QF_LOGE("copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s",
-                    fullSourcePath.c_str(), fullDestPath.c_str());
+            QF_LOGE("copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s", fullSourcePath.c_str(),
+                    fullDestPath.c_str());
         } else {
-            QF_LOGE("copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s",
-                    fullSourcePath.c_str(), fullDestPath.c_str());
+            QF_LOGE("copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s", fullSourcePath.c_str(),
+                    fullDestPath.c_str());
         }
         if (!destExisted) {
             remove(destDir.c_str());

@@ -5,8 +5,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-ShellCommand::ShellCommand(std::string command)
-    : command_(std::move(command)), output_(popen(command_.c_str(), "r")) {}
+ShellCommand::ShellCommand(std::string command) : command_(std::move(command)), output_(popen(command_.c_str(), "r")) {}
 
 bool ShellCommand::EnsureStarted() {
     if (output_ == nullptr) {

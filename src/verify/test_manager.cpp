@@ -167,8 +167,8 @@ void TestManager::JsonTail(const std::string& testName) {
     // Counts go in as text: a stream would group their digits as the global locale says.
     ClearSstream();
     sstream_ << "},\"test_" << testName << "_result\": \"" << testResult_ << "\",\"total\": \""
-             << std::to_string(successCount_ + failedCount_) << "\",\"success\": \""
-             << std::to_string(successCount_) << "\",\"failed\": \"" << std::to_string(failedCount_) << "\"}";
+             << std::to_string(successCount_ + failedCount_) << "\",\"success\": \"" << std::to_string(successCount_)
+             << "\",\"failed\": \"" << std::to_string(failedCount_) << "\"}";
     if (!jsonStr_.empty() && jsonStr_.back() == ',') {
         jsonStr_.pop_back();
     }

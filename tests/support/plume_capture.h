@@ -9,8 +9,8 @@
 /// threshold set.
 class PlumeCapture {
 public:
-    explicit PlumeCapture(TEKLO::QuickFixEngine::QuickFixPlumeLevel threshold =
-                              TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO);
+    explicit PlumeCapture(
+        TEKLO::QuickFixEngine::QuickFixPlumeLevel threshold = TEKLO::QuickFixEngine::QuickFixPlumeLevel::INFO);
     ~PlumeCapture();
     PlumeCapture(const PlumeCapture&) = delete;
     PlumeCapture& operator=(const PlumeCapture&) = delete;

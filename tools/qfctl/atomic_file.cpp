@@ -17,8 +17,7 @@ namespace {
 /// A new file beside the one that it is to replace; removed again unless it takes that place.
 class NeighbourFile {
 public:
-    explicit NeighbourFile(const std::string& path)
-        : name_(path + ".XXXXXX"), descriptor_(mkstemp(name_.data())) {}
+    explicit NeighbourFile(const std::string& path) : name_(path + ".XXXXXX"), descriptor_(mkstemp(name_.data())) {}
     ~NeighbourFile() {
         if (descriptor_ < 0) {
             return;

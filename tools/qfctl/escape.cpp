@@ -7,8 +7,7 @@ namespace {
 
 std::string Formatted(const char* format, char character) {
     std::array<char, 8> text = {};
-    (void)snprintf(text.data(), text.size(), format,
-                   static_cast<unsigned int>(static_cast<unsigned char>(character)));
+    (void)snprintf(text.data(), text.size(), format, static_cast<unsigned int>(static_cast<unsigned char>(character)));
     return text.data();
 }
 
@@ -27,8 +26,7 @@ std::string Quote(const std::string& text) {
         if (character == '\n') {
             quoted += "\\n";
         } else {
-            quoted +=
-                IsPrintableAscii(character) ? std::string(1, character) : Formatted("\\x%02x", character);
+            quoted += IsPrintableAscii(character) ? std::string(1, character) : Formatted("\\x%02x", character);
         }
     }
     return quoted + "\"";

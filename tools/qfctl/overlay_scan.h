@@ -7,10 +7,8 @@
 /// What a look at the overlay found before anything of it is handed to a shell.
 struct OverlayScan {
     size_t files = 0;
-    std::vector<std::string>
-        unsafeNames;  // paths that a shell would interpret or split, or the report can't carry
-    std::vector<std::string>
-        obstacles;  // what else keeps the overlay from being verified whole, as sentences
+    std::vector<std::string> unsafeNames;  // paths that a shell would interpret or split, or the report can't carry
+    std::vector<std::string> obstacles;    // what else keeps the overlay from being verified whole, as sentences
 };
 
 OverlayScan ScanOverlay(const std::string& overlay);

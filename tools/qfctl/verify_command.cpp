@@ -64,8 +64,7 @@ private:
 class ProgressLine {
 public:
     explicit ProgressLine(size_t total)
-        : total_(total),
-          terminal_(isatty(STDERR_FILENO) == 1 ? fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0) : -1) {}
+        : total_(total), terminal_(isatty(STDERR_FILENO) == 1 ? fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0) : -1) {}
     ~ProgressLine() {
         Print("");
         close(terminal_);
@@ -130,8 +129,7 @@ std::string RunNativeChecks(size_t files, bool verbose) {
     }
     ProgressLine progress(files);
     const QuietStderr quiet;
-    manager.SetProgressListener(
-        [&progress](const std::string& item, bool /*passed*/) { progress.Count(item); });
+    manager.SetProgressListener([&progress](const std::string& item, bool /*passed*/) { progress.Count(item); });
     return manager.CheckNativePatch();
 }
 
@@ -165,8 +163,7 @@ ExitCode Verify(const VerifyOptions& options) {
     if (!failure.empty()) {
         return NotChecked("the report " + Quote(options.reportFile) + " can't be written: " + failure);
     }
-    const bool passed =
-        std::all_of(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; });
+    const bool passed = std::all_of(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; });
     return passed ? ExitCode::DONE : ExitCode::FAILED;
 }
 
@@ -177,9 +174,7 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
         "verify", "Verify that every file below /patch_qv/overlay is in place: content, mode and label");
     const auto options = std::make_shared<VerifyOptions>();
     command->add_flag("--json", options->json, "Print the report object instead of the table");
-    command
-        ->add_option("--report", options->reportFile,
-                     "Write the report object to a file, whole or not at all")
+    command->add_option("--report", options->reportFile, "Write the report object to a file, whole or not at all")
         ->type_name("FILE")
         ->check([](const std::string& file) { return file.empty() ? "the file's name is empty" : ""; });
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");

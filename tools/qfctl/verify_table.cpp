@@ -37,8 +37,7 @@ Widths Measure(const std::vector<VerifiedItem>& items) {
     for (const VerifiedItem& item : items) {
         widths.name = std::max(widths.name, item.name.size() + VALUE_GAP);
         for (const Difference& difference : item.differences) {
-            widths.value =
-                std::max(widths.value, Shown(difference.check, difference.live).size() + VALUE_GAP);
+            widths.value = std::max(widths.value, Shown(difference.check, difference.live).size() + VALUE_GAP);
         }
     }
     return widths;
@@ -64,15 +63,13 @@ void PrintItem(std::ostream& out, const VerifiedItem& item, const Widths& widths
 
 void PrintTable(std::ostream& out, const std::vector<VerifiedItem>& items, bool colour) {
     const Widths widths = Measure(items);
-    out << Padded("VERDICT", VERDICT_WIDTH) << Padded("LIVE PATH", widths.name)
-        << Padded("CHECK", CHECK_WIDTH) << Padded("LIVE", widths.value) << "PATCH\n";
+    out << Padded("VERDICT", VERDICT_WIDTH) << Padded("LIVE PATH", widths.name) << Padded("CHECK", CHECK_WIDTH)
+        << Padded("LIVE", widths.value) << "PATCH\n";
     for (const VerifiedItem& item : items) {
         PrintItem(out, item, widths, colour);
     }
-    const auto passed =
-        std::count_if(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; });
+    const auto passed = std::count_if(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; });
     const auto total = static_cast<std::ptrdiff_t>(items.size());
     out << "\n"
-        << total << (total == 1 ? " file: " : " files: ") << passed << " passed, " << total - passed
-        << " failed\n";
+        << total << (total == 1 ? " file: " : " files: ") << passed << " passed, " << total - passed << " failed\n";
 }

@@ -15,5 +15,5 @@
 ///
 /// `type` 3 is the system log, `level` is 3 debug, 4 info, 5 warning or 6 error, `domain` and `tag` say who
 /// writes. What is returned is not looked at; the Linux port returns the length of the rendered text.
-extern "C" [[gnu::visibility("default")]] int PlumePrint(int type, int level, unsigned int domain,
-                                                         const char* tag, const char* format, ...);
+extern "C" [[gnu::visibility("default")]] int PlumePrint(int type, int level, unsigned int domain, const char* tag,
+                                                         const char* format, ...);

@@ -1,0 +1,129 @@
+#!/usr/bin/env bash
+# qfctl verify, as its users meet it.
+source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
+
+# Usage, and what can't be checked.
+run 0 qfctl --help
+run 0 qfctl --version
+run 2 qfctl; has "$err" "A subcommand is required"
+run 2 qfctl nonsense; has "$err" '"nonsense"'
+run 2 qfctl verify --nonsense; has "$err" --nonsense
+run 2 qfctl verify --report
+run 2 qfctl verify --report ""; has "$err" "name is empty"
+run 3 qfctl verify; has "$err" "there is no file below /patch_qv/overlay"
+run 3 qfctl verify --json; is "$out" ""
+rm -r $overlay
+run 3 qfctl verify; has "$err" "No such file or directory"
+
+# The table and the exit codes of a run.
+pair /a same same
+run 0 qfctl verify
+run 3 bash -c "$QFCTL verify >/dev/full"
+pair /x live patch
+chmod 600 /x
+put $overlay/gone patch
+run 1 qfctl verify
+is "$err" ""  # what ls says of a missing file stays out of the way
+has "$out" "VERDICT  LIVE PATH  CHECK    LIVE             PATCH
+"
+has "$out" "FAIL     /x         SHA256   247610f4dedd...  a4895eb44afc...
+                    RWX      -rw-------       -rw-r--r--
+"
+has "$out" "FAIL     /gone      SHA256   (none)           a4895eb44afc...
+"
+has "$out" "
+3 files: 1 passed, 2 failed
+"
+
+# The report object: the fragment in braces, on standard output and in the file.
+run 1 qfctl verify --json --report report.json
+is "$out" "$(cat report.json)
+"
+is "$err" ""
+has "$out" '{"Native": {"description":  "Compare the results of patch_file and patched_file.Verify SHA256, RWX, Selinux.","detail": {"/'
+has "$out" '"/a": "true"'
+has "$out" '},"test_native_result": "false","total": "3","success": "1","failed": "2"}}'
+# A live folder's listing has a line feed, which JSON text can't hold as it is.
+mkdir /folder
+put $overlay/folder patch
+run 1 qfctl verify --json; has "$out" 'RWX=total 0\u000a,SeLinux=.patch_qv:'
+run 1 qfctl verify; has "$out" '"total 0\n"'
+rm -r $overlay/x $overlay/gone $overlay/folder
+
+# A report that fails leaves what was there; one that can't be written is refused before anything runs.
+logs=/data/update/quickfix/log
+put $logs/report former
+cat /dev/zero >$logs/filler 2>/dev/null
+run 3 qfctl verify --report $logs/report
+has "$err" "No space left on device"
+has "$out" "1 file: 1 passed, 0 failed"
+is "$(cat $logs/report)" former
+rm $logs/filler
+is "$(ls $logs)" "quickfix_1.log
+report"
+ln -s $logs/report link
+run 0 qfctl verify --report link
+[[ -L link ]] || fail "the link was replaced"
+has "$(cat $logs/report)" '{"Native"'
+ln -s /nowhere dangling
+for path in /dev/null /tmp /nowhere/report dangling; do
+  run 3 qfctl verify --report $path
+  is "$out" ""
+done
+
+# Names that a shell would interpret or split, or JSON can't carry, are refused, and nothing in them runs.
+names=('a b' $'a\tb' $'a\nb' 'a;touch${IFS}pwned' '$(touch pwned)' '`touch pwned`' 'a|b' 'a&b' 'a>pwned' 'a<b' 'a(b' 'a*'
+  'a?' '[a]' '{a,b}' "a'b" 'a"b' 'a\b' '~' '#' 'a!' $'a\e[2J' $'a\x7f' $'a\xff' $'a\xc2\x9b' $'a\xc0\xaf'
+  $'a\xed\xa0\x80' $'a\xe2\x82')
+for name in "${names[@]}"; do
+  for path in "$overlay/$name" "$overlay/sub/$name"; do
+    put "$path" x
+    run 3 qfctl verify
+    is "$out" ""
+    [[ $err != *[$'\t\e\x7f\x80'-$'\xff']* ]] || fail "not escaped: $path"
+    rm -- "$path"
+    mkdir -- "$path"
+    run 3 qfctl verify
+    rmdir -- "$path"
+  done
+done
+put $overlay/$'a\n"\e\\' x
+run 3 qfctl verify; has "$err" '  "/patch_qv/overlay/a\n\"\x1b\\"
+'
+rm $overlay/$'a\n"\e\\'
+[[ -z $(find / -xdev -name pwned) ]] || fail "a name was run"
+for name in lib-1.2_3+x.so.4 a=b,c:d@e%f $'\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80' -l; do
+  pair /$name same same
+done
+run 0 qfctl verify
+
+# What the checks would not tell the truth about.
+put $overlay/pipe x
+mkfifo /pipe
+run 3 qfctl verify; has "$err" '"/pipe" is a pipe or a device'
+rm $overlay/pipe
+mkdir -m 0 $overlay/locked
+run 3 as_nobody "$QFCTL" verify; has "$err" "the folder \"$overlay/locked\" can't be read: Permission denied"
+rmdir $overlay/locked
+pair /secret live patch
+chmod 0 /secret $overlay/secret
+run 3 as_nobody "$QFCTL" verify  # two digests that can't be had are equal, which proves nothing
+has "$err" "\"/secret\" can't be read: Permission denied"
+has "$err" "\"$overlay/secret\" can't be read: Permission denied"
+rm -f $overlay/secret
+run 3 env PATH=/nowhere "$QFCTL" verify; has "$err" "the command ls can't be run"
+
+# Records, progress and colours where they are wanted.
+rm -r $overlay/*
+pair /a live patch
+run 1 qfctl verify; is "$err" ""
+run 1 qfctl verify -v
+has "$err" "D002E03 QuickFixUitls: [test_manager(CheckNativePatch):"
+has "$err" "(GetFileProp):"  # debug records too
+run 1 script -qec "$QFCTL verify" /dev/null
+has "$out" $'\r[1/1] /a\e[K\r\e[K'
+has "$out" $'\e[31mFAIL'
+run 1 env NO_COLOR=1 script -qec "$QFCTL verify" /dev/null
+has "$out" $'\nFAIL     /a'
+
+finish

@@ -1,0 +1,42 @@
+# For tests of the program: sourced with its path in $QFCTL, in a private root.
+set -uo pipefail
+
+overlay=/patch_qv/overlay
+failures=0
+cd /tmp
+
+fail() {
+  printf 'FAILED line %s: %s\n  output: %s\n  errors: %s\n' "${BASH_LINENO[1]}" "$1" "$out" "$err"
+  failures=$((failures + 1))
+}
+
+# run CODE COMMAND...: expects the exit code; leaves the streams in $out and $err.
+run() {
+  local expected=$1 code=0
+  shift
+  "$@" >/tmp/.out 2>/tmp/.err </dev/null || code=$?
+  out=$(cat /tmp/.out; printf .) err=$(cat /tmp/.err; printf .)
+  out=${out%.} err=${err%.}
+  ((code == expected)) || fail "exit code $code instead of $expected: $*"
+}
+
+qfctl() { "$QFCTL" "$@"; }
+
+# has TEXT PART, is TEXT WHOLE
+has() { [[ $1 == *"$2"* ]] || fail "lacks: $2"; }
+is() { [[ $1 == "$2" ]] || fail "is not: $2"; }
+
+as_nobody() {
+  if ((EUID == 0)); then setpriv --reuid 65534 --clear-groups "$@"; else "$@"; fi
+}
+
+# put PATH CONTENT: a file, with the folders that it needs.
+put() { mkdir -p -- "$(dirname -- "$1")" && printf %s "$2" >"$1"; }
+
+# pair LIVE LIVE_CONTENT PATCH_CONTENT
+pair() { put "$1" "$2"; put "$overlay$1" "$3"; }
+
+finish() {
+  ((failures == 0)) || exit 1
+  echo "all as expected"
+}
