@@ -4,5 +4,9 @@
 
 #include "exit_code.h"
 
-// Each adds one subcommand, which leaves its outcome in `result` when it runs.
+// Each adds its subcommands, which leave their outcome in `result` when they run.
 void AddVerifyCommand(CLI::App& app, ExitCode& result);
+void AddStatusCommand(CLI::App& app, ExitCode& result);
+void AddLogCommand(CLI::App& app, ExitCode& result);
+void AddHashCommand(CLI::App& app, ExitCode& result);
+void AddSystemCommands(CLI::App& app, ExitCode& result);

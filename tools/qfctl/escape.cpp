@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include "utf8.h"
+
 namespace {
 
 std::string Formatted(const char* format, char character) {
@@ -30,6 +32,10 @@ std::string Quote(const std::string& text) {
         }
     }
     return quoted + "\"";
+}
+
+std::string Printable(const std::string& text) {
+    return IsPrintable(text) ? text : Quote(text);
 }
 
 std::string EscapeJsonControls(const std::string& json) {

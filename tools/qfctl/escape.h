@@ -6,5 +6,8 @@
 /// on any terminal, and nothing of it invisible.
 std::string Quote(const std::string& text);
 
+/// The text itself when it is valid UTF-8 without control characters, else quoted.
+std::string Printable(const std::string& text);
+
 /// JSON text made by plain concatenation, with control characters escaped as JSON wants them.
 std::string EscapeJsonControls(const std::string& json);

@@ -1,9 +1,14 @@
 #pragma once
 
+#include <string>
+
 /// Frozen: scripts rely on these numbers.
 enum class ExitCode {
-    DONE = 0,         // all passed
-    FAILED = 1,       // a check failed
+    DONE = 0,         // all passed, found, or done
+    FAILED = 1,       // a check failed, or what was asked for is absent
     USAGE = 2,        // the call was wrong
-    NOT_CHECKED = 3,  // what was asked could not be checked
+    NOT_CHECKED = 3,  // it could not be checked or read
 };
+
+/// Says `why` on standard error in qfctl's name and returns `code`.
+ExitCode Fail(ExitCode code, const std::string& why);

@@ -16,10 +16,10 @@ using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 
 constexpr char EXIT_CODES[] =
     "Exit codes:\n"
-    "  0  all passed\n"
-    "  1  a check failed\n"
+    "  0  all passed, found, or done\n"
+    "  1  a check failed, or what was asked for is absent\n"
     "  2  the call was wrong\n"
-    "  3  what was asked could not be checked\n";
+    "  3  it could not be checked or read\n";
 
 ExitCode Run(int argc, char** argv) {
     CLI::App app("Verifies and inspects quick-fix patches.", "qfctl");
@@ -28,11 +28,14 @@ ExitCode Run(int argc, char** argv) {
     app.footer(EXIT_CODES);
     ExitCode result = ExitCode::DONE;
     AddVerifyCommand(app, result);
+    AddStatusCommand(app, result);
+    AddLogCommand(app, result);
+    AddHashCommand(app, result);
+    AddSystemCommands(app, result);
     const std::string name = argc > 1 ? argv[1] : "-";
     const auto isNamed = [&name](const CLI::App* command) { return command->get_name() == name; };
     if (name.substr(0, 1) != "-" && app.get_subcommands(isNamed).empty()) {
-        std::cerr << "qfctl: there is no command " << Quote(name) << "; qfctl --help lists them\n";
-        return ExitCode::USAGE;
+        return Fail(ExitCode::USAGE, "there is no command " + Quote(name) + "; qfctl --help lists them");
     }
     try {
         app.parse(argc, argv);
@@ -41,8 +44,7 @@ ExitCode Run(int argc, char** argv) {
     }
     std::cout.flush();
     if (!std::cout) {
-        std::cerr << "qfctl: standard output can't be written\n";
-        return ExitCode::NOT_CHECKED;
+        return Fail(ExitCode::NOT_CHECKED, "standard output can't be written");
     }
     return result;
 }
@@ -55,7 +57,6 @@ int main(int argc, char** argv) {
     try {
         return static_cast<int>(Run(argc, argv));
     } catch (const std::exception& error) {
-        std::cerr << "qfctl: " << error.what() << "\n";
-        return static_cast<int>(ExitCode::NOT_CHECKED);
+        return static_cast<int>(Fail(ExitCode::NOT_CHECKED, error.what()));
     }
 }

@@ -2,12 +2,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <utility>
 
 #include "escape.h"
+#include "utf8.h"
 
 namespace fs = std::filesystem;
 
@@ -15,35 +17,6 @@ namespace {
 
 constexpr char SAFE_ASCII[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_-.+,:@%=";
 
-/// The length of the UTF-8 sequence at `at`, 0 when there is no valid one.
-size_t Utf8Length(const std::string& text, size_t at) {
-    struct Row {
-        unsigned char mask;
-        unsigned char lead;
-        size_t length;
-        char32_t smallest;
-    };
-    constexpr Row rows[] = {{0xe0, 0xc0, 2, 0x80}, {0xf0, 0xe0, 3, 0x800}, {0xf8, 0xf0, 4, 0x10000}};
-    const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
-    for (const Row& row : rows) {
-        if ((byte(at) & row.mask) != row.lead || text.size() - at < row.length) {
-            continue;
-        }
-        char32_t code = byte(at) & static_cast<unsigned char>(~row.mask);
-        for (size_t i = at + 1; i < at + row.length; ++i) {
-            if ((byte(i) & 0xc0) != 0x80) {
-                return 0;
-            }
-            code = (code << 6) | (byte(i) & 0x3fU);
-        }
-        const bool surrogate = code >= 0xd800 && code <= 0xdfff;
-        const bool control = code < 0xa0;
-        return code < row.smallest || code > 0x10ffff || surrogate || control ? 0 : row.length;
-    }
-    return 0;
-}
-
-/// Reading one of these may never end.
 bool IsEndless(const fs::file_status& status) {
     return fs::is_fifo(status) || fs::is_character_file(status);
 }
@@ -77,18 +50,11 @@ void ScanFile(const std::string& path, const std::string& overlay, OverlayScan& 
 }  // namespace
 
 bool IsSafeName(const std::string& name) {
-    size_t at = 0;
-    while (true) {
-        at = name.find_first_not_of(SAFE_ASCII, at);
-        if (at == std::string::npos) {
-            return true;
-        }
-        const size_t length = Utf8Length(name, at);
-        if (length == 0) {
-            return false;
-        }
-        at += length;
-    }
+    const auto isUnsafe = [](char character) {
+        const bool ascii = static_cast<unsigned char>(character) < 0x80;
+        return ascii && strchr(SAFE_ASCII, character) == nullptr;
+    };
+    return IsPrintable(name) && std::none_of(name.begin(), name.end(), isUnsafe);
 }
 
 OverlayScan ScanOverlay(const std::string& overlay) {

@@ -133,16 +133,11 @@ std::string RunNativeChecks(size_t files, bool verbose) {
     return manager.CheckNativePatch();
 }
 
-ExitCode NotChecked(const std::string& why) {
-    std::cerr << "qfctl: " << why << "\n";
-    return ExitCode::NOT_CHECKED;
-}
-
 ExitCode Verify(const VerifyOptions& options) {
     const std::string obstacle = options.reportFile.empty() ? "" : WhyNotWritable(options.reportFile);
     if (!obstacle.empty()) {
-        return NotChecked("nothing was verified: the report " + Quote(options.reportFile) +
-                          " can't be written: " + obstacle);
+        return Fail(ExitCode::NOT_CHECKED,
+                    "nothing was verified: the report " + Quote(options.reportFile) + " can't be written: " + obstacle);
     }
     const OverlayScan scan = ScanOverlay(OVERLAY);
     if (!CanBeVerified(scan)) {
@@ -151,8 +146,8 @@ ExitCode Verify(const VerifyOptions& options) {
     const std::string report = "{" + EscapeJsonControls(RunNativeChecks(scan.files, options.verbose)) + "}\n";
     const std::vector<VerifiedItem> items = ReadReport(report);
     if (items.size() != scan.files) {
-        return NotChecked(
-            "the overlay changed while it was verified, or its file system doesn't tell files from folders");
+        return Fail(ExitCode::NOT_CHECKED,
+                    "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     if (options.json) {
         std::cout << report;
@@ -161,7 +156,7 @@ ExitCode Verify(const VerifyOptions& options) {
     }
     const std::string failure = options.reportFile.empty() ? "" : WriteWhole(options.reportFile, report);
     if (!failure.empty()) {
-        return NotChecked("the report " + Quote(options.reportFile) + " can't be written: " + failure);
+        return Fail(ExitCode::NOT_CHECKED, "the report " + Quote(options.reportFile) + " can't be written: " + failure);
     }
     const bool passed = std::all_of(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; });
     return passed ? ExitCode::DONE : ExitCode::FAILED;

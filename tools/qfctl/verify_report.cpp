@@ -1,18 +1,13 @@
 #include "verify_report.h"
 
-#include <cjson/cJSON.h>
-
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 
-namespace {
+#include "json_text.h"
 
-struct JsonDeleter {
-    void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
+namespace {
 
 constexpr const char* CHECKS[] = {"SHA256", "RWX", "SeLinux"};
 constexpr std::string_view LIVE_MARK = "false,source:";
@@ -57,7 +52,7 @@ std::vector<Difference> ReadDifferences(std::string_view reasons) {
 }  // namespace
 
 std::vector<VerifiedItem> ReadReport(const std::string& report) {
-    const std::unique_ptr<cJSON, JsonDeleter> root(cJSON_Parse(report.c_str()));
+    const Json root(cJSON_Parse(report.c_str()));
     const cJSON* detail = cJSON_GetObjectItem(cJSON_GetObjectItem(root.get(), "Native"), "detail");
     if (!cJSON_IsObject(detail)) {
         throw std::runtime_error("the report has no details");

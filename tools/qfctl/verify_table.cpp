@@ -23,8 +23,7 @@ std::string Shown(const std::string& check, const std::string& value) {
     if (check == "SHA256" && value.size() > SHORT_DIGEST_LENGTH) {
         return value.substr(0, SHORT_DIGEST_LENGTH) + "...";
     }
-    const std::string quoted = Quote(value);
-    return quoted.size() == value.size() + 2 ? value : quoted;
+    return Printable(value);
 }
 
 struct Widths {

@@ -1,0 +1,17 @@
+// Logs the numbers from the first argument to the second, at the speed of an engine that is in a hurry.
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "quick_fix_log.h"
+
+int main(int argc, char** argv) {
+    TEKLO::QuickFixEngine::QuickFixPlumeWrapper::level_ = TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR;
+    for (int i = argc > 1 ? std::atoi(argv[1]) : 1; argc > 2 && i <= std::atoi(argv[2]); ++i) {
+        QF_FILE_LOGI("record %{public}d of some length, so that a file is full after some hundred of them", i);
+        if (i % 100 == 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+}

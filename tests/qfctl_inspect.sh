@@ -1,0 +1,144 @@
+#!/usr/bin/env bash
+# The commands of qfctl that look at the state, as their users meet them.
+source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
+
+# status: each outcome.
+run 2 qfctl status
+run 2 qfctl status show
+run 1 qfctl status show --file s; has "$err" 'there is no status file "s"'
+run 2 qfctl status set --file s; has "$err" "nothing to set"
+run 0 qfctl status set --file s --version 1.0.2 --status init --error-code 3 --error-code -7 --error-code 3
+is "$(cat s)" "PatchVersion=1.0.2
+Status=init
+ErrorCode=3,-7,"
+run 0 qfctl status set --file s --status success
+run 0 qfctl status show --file s
+is "$out" "version      1.0.2
+status       success
+error codes  3,-7,
+"
+run 0 qfctl status show --file s --json
+is "$out" '{"version":"1.0.2","status":"success","errorCodes":[3,-7]}
+'
+run 0 qfctl status set --file s --version ""
+run 0 qfctl status show --file s --json; has "$out" '{"version":"","status":"success"'
+run 0 qfctl status set --file k --key Mine --status init; is "$(cat k)" "PatchVersion=
+Mine=init
+ErrorCode="
+run 0 qfctl status set --file k --status loaded; has "$(cat k)" Mine=loaded
+
+# status: what the file can't carry is refused before anything is written.
+before=$(cat s)
+run 2 qfctl status set --file s --version $'1\n2'; has "$err" "line feed"
+run 2 qfctl status set --file s --version "$(printf %243s)"; has "$err" "a line of 256 bytes"
+run 2 qfctl status set --file s --key a=b --status x
+run 2 qfctl status set --file s --status x --mode 999
+run 2 qfctl status set --file s --error-code 2147483648
+run 2 qfctl status set --file s --error-code 5x
+run 2 qfctl status set --file ../tmp/s --status x; has "$err" '".."'
+is "$(cat s)" "$before"
+for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank '; do
+  run 0 qfctl status set --file s --version "$value"
+  run 0 qfctl status show --file s; has "$out" "version      $value
+"
+done
+
+# status: files of others.
+printf 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' >s
+run 3 qfctl status show --file s; has "$out" "status       a"; has "$err" '"1,x"'
+run 3 qfctl status show --file s --json; is "$out" ""
+printf 'PatchVersion=1\nno sign\n' >s
+run 3 qfctl status set --file s --status x; has "$err" "left alone: line 2 has no '='"
+printf 'PatchVersion=%300s\n' >s
+run 3 qfctl status show --file s; has "$err" "line 1 has more than 255 bytes"
+printf 'PatchVersion=a\e[2J\xff\n' >s
+run 0 qfctl status show --file s; has "$out" 'version      "a\x1b[2J\xff"'
+run 0 qfctl status show --file s --json; has "$out" '"a\u001b[2J�"'
+chmod 000 s
+run 3 as_nobody "$QFCTL" status show --file s
+run 3 qfctl status show --file /tmp
+run 3 qfctl status clear --file /tmp
+run 0 qfctl status clear --file s
+[[ ! -e s ]] || fail "not cleared"
+run 0 qfctl status clear --file s
+run 1 qfctl status set --file /nowhere/s --status x
+if ((EUID != 0)); then
+  run 0 qfctl status set --file m --status x --mode 640
+  run 0 qfctl status set --file m --status y
+  is "$(stat -c %a m)" 640
+fi
+
+# cmdline, stage, base-version
+run 0 qfctl cmdline ab; is "$out" "xab=0
+"
+run 0 qfctl cmdline quickfix --json; is "$out" '{"token":"quickfix=1"}
+'
+run 1 qfctl cmdline absent; has "$err" '"absent"'
+run 2 qfctl cmdline ""
+run 0 qfctl stage; is "$out" "$( ((EUID == 0)) && echo init || echo sa)
+"
+run 0 as_nobody "$QFCTL" stage --json; is "$out" '{"stage":"sa"}
+'
+run 1 qfctl base-version
+echo 'ro.comp.kt.product_base_version.real = 5.1' >p
+run 0 env QUICKFIX_PARAMETERS=p "$QFCTL" base-version; is "$out" "5.1
+"
+
+# hash: what sha256sum -c accepts, whatever the names.
+mkdir hashes
+for i in {1..200}; do echo "$i" >hashes/"file $i"; done
+: >hashes/empty
+printf x >$'hashes/line\nfeed'
+printf x >'hashes/back\slash'
+printf x >$'hashes/carriage\rreturn'
+printf x >hashes/é
+run 0 qfctl hash hashes/*
+is "$out" "$(sha256sum hashes/*)
+"
+printf %s "$out" >sums
+run 0 sha256sum -c --strict --quiet sums
+run 1 qfctl hash hashes/empty missing; has "$out" "e3b0c44298fc1c14"; has "$err" '"missing": No such file'
+run 3 qfctl hash missing /tmp /dev/zero hashes/empty; has "$out" "e3b0c44298fc1c14"
+run 0 qfctl hash --json hashes/empty
+is "$out" '[{"file":"hashes/empty","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"}]
+'
+run 2 qfctl hash
+
+# log: both files in their order.
+logs=/data/update/quickfix/log
+rm -f $logs/*
+run 1 qfctl log; has "$err" "there is no log"
+printf '2026-03-01 09:05:07.004[a(B):12]one\n2026-03-01 09:05:07.005[a(B):13]two]\n' >$logs/quickfix_1.log
+printf 'torn' >$logs/quickfix_2.log
+run 0 qfctl log
+is "$out" '2026-03-01 09:05:07.004[a(B):12]one
+2026-03-01 09:05:07.005[a(B):13]two]
+torn
+'
+run 0 qfctl log --grep two --json
+is "$out" '{"time":"2026-03-01 09:05:07.005","file":"a","function":"B","line":13,"message":"two]"}
+'
+run 1 qfctl log --grep three; is "$out" ""
+run 2 qfctl log --clear --follow
+run 0 qfctl log --clear
+run 0 qfctl log; is "$out" ""
+chmod 000 $logs/quickfix_1.log
+run 3 as_nobody "$QFCTL" log; has "$err" "Permission denied"
+rm -f $logs/*
+
+# log --follow: a real logger writes through many rotations, is deleted under way and cut; no line is lost.
+"$QFCTL" log --follow >followed &
+follower=$!
+run 0 "$LOG_WRITER" 1 4000
+run 0 qfctl log --clear
+run 0 "$LOG_WRITER" 4001 4010
+rm $logs/*
+run 0 "$LOG_WRITER" 4011 8000
+for _ in {1..100}; do
+  [[ $(tail -n 1 followed) == *"record 8000 of"* ]] && break
+  sleep 0.1
+done
+kill $follower
+is "$(grep -o 'record [0-9]*' followed | cut -d ' ' -f 2)" "$(seq 8000)"
+
+finish

@@ -1,0 +1,131 @@
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "commands.h"
+#include "escape.h"
+#include "json_text.h"
+#include "log_reader.h"
+
+namespace {
+
+constexpr char LOG_DIR[] = "/data/update/quickfix/log";
+constexpr char FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
+constexpr char SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
+constexpr size_t TIME_LENGTH = 23;
+constexpr int LOOK_AGAIN_MS = 200;
+
+struct LogOptions {
+    bool follow = false;
+    bool clear = false;
+    bool json = false;
+    std::string grep;
+};
+
+/// Sleeps until something happens in the log's folder, or for a while: the folder itself may come and go.
+class FolderWatch {
+public:
+    FolderWatch() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
+    ~FolderWatch() { close(descriptor_); }
+    FolderWatch(const FolderWatch&) = delete;
+    FolderWatch& operator=(const FolderWatch&) = delete;
+
+    void Wait() {
+        // Adding a watch that is there already changes nothing.
+        inotify_add_watch(descriptor_, LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
+        pollfd events = {descriptor_, POLLIN, 0};
+        poll(&events, 1, LOOK_AGAIN_MS);
+        std::array<char, 4096> buffer = {};
+        while (read(descriptor_, buffer.data(), buffer.size()) > 0) {
+        }
+    }
+
+private:
+    int descriptor_;
+};
+
+/// "TIME[FILE(FUNCTION):LINE]MESSAGE" taken apart; a line of another shape is all message.
+Json ParseRecord(const std::string& line) {
+    Json record(cJSON_CreateObject());
+    const size_t function = line.find('(', TIME_LENGTH);
+    const size_t number = line.find("):", function);
+    const size_t message = line.find(']', number);
+    if (line.size() <= TIME_LENGTH || line[TIME_LENGTH] != '[' || message == std::string::npos) {
+        AddText(record, "message", line);
+        return record;
+    }
+    AddText(record, "time", line.substr(0, TIME_LENGTH));
+    AddText(record, "file", line.substr(TIME_LENGTH + 1, function - TIME_LENGTH - 1));
+    AddText(record, "function", line.substr(function + 1, number - function - 1));
+    cJSON_AddNumberToObject(record.get(), "line",
+                            strtod(line.substr(number + 2, message - number - 2).c_str(), nullptr));
+    AddText(record, "message", line.substr(message + 1));
+    return record;
+}
+
+ExitCode Show(const LogOptions& options) {
+    const bool toTerminal = isatty(STDOUT_FILENO) == 1;
+    bool found = false;
+    const auto print = [&](const std::string& line) {
+        if (line.find(options.grep) == std::string::npos) {
+            return;
+        }
+        found = true;
+        std::cout << (options.json ? ToText(ParseRecord(line)) : (toTerminal ? Printable(line) : line) + "\n");
+    };
+    LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
+    FolderWatch watch;
+    reader.ReadNew(print);
+    while (options.follow && std::cout.flush()) {
+        watch.Wait();
+        reader.ReadNew(print);
+    }
+    reader.ReadRest(print);
+    if (!reader.HasFiles()) {
+        return Fail(ExitCode::FAILED, "there is no log");
+    }
+    return found || options.grep.empty() ? ExitCode::DONE : ExitCode::FAILED;
+}
+
+/// Empties the files and leaves them in place: a process that logs has one of them open, and would log into nothing if
+/// it was deleted.
+ExitCode Clear() {
+    for (const char* path : {FIRST_LOG_FILE, SECOND_LOG_FILE}) {
+        if (truncate(path, 0) != 0 && errno != ENOENT && errno != ENOTDIR) {
+            return Fail(ExitCode::FAILED, std::string(path) + " can't be emptied: " + strerror(errno));
+        }
+    }
+    return ExitCode::DONE;
+}
+
+ExitCode Log(const LogOptions& options) {
+    try {
+        return options.clear ? Clear() : Show(options);
+    } catch (const std::system_error& error) {
+        return Fail(ExitCode::NOT_CHECKED, std::string("the log can't be read: ") + error.what());
+    }
+}
+
+}  // namespace
+
+void AddLogCommand(CLI::App& app, ExitCode& result) {
+    CLI::App* command = app.add_subcommand("log", "Show the file log, both files as one stream");
+    const auto options = std::make_shared<LogOptions>();
+    auto* follow = command->add_flag("-f,--follow", options->follow, "Go on with what is written, through rotations");
+    auto* json = command->add_flag("--json", options->json, "Print each record as a JSON object on a line of its own");
+    auto* grep = command->add_option("--grep", options->grep, "Only lines that contain TEXT")->type_name("TEXT");
+    command->add_flag("--clear", options->clear, "Empty the log instead; processes that log go on logging")
+        ->excludes(follow)
+        ->excludes(json)
+        ->excludes(grep);
+    command->callback([options, &result] { result = Log(*options); });
+}

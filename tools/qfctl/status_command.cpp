@@ -1,0 +1,237 @@
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "error_code_wrapper.h"
+#include "escape.h"
+#include "file_utils.h"
+#include "json_text.h"
+#include "quick_fix_status_record.h"
+#include "string_utils.h"
+
+namespace {
+
+using namespace TEKLO::QuickFixEngine;
+
+constexpr char DEFAULT_KEY[] = "Status";
+constexpr unsigned int DEFAULT_MODE = 0600;
+constexpr size_t MAX_LINE_LENGTH = 255;
+constexpr size_t LINES = 3;
+
+struct StatusOptions {
+    std::string file;
+    std::optional<std::string> key;
+    std::optional<std::string> mode;
+    std::optional<std::string> version;
+    std::optional<std::string> status;
+    std::vector<int32_t> errorCodes;
+    bool json = false;
+};
+
+/// What qfctl has to know of the file before it lets the library read or change it.
+struct StatusFile {
+    bool exists = false;
+    std::string defect;  // why its values can't be had whole
+    std::string key = DEFAULT_KEY;
+    unsigned int mode = DEFAULT_MODE;
+};
+
+StatusFile Examine(const std::string& path) {
+    StatusFile found;
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0) {
+        found.defect = errno == ENOENT || errno == ENOTDIR ? "" : strerror(errno);
+        return found;
+    }
+    found.exists = true;
+    found.mode = status.st_mode & 07777U;
+    std::ifstream file;
+    if (S_ISREG(status.st_mode)) {
+        file.open(path);
+    }
+    if (!file.is_open()) {
+        found.defect = S_ISREG(status.st_mode) ? strerror(errno) : "not a regular file";
+        return found;
+    }
+    std::string line;
+    for (size_t number = 1; number <= LINES && std::getline(file, line); ++number) {
+        const std::string name = "line " + std::to_string(number);
+        const size_t equals = line.find('=');
+        if (line.size() > MAX_LINE_LENGTH) {
+            found.defect = name + " has more than 255 bytes and would be cut";
+        } else if (equals == std::string::npos) {
+            found.defect = name + " has no '='";
+        } else if (number == 2) {
+            found.key = line.substr(0, equals);
+        }
+        if (!found.defect.empty()) {
+            return found;
+        }
+    }
+    return found;
+}
+
+/// Has the library's record point at the file and read it.
+QuickFixStatusRecord& OpenRecord(const StatusOptions& options, const StatusFile& found, unsigned int mode) {
+    QuickFixStatusRecord& record = QuickFixStatusRecord::GetInstance();
+    record.InitStatusRecord(options.file, mode, options.key.value_or(found.key));
+    return record;
+}
+
+/// The codes of a text form as a JSON list; null when they don't parse.
+Json ListOfCodes(std::string text) {
+    try {
+        ErrorCodeWrapper().ConvertErrCode(text);
+    } catch (const std::logic_error&) {
+        return nullptr;
+    }
+    Json list(cJSON_CreateArray());
+    for (const std::string& piece : StringUtils::Split(text, ',')) {
+        cJSON_AddItemToArray(list.get(), cJSON_CreateNumber(std::stoi(piece)));
+    }
+    return list;
+}
+
+ExitCode Show(const StatusOptions& options) {
+    const StatusFile found = Examine(options.file);
+    if (!found.defect.empty()) {
+        return Fail(ExitCode::NOT_CHECKED,
+                    "the status file " + Quote(options.file) + " can't be read: " + found.defect);
+    }
+    if (!found.exists) {
+        return Fail(ExitCode::FAILED, "there is no status file " + Quote(options.file));
+    }
+    QuickFixStatus status = OpenRecord(options, found, found.mode).GetStatus();
+    Json codes = ListOfCodes(status.errorCode);
+    const bool codesParse = codes != nullptr;
+    if (!options.json) {
+        std::cout << "version      " << Printable(status.version) << "\n"
+                  << "status       " << Printable(status.status) << "\n"
+                  << "error codes  " << Printable(status.errorCode) << "\n";
+    } else if (codesParse) {
+        const Json object(cJSON_CreateObject());
+        AddText(object, "version", status.version);
+        AddText(object, "status", status.status);
+        cJSON_AddItemToObject(object.get(), "errorCodes", codes.release());
+        std::cout << ToText(object);
+    }
+    return codesParse
+               ? ExitCode::DONE
+               : Fail(ExitCode::NOT_CHECKED, "the error codes are no list of numbers: " + Quote(status.errorCode));
+}
+
+/// Why the file could not carry the line; empty when it could.
+std::string WhyNotCarried(const std::string& name, const std::string& key, const std::string& value) {
+    if (value.find('\n') != std::string::npos) {
+        return name + " holds a line feed, which the file can't carry";
+    }
+    const size_t length = key.size() + 1 + value.size();
+    return length <= MAX_LINE_LENGTH
+               ? ""
+               : name + " makes a line of " + std::to_string(length) + " bytes, the file carries 255";
+}
+
+std::string WhyNotCarried(const QuickFixStatus& status, const std::string& key) {
+    if (key.find_first_of("=\n") != std::string::npos) {
+        return "the key holds '=' or a line feed";
+    }
+    for (const std::string& why :
+         {WhyNotCarried("the version", "PatchVersion", status.version), WhyNotCarried("the status", key, status.status),
+          WhyNotCarried("the list of error codes", "ErrorCode", status.errorCode)}) {
+        if (!why.empty()) {
+            return why;
+        }
+    }
+    return "";
+}
+
+std::optional<unsigned int> ParseMode(const std::string& text) {
+    const bool octal = !text.empty() && text.size() <= 5 && text.find_first_not_of("01234567") == std::string::npos;
+    const unsigned long mode = octal ? std::stoul(text, nullptr, 8) : 010000;
+    return mode <= 07777 ? std::optional<unsigned int>(mode) : std::nullopt;
+}
+
+ExitCode Set(const StatusOptions& options) {
+    if (!options.version && !options.status && options.errorCodes.empty()) {
+        return Fail(ExitCode::USAGE, "nothing to set; give --version, --status or --error-code");
+    }
+    if (!FileUtils::IsValidPath(options.file)) {
+        return Fail(ExitCode::USAGE, "the file's path must not hold \"..\"");
+    }
+    const StatusFile found = Examine(options.file);
+    const auto mode = options.mode ? ParseMode(*options.mode) : found.mode;
+    if (!mode) {
+        return Fail(ExitCode::USAGE, "the mode is no octal number up to 7777: " + Quote(*options.mode));
+    }
+    if (!found.defect.empty()) {
+        return Fail(ExitCode::NOT_CHECKED,
+                    "the status file " + Quote(options.file) + " is left alone: " + found.defect);
+    }
+    QuickFixStatusRecord& record = OpenRecord(options, found, *mode);
+    QuickFixStatus status = record.GetStatus();
+    status.version = options.version.value_or(status.version);
+    status.status = options.status.value_or(status.status);
+    ErrorCodeWrapper codes;
+    for (const int32_t code : options.errorCodes) {
+        codes.AddErrorCode(static_cast<ErrorCode>(code));
+    }
+    status.errorCode = options.errorCodes.empty() ? status.errorCode : codes.GetErrorCode();
+    const std::string why = WhyNotCarried(status, options.key.value_or(found.key));
+    if (!why.empty()) {
+        return Fail(ExitCode::USAGE, why);
+    }
+    record.SetStatus(status.version, status.status, status.errorCode);
+    const QuickFixStatus written = record.GetStatusFromFile();
+    const bool carried =
+        written.version == status.version && written.status == status.status && written.errorCode == status.errorCode;
+    return carried ? ExitCode::DONE
+                   : Fail(ExitCode::FAILED, "the status file " + Quote(options.file) + " was not written");
+}
+
+ExitCode Clear(const StatusOptions& options) {
+    const StatusFile found = Examine(options.file);
+    struct stat status = {};
+    if (found.exists && lstat(options.file.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        return Fail(ExitCode::NOT_CHECKED, "the status file " + Quote(options.file) + " is a folder");
+    }
+    OpenRecord(options, found, found.mode).ClearStatusRecord();
+    return lstat(options.file.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR)
+               ? ExitCode::DONE
+               : Fail(ExitCode::FAILED, "the status file " + Quote(options.file) + " can't be removed");
+}
+
+CLI::App* AddAction(CLI::App* command, ExitCode& result, const std::shared_ptr<StatusOptions>& options,
+                    const char* name, const char* help, ExitCode (*run)(const StatusOptions&)) {
+    CLI::App* action = command->add_subcommand(name, help);
+    action->add_option("--file", options->file, "The status file")->required()->type_name("FILE");
+    action->add_option("--key", options->key, "The key of its status line, by default the file's own or \"Status\"");
+    action->add_option("--mode", options->mode, "Its permission in octal, by default the file's own or 0600");
+    action->callback([options, run, &result] { result = run(*options); });
+    return action;
+}
+
+}  // namespace
+
+void AddStatusCommand(CLI::App& app, ExitCode& result) {
+    CLI::App* command = app.add_subcommand("status", "Show or change the status file of a patch operation");
+    command->require_subcommand(1);
+    const auto options = std::make_shared<StatusOptions>();
+    AddAction(command, result, options, "show", "Show version, status and error codes", Show)
+        ->add_flag("--json", options->json, "Print a JSON object, the error codes as a list of numbers");
+    CLI::App* set = AddAction(command, result, options, "set", "Change what is given, keep the rest", Set);
+    set->add_option("--version", options->version, "The patch's version");
+    set->add_option("--status", options->status, "Its state, such as init, loaded, success or failed");
+    set->add_option("--error-code", options->errorCodes, "An error code; all that are given replace the list")
+        ->allow_extra_args(false);
+    AddAction(command, result, options, "clear", "Delete the status file", Clear);
+}
