@@ -34,11 +34,12 @@ run 2 qfctl status set --file s --version "$(printf %243s)"; has "$err" "a line 
 run 2 qfctl status set --file s --key a=b --status x
 run 2 qfctl status set --file s --status x --mode 999
 run 2 qfctl status set --file s --error-code 2147483648
-run 2 qfctl status set --file s --error-code 5x
+for code in 5x 0x10 '' ' 5'; do run 2 qfctl status set --file s --error-code "$code"; done
+run 2 qfctl status show --file s --mode xyz
 run 2 qfctl status set --file ../tmp/s --status x; has "$err" '".."'
 is "$(cat s)" "$before"
-for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank '; do
-  run 0 qfctl status set --file s --version "$value"
+for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank ' '[a,b]' -x; do
+  run 0 qfctl status set --file s --version="$value"
   run 0 qfctl status show --file s; has "$out" "version      $value
 "
 done
@@ -49,6 +50,11 @@ run 3 qfctl status show --file s; has "$out" "status       a"; has "$err" '"1,x"
 run 3 qfctl status show --file s --json; is "$out" ""
 printf 'PatchVersion=1\nno sign\n' >s
 run 3 qfctl status set --file s --status x; has "$err" "left alone: line 2 has no '='"
+printf 'NAME=a\nID=b\nX=c\nmore\n' >s
+run 3 qfctl status set --file s --status x; has "$err" 'left alone: line 3 begins with "X"'
+printf 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' >s
+run 3 qfctl status set --file s --status x; has "$err" "left alone: it has more than three lines"
+run 0 qfctl status show --file s
 printf 'PatchVersion=%300s\n' >s
 run 3 qfctl status show --file s; has "$err" "line 1 has more than 255 bytes"
 printf 'PatchVersion=a\e[2J\xff\n' >s
@@ -57,7 +63,13 @@ run 0 qfctl status show --file s --json; has "$out" '"a\u001b[2J�"'
 chmod 000 s
 run 3 as_nobody "$QFCTL" status show --file s
 run 3 qfctl status show --file /tmp
-run 3 qfctl status clear --file /tmp
+mkfifo fifo
+for path in /tmp fifo /dev/null; do
+  run 3 qfctl status clear --file $path
+  [[ -e $path ]] || fail "$path was removed"
+done
+printf 'PatchVersion=a\0b\n' >nul
+run 0 qfctl status show --file nul --json; has "$out" '"a�b"'
 run 0 qfctl status clear --file s
 [[ ! -e s ]] || fail "not cleared"
 run 0 qfctl status clear --file s
@@ -81,6 +93,7 @@ run 0 as_nobody "$QFCTL" stage --json; is "$out" '{"stage":"sa"}
 '
 run 1 qfctl base-version
 echo 'ro.comp.kt.product_base_version.real = 5.1' >p
+run 3 env QUICKFIX_PARAMETERS=/tmp "$QFCTL" base-version; has "$err" "store can't be read"
 run 0 env QUICKFIX_PARAMETERS=p "$QFCTL" base-version; is "$out" "5.1
 "
 
@@ -92,6 +105,9 @@ printf x >$'hashes/line\nfeed'
 printf x >'hashes/back\slash'
 printf x >$'hashes/carriage\rreturn'
 printf x >hashes/é
+printf x >'[a,b]'
+run 0 qfctl hash '[a,b]'; is "$out" "$(sha256sum './[a,b]')
+"
 run 0 qfctl hash hashes/*
 is "$out" "$(sha256sum hashes/*)
 "
@@ -102,6 +118,7 @@ run 3 qfctl hash missing /tmp /dev/zero hashes/empty; has "$out" "e3b0c44298fc1c
 run 0 qfctl hash --json hashes/empty
 is "$out" '[{"file":"hashes/empty","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"}]
 '
+run 3 qfctl hash /proc/self/mem; is "$out" ""
 run 2 qfctl hash
 
 # log: both files in their order.
@@ -118,6 +135,12 @@ torn
 run 0 qfctl log --grep two --json
 is "$out" '{"time":"2026-03-01 09:05:07.005","file":"a","function":"B","line":13,"message":"two]"}
 '
+printf 'a\ntorn' >$logs/quickfix_1.log
+printf 'b\n' >$logs/quickfix_2.log
+run 0 qfctl log; is "$out" 'a
+torn
+b
+'
 run 1 qfctl log --grep three; is "$out" ""
 run 2 qfctl log --clear --follow
 run 0 qfctl log --clear
@@ -126,19 +149,26 @@ chmod 000 $logs/quickfix_1.log
 run 3 as_nobody "$QFCTL" log; has "$err" "Permission denied"
 rm -f $logs/*
 
-# log --follow: a real logger writes through many rotations, is deleted under way and cut; no line is lost.
-"$QFCTL" log --follow >followed &
+# log --follow: a real logger writes through many rotations; its files are emptied, deleted, torn; the reader of the
+# output is slow. No line is lost, none comes twice.
+mkfifo pipe
+{ sleep 1; cat >followed; } <pipe &
+"$QFCTL" log --follow >pipe &
 follower=$!
 run 0 "$LOG_WRITER" 1 4000
 run 0 qfctl log --clear
 run 0 "$LOG_WRITER" 4001 4010
 rm $logs/*
 run 0 "$LOG_WRITER" 4011 8000
+printf torn >>$logs/quickfix_2.log
+sleep 0.3
+truncate -s -4 $logs/quickfix_2.log
+run 0 "$LOG_WRITER" 8001 8001
 for _ in {1..100}; do
-  [[ $(tail -n 1 followed) == *"record 8000 of"* ]] && break
+  [[ $(tail -n 1 followed) == *"record 8001 of"* ]] && break
   sleep 0.1
 done
 kill $follower
-is "$(grep -o 'record [0-9]*' followed | cut -d ' ' -f 2)" "$(seq 8000)"
+is "$(grep -o 'record [0-9]*' followed | cut -d ' ' -f 2)" "$(seq 8001)"
 
 finish

@@ -1,6 +1,7 @@
 #include "platform/parameter.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -17,10 +18,13 @@ std::string Trimmed(const std::string& text) {
     return start == std::string::npos ? "" : text.substr(start, text.find_last_not_of(BLANKS) - start + 1);
 }
 
-std::optional<std::string> FindValue(const std::string& key) {
+/// False when the store is there but can't be read; a missing one is empty.
+bool FindValue(const std::string& key, std::optional<std::string>& value) {
     const char* chosen = secure_getenv("QUICKFIX_PARAMETERS");
     std::ifstream file(chosen != nullptr ? chosen : PARAMETER_FILE);
-    std::optional<std::string> value;
+    if (!file.is_open()) {
+        return errno == ENOENT || errno == ENOTDIR;
+    }
     for (std::string line; std::getline(file, line);) {
         const std::string text = Trimmed(line);
         const size_t equals = text.find('=');
@@ -31,7 +35,7 @@ std::optional<std::string> FindValue(const std::string& key) {
             value = Trimmed(text.substr(equals + 1));
         }
     }
-    return value;
+    return !file.bad();
 }
 
 }  // namespace
@@ -40,7 +44,12 @@ int GetParameter(const char* key, const char* defaultValue, char* value, unsigne
     if (key == nullptr || *key == '\0' || value == nullptr || length == 0) {
         return -1;
     }
-    const std::string found = FindValue(key).value_or(defaultValue != nullptr ? defaultValue : "");
+    value[0] = '\0';
+    std::optional<std::string> set;
+    if (!FindValue(key, set)) {
+        return -1;
+    }
+    const std::string found = set.value_or(defaultValue != nullptr ? defaultValue : "");
     const size_t copied = std::min<size_t>(strlen(found.c_str()), length - 1);
     memcpy(value, found.c_str(), copied);
     value[copied] = '\0';

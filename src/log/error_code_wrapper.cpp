@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "classic_locale.h"
 #include "string_utils.h"
 
 namespace TEKLO::QuickFixEngine {
@@ -13,6 +14,7 @@ void ErrorCodeWrapper::AddErrorCode(ErrorCode code) {
 }
 
 void ErrorCodeWrapper::ConvertErrCode(std::string text) {
+    const ClassicLocale blanksOfAscii;
     for (const std::string& piece : StringUtils::Split(text, ',')) {
         errorCodes_.push_back(static_cast<ErrorCode>(std::stoi(piece, nullptr, 10)));
     }

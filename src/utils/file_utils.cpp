@@ -12,7 +12,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include <memory>
 #include <sstream>
 
+#include "classic_locale.h"
 #include "directory_listing.h"
 #include "platform/bounds_checked.h"
 #include "quick_fix_log.h"
@@ -62,8 +62,9 @@ using PathBuffer = std::array<char, PATH_MAX>;
 
 /// What strerror says of errno, in English whatever the process's locale.
 const char* ErrorText() {
-    static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
-    return strerror_l(errno, classic);
+    const int error = errno;
+    const ClassicLocale untranslated;
+    return strerror(error);
 }
 
 bool CleanChildren(const char* dirPath) {

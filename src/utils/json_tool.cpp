@@ -2,6 +2,9 @@
 
 #include <cjson/cJSON.h>
 
+#include <utility>
+
+#include "classic_locale.h"
 #include "file_utils.h"
 #include "quick_fix_log.h"
 
@@ -10,6 +13,7 @@ namespace {
 
 /// The member when it passes the test, else null.
 cJSON* FindMember(cJSON* root, const std::string& key, cJSON_bool (*isOfType)(const cJSON*)) {
+    const ClassicLocale lettersOfAscii;
     cJSON* member = cJSON_GetObjectItem(root, key.c_str());
     return isOfType(member) != 0 ? member : nullptr;
 }
@@ -22,6 +26,7 @@ cJSON* JsonTool::ParseJsonFromFile(const std::string& path) {
         QF_FILE_LOGE("jsonString is empty.");
         return nullptr;
     }
+    const ClassicLocale numbersWithPoints;
     return cJSON_Parse(jsonString.c_str());
 }
 

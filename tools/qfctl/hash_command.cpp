@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,6 +40,18 @@ ExitCode CheckReadable(const std::string& file) {
     return ExitCode::DONE;
 }
 
+/// The digest takes a read error for the end of the file, so whether there is one has to be found out apart.
+bool ReadsToItsEnd(const std::string& file) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    std::vector<char> block(1U << 20);
+    ssize_t count = 1;
+    while (count > 0) {
+        count = read(descriptor, block.data(), block.size());
+    }
+    close(descriptor);
+    return count == 0;
+}
+
 /// As sha256sum prints it: a name that would break the line is escaped, and a backslash in front of it says so.
 std::string ChecksumLine(const std::string& digest, const std::string& file) {
     std::string name;
@@ -49,7 +62,8 @@ std::string ChecksumLine(const std::string& digest, const std::string& file) {
                                                  : nullptr;
         name += escape != nullptr ? escape : std::string(1, character);
     }
-    return (name == file ? "" : "\\") + digest + "  " + name + "\n";
+    const std::string shown = name == "-" ? "./-" : name;  // alone it would mean standard input
+    return (name == file ? "" : "\\") + digest + "  " + shown + "\n";
 }
 
 ExitCode Hash(const HashOptions& options) {
@@ -58,7 +72,7 @@ ExitCode Hash(const HashOptions& options) {
     for (const std::string& file : options.files) {
         ExitCode outcome = CheckReadable(file);
         const std::string digest = outcome == ExitCode::DONE ? FileUtils::GetFileSHA256(file) : "";
-        if (outcome == ExitCode::DONE && digest.empty()) {
+        if (outcome == ExitCode::DONE && (digest.empty() || !ReadsToItsEnd(file))) {
             outcome = Fail(ExitCode::NOT_CHECKED, Quote(file) + ": can't be read");
         }
         result = std::max(result, outcome);

@@ -5,11 +5,15 @@
 
 #include <array>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <system_error>
+#include <thread>
+#include <utility>
 
 #include "commands.h"
 #include "escape.h"
@@ -72,28 +76,81 @@ Json ParseRecord(const std::string& line) {
     return record;
 }
 
+/// Prints from a thread of its own: while a slow reader keeps it waiting, the log's files are still looked at.
+class LinePrinter {
+public:
+    LinePrinter() : thread_([this] { PrintAll(); }) {}
+    ~LinePrinter() {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            ended_ = true;
+        }
+        changed_.notify_one();
+        thread_.join();
+    }
+    LinePrinter(const LinePrinter&) = delete;
+    LinePrinter& operator=(const LinePrinter&) = delete;
+
+    void Print(const std::string& text) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        pending_ += text;
+        changed_.notify_one();
+    }
+
+    bool Works() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return works_;
+    }
+
+private:
+    void PrintAll() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        while (works_) {
+            changed_.wait(lock, [this] { return ended_ || !pending_.empty(); });
+            if (pending_.empty()) {
+                return;
+            }
+            const std::string text = std::exchange(pending_, {});
+            lock.unlock();
+            const bool printed = static_cast<bool>((std::cout << text).flush());
+            lock.lock();
+            works_ = printed;
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::string pending_;
+    bool ended_ = false;
+    bool works_ = true;
+    std::thread thread_;
+};
+
 ExitCode Show(const LogOptions& options) {
     const bool toTerminal = isatty(STDOUT_FILENO) == 1;
     bool found = false;
+    LinePrinter printer;
     const auto print = [&](const std::string& line) {
         if (line.find(options.grep) == std::string::npos) {
             return;
         }
         found = true;
-        std::cout << (options.json ? ToText(ParseRecord(line)) : (toTerminal ? Printable(line) : line) + "\n");
+        printer.Print(options.json ? ToText(ParseRecord(line)) : (toTerminal ? Printable(line) : line) + "\n");
     };
     LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
+    if (!options.follow) {
+        reader.ReadAll(print);
+        if (!reader.HasFiles()) {
+            return Fail(ExitCode::FAILED, "there is no log");
+        }
+        return found || options.grep.empty() ? ExitCode::DONE : ExitCode::FAILED;
+    }
     FolderWatch watch;
-    reader.ReadNew(print);
-    while (options.follow && std::cout.flush()) {
-        watch.Wait();
+    while (printer.Works()) {
         reader.ReadNew(print);
+        watch.Wait();
     }
-    reader.ReadRest(print);
-    if (!reader.HasFiles()) {
-        return Fail(ExitCode::FAILED, "there is no log");
-    }
-    return found || options.grep.empty() ? ExitCode::DONE : ExitCode::FAILED;
+    return ExitCode::NOT_CHECKED;
 }
 
 /// Empties the files and leaves them in place: a process that logs has one of them open, and would log into nothing if

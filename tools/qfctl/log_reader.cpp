@@ -7,7 +7,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
+
+namespace {
+
+// Holds the time stamps of a record or two, so no other text is like it.
+constexpr size_t TAIL_SIZE = 256;
+
+}  // namespace
 
 LogReader::~LogReader() {
     for (const Source& source : sources_) {
@@ -25,18 +33,22 @@ void LogReader::ReadNew(const LineSink& sink) {
         if (fstat(source.descriptor, &status) == 0 && status.st_nlink > 0) {
             return false;
         }
-        Drain(source, sink);
+        const std::string rest = Drain(source, sink);
+        if (!rest.empty()) {
+            sink(rest);
+        }
         close(source.descriptor);
         return true;
     };
     sources_.erase(std::remove_if(sources_.begin(), sources_.end(), isGone), sources_.end());
 }
 
-void LogReader::ReadRest(const LineSink& sink) {
+void LogReader::ReadAll(const LineSink& sink) {
+    FindFiles();
     for (Source& source : sources_) {
-        if (!source.partial.empty()) {
-            sink(source.partial);
-            source.partial.clear();
+        const std::string rest = Drain(source, sink);
+        if (!rest.empty()) {
+            sink(rest);
         }
     }
 }
@@ -92,22 +104,33 @@ bool LogReader::IsSame(const Source& source, const std::string& path) {
     return stat(path.c_str(), &status) == 0 && status.st_dev == source.device && status.st_ino == source.inode;
 }
 
-void LogReader::Drain(Source& source, const LineSink& sink) {
-    struct stat status = {};
-    if (fstat(source.descriptor, &status) == 0 && status.st_size < source.offset) {
-        // Shorter than what was read: the beginning of a line was taken back, or the whole file was emptied.
-        const off_t wholeLines = source.offset - static_cast<off_t>(source.partial.size());
-        source.offset = status.st_size >= wholeLines ? wholeLines : 0;
-        source.partial.clear();
-    }
+/// Hands on the new lines and returns what stands behind the last line feed.
+std::string LogReader::Drain(Source& source, const LineSink& sink) {
     std::array<char, 65536> block = {};
-    for (ssize_t count = 0; (count = pread(source.descriptor, block.data(), block.size(), source.offset)) > 0;) {
-        source.offset += count;
-        source.partial.append(block.data(), static_cast<size_t>(count));
-        size_t start = 0;
-        for (size_t end = 0; (end = source.partial.find('\n', start)) != std::string::npos; start = end + 1) {
-            sink(source.partial.substr(start, end - start));
+    const auto read = [&](off_t offset, size_t size) {
+        const ssize_t count = pread(source.descriptor, block.data(), std::min(size, block.size()), offset);
+        if (count < 0) {
+            throw std::system_error(errno, std::generic_category(), "read");
         }
-        source.partial.erase(0, start);
+        return std::string_view(block.data(), static_cast<size_t>(count));
+    };
+    if (read(source.offset - static_cast<off_t>(source.tail.size()), source.tail.size()) != source.tail) {
+        source.offset = 0;
+        source.tail.clear();
     }
+    std::string rest;
+    off_t position = source.offset;
+    for (std::string_view text; !(text = read(position, block.size())).empty();) {
+        position += static_cast<off_t>(text.size());
+        rest += text;
+        size_t start = 0;
+        for (size_t end = 0; (end = rest.find('\n', start)) != std::string::npos; start = end + 1) {
+            sink(rest.substr(start, end - start));
+        }
+        source.offset += static_cast<off_t>(start);
+        source.tail = (source.tail + rest.substr(0, start));
+        source.tail.erase(0, source.tail.size() - std::min(source.tail.size(), TAIL_SIZE));
+        rest.erase(0, start);
+    }
+    return rest;
 }

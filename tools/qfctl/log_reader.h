@@ -4,12 +4,14 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Reads the two files of the log as one stream of lines, through rotations, deletion and truncation.
 ///
 /// Files are held open from when they are first seen, so one that is rotated away or deleted is still read to its end.
-/// Only what is created and gone again between two calls of `ReadNew` is missed.
+/// Only what is created and gone again between two calls is missed. Throws std::system_error when a file is there but
+/// can't be read.
 class LogReader {
 public:
     using LineSink = std::function<void(const std::string& line)>;
@@ -20,12 +22,12 @@ public:
     LogReader(const LogReader&) = delete;
     LogReader& operator=(const LogReader&) = delete;
 
-    /// Hands on every whole line that was written since the last call, without its line feed. Throws std::system_error
-    /// when a file is there but can't be opened.
+    /// Hands on every whole line that was written since the last call, without its line feed; of a file that is gone also
+    /// what stands behind its last line feed.
     void ReadNew(const LineSink& sink);
 
-    /// Hands on what stands behind the last line feeds.
-    void ReadRest(const LineSink& sink);
+    /// Hands on all there is, also what stands behind the files' last line feeds.
+    void ReadAll(const LineSink& sink);
 
     bool HasFiles() const { return !sources_.empty(); }
 
@@ -34,14 +36,14 @@ private:
         int descriptor;
         dev_t device;
         ino_t inode;
-        off_t offset;
-        std::string partial;  // the beginning of a line whose end isn't written yet
+        off_t offset;      // behind the last line feed that was read
+        std::string tail;  // what stood in front of it: another text there tells that the file was emptied
     };
 
     void FindFiles();
     bool OpenSnapshot(std::vector<Source>& snapshot) const;
     static bool IsSame(const Source& source, const std::string& path);
-    static void Drain(Source& source, const LineSink& sink);
+    static std::string Drain(Source& source, const LineSink& sink);
 
     std::vector<std::string> paths_;
     std::vector<Source> sources_;

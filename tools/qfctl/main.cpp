@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "commands.h"
 #include "escape.h"
@@ -20,6 +21,17 @@ constexpr char EXIT_CODES[] =
     "  1  a check failed, or what was asked for is absent\n"
     "  2  the call was wrong\n"
     "  3  it could not be checked or read\n";
+
+/// The arguments from the last to the first, as the parser takes them. It would take a file "[a,b]" to hash for two.
+std::vector<std::string> Reversed(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) {
+        const std::string argument = argv[i];
+        const bool bracketed = std::string(argv[1]) == "hash" && argument.substr(0, 1) == "[";
+        arguments.push_back((bracketed ? "./" : "") + argument);
+    }
+    return arguments;
+}
 
 ExitCode Run(int argc, char** argv) {
     CLI::App app("Verifies and inspects quick-fix patches.", "qfctl");
@@ -38,7 +50,7 @@ ExitCode Run(int argc, char** argv) {
         return Fail(ExitCode::USAGE, "there is no command " + Quote(name) + "; qfctl --help lists them");
     }
     try {
-        app.parse(argc, argv);
+        app.parse(Reversed(argc, argv));
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? ExitCode::DONE : ExitCode::USAGE;
     }

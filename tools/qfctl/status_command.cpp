@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -34,14 +35,16 @@ struct StatusOptions {
     std::optional<std::string> mode;
     std::optional<std::string> version;
     std::optional<std::string> status;
-    std::vector<int32_t> errorCodes;
+    std::vector<std::string> errorCodes;
     bool json = false;
 };
 
 /// What qfctl has to know of the file before it lets the library read or change it.
 struct StatusFile {
     bool exists = false;
-    std::string defect;  // why its values can't be had whole
+    bool regular = false;
+    std::string stranger;  // what tells that it was not written as a status file
+    std::string defect;    // why its values can't be had whole
     std::string key = DEFAULT_KEY;
     unsigned int mode = DEFAULT_MODE;
 };
@@ -55,12 +58,13 @@ StatusFile Examine(const std::string& path) {
     }
     found.exists = true;
     found.mode = status.st_mode & 07777U;
+    found.regular = S_ISREG(status.st_mode);
     std::ifstream file;
-    if (S_ISREG(status.st_mode)) {
+    if (found.regular) {
         file.open(path);
     }
     if (!file.is_open()) {
-        found.defect = S_ISREG(status.st_mode) ? strerror(errno) : "not a regular file";
+        found.defect = found.regular ? strerror(errno) : "not a regular file";
         return found;
     }
     std::string line;
@@ -71,12 +75,19 @@ StatusFile Examine(const std::string& path) {
             found.defect = name + " has more than 255 bytes and would be cut";
         } else if (equals == std::string::npos) {
             found.defect = name + " has no '='";
-        } else if (number == 2) {
-            found.key = line.substr(0, equals);
         }
         if (!found.defect.empty()) {
             return found;
         }
+        const std::string key = line.substr(0, equals);
+        if (number == 2) {
+            found.key = key;
+        } else if (key != (number == 1 ? "PatchVersion" : "ErrorCode")) {
+            found.stranger = name + " begins with " + Quote(key);
+        }
+    }
+    if (found.stranger.empty() && std::getline(file, line)) {
+        found.stranger = "it has more than three lines";
     }
     return found;
 }
@@ -169,20 +180,21 @@ ExitCode Set(const StatusOptions& options) {
         return Fail(ExitCode::USAGE, "the file's path must not hold \"..\"");
     }
     const StatusFile found = Examine(options.file);
-    const auto mode = options.mode ? ParseMode(*options.mode) : found.mode;
-    if (!mode) {
-        return Fail(ExitCode::USAGE, "the mode is no octal number up to 7777: " + Quote(*options.mode));
+    const std::string& reason = found.defect.empty() ? found.stranger : found.defect;
+    if (!reason.empty()) {
+        return Fail(ExitCode::NOT_CHECKED, "the file " + Quote(options.file) + " is left alone: " + reason);
     }
-    if (!found.defect.empty()) {
-        return Fail(ExitCode::NOT_CHECKED,
-                    "the status file " + Quote(options.file) + " is left alone: " + found.defect);
-    }
-    QuickFixStatusRecord& record = OpenRecord(options, found, *mode);
+    QuickFixStatusRecord& record = OpenRecord(options, found, options.mode ? *ParseMode(*options.mode) : found.mode);
     QuickFixStatus status = record.GetStatus();
     status.version = options.version.value_or(status.version);
     status.status = options.status.value_or(status.status);
     ErrorCodeWrapper codes;
-    for (const int32_t code : options.errorCodes) {
+    for (const std::string& text : options.errorCodes) {
+        int32_t code = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code, 10);
+        if (error != std::errc() || end != text.data() + text.size()) {
+            return Fail(ExitCode::USAGE, "the error code is no number of 32 bits: " + Quote(text));
+        }
         codes.AddErrorCode(static_cast<ErrorCode>(code));
     }
     status.errorCode = options.errorCodes.empty() ? status.errorCode : codes.GetErrorCode();
@@ -201,8 +213,8 @@ ExitCode Set(const StatusOptions& options) {
 ExitCode Clear(const StatusOptions& options) {
     const StatusFile found = Examine(options.file);
     struct stat status = {};
-    if (found.exists && lstat(options.file.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-        return Fail(ExitCode::NOT_CHECKED, "the status file " + Quote(options.file) + " is a folder");
+    if (found.exists && !found.regular) {
+        return Fail(ExitCode::NOT_CHECKED, "the file " + Quote(options.file) + " is left alone: not a regular file");
     }
     OpenRecord(options, found, found.mode).ClearStatusRecord();
     return lstat(options.file.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR)
@@ -215,7 +227,8 @@ CLI::App* AddAction(CLI::App* command, ExitCode& result, const std::shared_ptr<S
     CLI::App* action = command->add_subcommand(name, help);
     action->add_option("--file", options->file, "The status file")->required()->type_name("FILE");
     action->add_option("--key", options->key, "The key of its status line, by default the file's own or \"Status\"");
-    action->add_option("--mode", options->mode, "Its permission in octal, by default the file's own or 0600");
+    action->add_option("--mode", options->mode, "Its permission in octal, by default the file's own or 0600")
+        ->check([](const std::string& mode) { return ParseMode(mode) ? "" : "no octal number up to 7777: " + mode; });
     action->callback([options, run, &result] { result = run(*options); });
     return action;
 }
@@ -232,6 +245,7 @@ void AddStatusCommand(CLI::App& app, ExitCode& result) {
     set->add_option("--version", options->version, "The patch's version");
     set->add_option("--status", options->status, "Its state, such as init, loaded, success or failed");
     set->add_option("--error-code", options->errorCodes, "An error code; all that are given replace the list")
-        ->allow_extra_args(false);
+        ->allow_extra_args(false)
+        ->type_name("NUMBER");
     AddAction(command, result, options, "clear", "Delete the status file", Clear);
 }

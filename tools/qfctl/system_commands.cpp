@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "escape.h"
 #include "json_text.h"
+#include "platform/parameter.h"
 #include "string_utils.h"
 #include "sys_utils.h"
 
@@ -54,6 +55,10 @@ ExitCode ShowStage(const Answer& answer) {
 
 ExitCode ShowBaseVersion(const Answer& answer) {
     const std::string version = SysUtils::GetBaseVersion();
+    char ignored[1] = {};
+    if (version.empty() && GetParameter("ro.comp.kt.product_base_version.real", "", ignored, sizeof(ignored)) < 0) {
+        return Fail(ExitCode::NOT_CHECKED, "the parameter store can't be read");
+    }
     if (version.empty()) {
         return Fail(ExitCode::FAILED, "no base version is set");
     }

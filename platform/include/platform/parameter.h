@@ -15,6 +15,6 @@
 /// The Linux port reads lines of `key=value` from /etc/quickfix/parameters.conf, or from the file that the environment
 /// variable QUICKFIX_PARAMETERS names (not in a set-user-id process). Blanks around key and value don't count, lines
 /// that begin with `#` are comments, other lines without a key or `=` are passed over, the last line of a key wins. A
-/// missing file is an empty store.
+/// missing file is an empty store, one that can't be read gives -1.
 extern "C" [[gnu::visibility("default")]] int GetParameter(const char* key, const char* defaultValue, char* value,
                                                            unsigned int length);
