@@ -41,6 +41,32 @@ public:
     /// Starts an app run: forgets what an earlier run left. Records "Check Qen Patch Begin" at info level.
     void CheckAppPatchInit();
 
+    /// Checks one app and adds its entry and its count to the run: that it is installed, that its dump carries the patch
+    /// flag "teklo.app.quickfix", and that its version code is at least `versionCode`; all three, even after a
+    /// failure. Call it between `CheckAppPatchInit` and `CheckAppPatchEnd`; nothing guards against another order.
+    ///
+    ///     all three hold   "com.example.app": "true",
+    ///     not installed    "com.example.app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage
+    ///                      Version=1000001",
+    ///     no flag          "com.example.app": "false,teklo.app.quickfix not exist",
+    ///     too old          "com.example.app": "false,RunTimes Version=1000000,PatchPakage Version=1000001",
+    ///
+    /// The commands ask the platform's tool `bm` and look at the first 512 bytes of its answer. `bundleName` stands in
+    /// them as it is, and `grep` takes it for a pattern: "." matches any character.
+    void CheckAppPatch(const std::string& bundleName, const unsigned int& versionCode);
+
+    /// True when `bm dump -a` lists the bundle once; a bundle that is listed twice counts as absent. False also when no
+    /// shell is to be had, "Failed to run the command" at error level.
+    bool AppIsExist(const std::string& bundleName);
+
+    /// True when the bundle's dump contains the flag. False when it prints nothing, when it prints something else
+    /// ("cmdString : %{public}s" at error level), and without a shell as above.
+    bool PatchFlagIsExist(const std::string& bundleName);
+
+    /// Puts the last version code of the bundle's dump into `runtimeVersion` and tells whether it is at least
+    /// `versionCode`. False, with `runtimeVersion` untouched, when there is none, and without a shell as above.
+    bool CheckAppVersion(const std::string& bundleName, const unsigned int& versionCode, unsigned int& runtimeVersion);
+
     /// Ends the app run and returns the "Qen" fragment; without a checked app that is `"Qen": "null"`.
     std::string CheckAppPatchEnd();
 
@@ -94,7 +120,7 @@ public:
 private:
     void StartRun(const char* header);
     std::string EndRun(const std::string& testName, const char* emptyFragment);
-    void MarkFailed(const std::string& viewPath);
+    void MarkFailed(const std::string& item);
     void AddDifference(const std::string& label, const std::string& source, const std::string& patch, char terminator);
     void FinishItem(const std::string& item, bool passed);
     std::string GetFileProp(const std::string& path, ShellCommand& listing);

@@ -1,5 +1,6 @@
 #include "shell_command.h"
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,13 @@ std::string ShellCommand::ReadLine(size_t limit) {
     const bool read = fgets(line.data(), static_cast<int>(line.size()), output_.get()) != nullptr;
     output_.reset();
     return read ? line.data() : std::string();
+}
+
+std::string ShellCommand::ReadBlock() {
+    std::array<char, 512> block = {};
+    const size_t count = fread(block.data(), 1, block.size(), output_.get());
+    output_.reset();
+    return std::string(block.data(), count);
 }
 
 }  // namespace TEKLO::QuickFixEngine

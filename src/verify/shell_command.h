@@ -18,6 +18,9 @@ public:
     /// lets the command end.
     std::string ReadLine(size_t limit);
 
+    /// The output up to its 512th byte, in one read; then lets the command end.
+    std::string ReadBlock();
+
 private:
     struct PipeCloser {
         void operator()(FILE* pipe) const { pclose(pipe); }

@@ -1,5 +1,6 @@
 #include "test_manager.h"
 
+#include <cstdlib>
 #include <utility>
 
 #include "directory_listing.h"
@@ -13,6 +14,7 @@ namespace {
 constexpr std::string_view PATCH_OVERLAY_PATH = "/patch_qv/overlay";
 constexpr size_t PROP_LENGTH = 10;
 constexpr size_t SELINUX_LINE_LENGTH = 1023;
+constexpr char QUICK_FIX_BUNDLE_NAME[] = "teklo.app.quickfix";
 constexpr char PASSED[] = "true";
 constexpr char FAILED[] = "false";
 // The blanks differ between the headers of the runs, and readers of the reports know them so.
@@ -25,6 +27,16 @@ constexpr char QEN_HEADER[] =
     "VersionCode, "
     "PatchFlag.\",\"detail\": {";
 constexpr char QEN_NULL[] = "\"Qen\": \"null\"";
+
+std::string PassedEntry(const std::string& item) {
+    return "\"" + item + "\": \"" + PASSED + "\",";
+}
+
+void DropLastComma(std::string& text) {
+    if (!text.empty() && text.back() == ',') {
+        text.pop_back();
+    }
+}
 
 ShellCommand ListMode(const std::string& path) {
     return ShellCommand("ls -l " + path);
@@ -46,6 +58,78 @@ std::string TestManager::CheckNativePatch() {
 void TestManager::CheckAppPatchInit() {
     QF_FILE_LOGI("Check Qen Patch Begin");
     StartRun(QEN_HEADER);
+}
+
+void TestManager::CheckAppPatch(const std::string& bundleName, const unsigned int& versionCode) {
+    result_ = PASSED;
+    detailStr_.clear();
+    if (!AppIsExist(bundleName)) {
+        MarkFailed(bundleName);
+        detailStr_ += "miss,";
+    }
+    if (!PatchFlagIsExist(bundleName)) {
+        MarkFailed(bundleName);
+        detailStr_ += std::string(QUICK_FIX_BUNDLE_NAME) + " not exist,";
+    }
+    unsigned int runtimeVersion = 0;
+    if (!CheckAppVersion(bundleName, versionCode, runtimeVersion)) {
+        MarkFailed(bundleName);
+        detailStr_ += "RunTimes Version=" + std::to_string(runtimeVersion) +
+                      ",PatchPakage Version=" + std::to_string(versionCode);
+    }
+
+    const bool passed = result_ == PASSED && detailStr_.empty();
+    if (passed) {
+        detailStr_ = PassedEntry(bundleName);
+    } else {
+        DropLastComma(detailStr_);
+        detailStr_ += "\",";
+    }
+    FinishItem(bundleName, passed);
+}
+
+bool TestManager::AppIsExist(const std::string& bundleName) {
+    ShellCommand command("bm dump -a | grep -w -o '" + bundleName + "'");
+    if (!command.EnsureStarted()) {
+        QF_FILE_LOGE("Failed to run the command");
+        return false;
+    }
+    const std::string output = command.ReadBlock();
+    // All but the last byte, which is grep's line feed; a name that is listed twice is longer than the bundle's.
+    return !output.empty() && bundleName.compare(0, output.size() - 1, output, 0, output.size() - 1) == 0;
+}
+
+bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
+    ShellCommand command("bm dump -n " + bundleName + " | grep -w -o 'teklo.app.quickfix'");
+    if (!command.EnsureStarted()) {
+        QF_FILE_LOGE("Failed to run the command");
+        return false;
+    }
+    const std::string output = command.ReadBlock();
+    if (output.empty()) {
+        return false;
+    }
+    const std::string text = output.c_str();
+    if (text.find(QUICK_FIX_BUNDLE_NAME) == std::string::npos) {
+        QF_FILE_LOGE("cmdString : %{public}s", text.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool TestManager::CheckAppVersion(const std::string& bundleName, const unsigned int& versionCode,
+                                  unsigned int& runtimeVersion) {
+    ShellCommand command("bm dump -n " + bundleName + " | grep 'versionCode' | tail -n1 | egrep -o '[0-9]+'");
+    if (!command.EnsureStarted()) {
+        QF_FILE_LOGE("Failed to run the command");
+        return false;
+    }
+    const std::string output = command.ReadBlock();
+    if (output.empty()) {
+        return false;
+    }
+    runtimeVersion = static_cast<unsigned int>(strtol(output.c_str(), nullptr, 10));
+    return runtimeVersion >= versionCode;
 }
 
 std::string TestManager::CheckAppPatchEnd() {
@@ -81,7 +165,7 @@ void TestManager::VerifyPatch(const std::string& patchPath) {
 
     const bool passed = result_ == PASSED && detailStr_.empty();
     if (passed) {
-        detailStr_ = "\"" + viewPath + "\": \"" + result_ + "\",";
+        detailStr_ = PassedEntry(viewPath);
     } else {
         SymbolConversion(sourceStr_, patchStr_);
         detailStr_ += sourceStr_ + patchStr_ + "\",";
@@ -169,9 +253,7 @@ void TestManager::JsonTail(const std::string& testName) {
     sstream_ << "},\"test_" << testName << "_result\": \"" << testResult_ << "\",\"total\": \""
              << std::to_string(successCount_ + failedCount_) << "\",\"success\": \"" << std::to_string(successCount_)
              << "\",\"failed\": \"" << std::to_string(failedCount_) << "\"}";
-    if (!jsonStr_.empty() && jsonStr_.back() == ',') {
-        jsonStr_.pop_back();
-    }
+    DropLastComma(jsonStr_);
     jsonStr_ += sstream_.str();
 }
 
@@ -208,11 +290,11 @@ std::string TestManager::EndRun(const std::string& testName, const char* emptyFr
     return jsonStr_;
 }
 
-void TestManager::MarkFailed(const std::string& viewPath) {
+void TestManager::MarkFailed(const std::string& item) {
     result_ = FAILED;
     testResult_ = FAILED;
     if (detailStr_.empty()) {
-        detailStr_ = "\"" + viewPath + "\": \"" + result_ + ",";
+        detailStr_ = "\"" + item + "\": \"" + result_ + ",";
     }
 }
 

@@ -2,15 +2,21 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <memory>
+#include <sstream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "app_list.h"
 #include "atomic_file.h"
 #include "commands.h"
 #include "escape.h"
+#include "html_report.h"
 #include "overlay_scan.h"
 #include "quick_fix_plume_wrapper.h"
 #include "test_manager.h"
@@ -28,7 +34,14 @@ constexpr char OVERLAY[] = "/patch_qv/overlay";
 struct VerifyOptions {
     bool json = false;
     bool verbose = false;
+    bool nativeOnly = false;
+    bool appsOnly = false;
+    std::string appsFile;
     std::string reportFile;
+    std::string htmlFile;
+
+    bool RunsNative() const { return !appsOnly; }
+    bool RunsApps() const { return !appsFile.empty() && !nativeOnly; }
 };
 
 bool TakesColour(int descriptor) {
@@ -120,58 +133,141 @@ bool CanBeVerified(const OverlayScan& scan) {
     return true;
 }
 
-std::string RunNativeChecks(size_t files, bool verbose) {
-    TestManager manager;
-    if (verbose) {
-        setenv("QUICKFIX_LOG", "stderr", 1);
-        QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::DEBUG;
-        return manager.CheckNativePatch();
+/// True when a command of this name is in the path.
+bool IsInPath(const std::string& command) {
+    const char* path = getenv("PATH");
+    std::istringstream folders(path != nullptr ? path : "/bin:/usr/bin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (access((folder.empty() ? command : folder + "/" + command).c_str(), X_OK) == 0) {
+            return true;
+        }
     }
-    ProgressLine progress(files);
-    const QuietStderr quiet;
-    manager.SetProgressListener([&progress](const std::string& item, bool /*passed*/) { progress.Count(item); });
-    return manager.CheckNativePatch();
+    return false;
 }
 
-ExitCode Verify(const VerifyOptions& options) {
-    const std::string obstacle = options.reportFile.empty() ? "" : WhyNotWritable(options.reportFile);
-    if (!obstacle.empty()) {
-        return Fail(ExitCode::NOT_CHECKED,
-                    "nothing was verified: the report " + Quote(options.reportFile) + " can't be written: " + obstacle);
+bool CanBeAsked(const std::vector<App>& apps) {
+    for (const char* command : {"bm", "grep", "egrep", "tail"}) {
+        if (!IsInPath(command)) {
+            std::cerr << "qfctl: nothing was verified: the command " << command << " is not in PATH\n";
+            return false;
+        }
     }
-    const OverlayScan scan = ScanOverlay(OVERLAY);
-    if (!CanBeVerified(scan)) {
+    if (apps.empty()) {
+        std::cerr << "qfctl: nothing was verified: the list of apps is empty\n";
+        return false;
+    }
+    return true;
+}
+
+/// The fragments of the chosen runs, joined.
+std::string RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
+    std::string fragments = options.RunsNative() ? manager.CheckNativePatch() : "";
+    if (!options.RunsApps()) {
+        return fragments;
+    }
+    manager.CheckAppPatchInit();
+    for (const App& app : apps) {
+        manager.CheckAppPatch(app.bundleName, app.versionCode);
+    }
+    return fragments + (fragments.empty() ? "" : ",") + manager.CheckAppPatchEnd();
+}
+
+std::string RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
+    ProgressLine progress(total);
+    const QuietStderr quiet;
+    TestManager manager;
+    manager.SetProgressListener([&progress](const std::string& item, bool /*passed*/) { progress.Count(item); });
+    return RunChecks(manager, options, apps);
+}
+
+std::string RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
+    setenv("QUICKFIX_LOG", "stderr", 1);
+    QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::DEBUG;
+    TestManager manager;
+    return RunChecks(manager, options, apps);
+}
+
+/// Writes a file that was asked for; true when there is none to write.
+bool WriteOrSayWhyNot(const std::string& path, const std::string& content) {
+    const std::string failure = path.empty() ? "" : WriteWhole(path, content);
+    if (!failure.empty()) {
+        std::cerr << "qfctl: the report " << Quote(path) << " can't be written: " << failure << "\n";
+    }
+    return failure.empty();
+}
+
+ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
+    const OverlayScan scan = options.RunsNative() ? ScanOverlay(OVERLAY) : OverlayScan();
+    if ((options.RunsNative() && !CanBeVerified(scan)) || (options.RunsApps() && !CanBeAsked(apps))) {
         return ExitCode::NOT_CHECKED;
     }
-    const std::string report = "{" + EscapeJsonControls(RunNativeChecks(scan.files, options.verbose)) + "}\n";
-    const std::vector<VerifiedItem> items = ReadReport(report);
-    if (items.size() != scan.files) {
+    const std::string fragments =
+        options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, scan.files + apps.size());
+    const std::string text = "{" + EscapeJsonControls(fragments) + "}\n";
+    const VerifyReport report = ReadReport(text);
+    if (report.files.size() != scan.files) {
         return Fail(ExitCode::NOT_CHECKED,
                     "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     if (options.json) {
-        std::cout << report;
+        std::cout << text;
     } else {
-        PrintTable(std::cout, items, TakesColour(STDOUT_FILENO));
+        PrintTable(std::cout, report, TakesColour(STDOUT_FILENO));
     }
-    const std::string failure = options.reportFile.empty() ? "" : WriteWhole(options.reportFile, report);
-    if (!failure.empty()) {
-        return Fail(ExitCode::NOT_CHECKED, "the report " + Quote(options.reportFile) + " can't be written: " + failure);
+    const bool textWritten = WriteOrSayWhyNot(options.reportFile, text);
+    const bool pageWritten = WriteOrSayWhyNot(options.htmlFile, options.htmlFile.empty() ? "" : RenderHtml(report));
+    if (!textWritten || !pageWritten) {
+        return ExitCode::NOT_CHECKED;
     }
-    const bool passed = std::all_of(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; });
-    return passed ? ExitCode::DONE : ExitCode::FAILED;
+    return report.Passed() ? ExitCode::DONE : ExitCode::FAILED;
+}
+
+ExitCode Verify(const VerifyOptions& options) {
+    if (options.appsOnly && options.appsFile.empty()) {
+        return Fail(ExitCode::USAGE, "--app needs --apps FILE");
+    }
+    for (const std::string& file : {options.reportFile, options.htmlFile}) {
+        const std::string obstacle = file.empty() ? "" : WhyNotWritable(file);
+        if (!obstacle.empty()) {
+            return Fail(ExitCode::NOT_CHECKED,
+                        "nothing was verified: the report " + Quote(file) + " can't be written: " + obstacle);
+        }
+    }
+    std::vector<App> apps;
+    if (options.RunsApps()) {
+        if (access(options.appsFile.c_str(), R_OK) != 0) {
+            return Fail(ExitCode::NOT_CHECKED, Quote(options.appsFile) + " can't be read: " + strerror(errno));
+        }
+        try {
+            apps = ReadApps(options.appsFile);
+        } catch (const std::invalid_argument& error) {
+            return Fail(ExitCode::USAGE,
+                        "the list of apps " + Quote(options.appsFile) + " is refused: " + error.what());
+        }
+    }
+    return Run(options, apps);
+}
+
+CLI::Option* AddFileOption(CLI::App* command, const char* name, std::string& file, const char* help) {
+    return command->add_option(name, file, help)->type_name("FILE")->check([](const std::string& given) {
+        return given.empty() ? "the file's name is empty" : "";
+    });
 }
 
 }  // namespace
 
 void AddVerifyCommand(CLI::App& app, ExitCode& result) {
     CLI::App* command = app.add_subcommand(
-        "verify", "Verify that every file below /patch_qv/overlay is in place: content, mode and label");
+        "verify", "Verify that every file below /patch_qv/overlay is in place, and that apps are patched");
     const auto options = std::make_shared<VerifyOptions>();
+    AddFileOption(
+        command, "--apps", options->appsFile,
+        "Verify these apps too: {\"apps\": [{\"bundleName\": \"com.example.app\", \"versionCode\": 1000001}]}");
+    auto* native = command->add_flag("--native", options->nativeOnly, "Verify the files only");
+    command->add_flag("--app", options->appsOnly, "Verify the apps only")->excludes(native);
     command->add_flag("--json", options->json, "Print the report object instead of the table");
-    command->add_option("--report", options->reportFile, "Write the report object to a file, whole or not at all")
-        ->type_name("FILE")
-        ->check([](const std::string& file) { return file.empty() ? "the file's name is empty" : ""; });
+    AddFileOption(command, "--report", options->reportFile, "Write the report object to a file, whole or not at all");
+    AddFileOption(command, "--html", options->htmlFile, "Write the report as a self-contained page, likewise");
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");
     command->callback([options, &result] { result = Verify(*options); });
 }

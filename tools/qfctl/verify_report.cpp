@@ -49,23 +49,58 @@ std::vector<Difference> ReadDifferences(std::string_view reasons) {
     return differences;
 }
 
-}  // namespace
-
-std::vector<VerifiedItem> ReadReport(const std::string& report) {
-    const Json root(cJSON_Parse(report.c_str()));
-    const cJSON* detail = cJSON_GetObjectItem(cJSON_GetObjectItem(root.get(), "Native"), "detail");
-    if (!cJSON_IsObject(detail)) {
-        throw std::runtime_error("the report has no details");
+/// "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage Version=1000001" taken apart.
+std::vector<Difference> ReadAppDifferences(const std::string& reasons) {
+    std::vector<Difference> differences;
+    if (reasons.find(",miss,") != std::string::npos) {
+        differences.push_back({"Installed", "", "yes"});
     }
+    if (reasons.find(",teklo.app.quickfix not exist") != std::string::npos) {
+        differences.push_back({"PatchFlag", "", "teklo.app.quickfix"});
+    }
+    const std::string liveLabel = "RunTimes Version=";
+    const std::string patchLabel = ",PatchPakage Version=";
+    const size_t live = reasons.find(liveLabel);
+    const size_t patch = reasons.find(patchLabel);
+    if (live != std::string::npos && patch != std::string::npos) {
+        const size_t start = live + liveLabel.size();
+        differences.push_back(
+            {"Version", reasons.substr(start, patch - start), reasons.substr(patch + patchLabel.size())});
+    }
+    return differences;
+}
+
+template <typename Reader>
+std::vector<VerifiedItem> ReadItems(const cJSON* run, Reader readDifferences) {
     std::vector<VerifiedItem> items;
     const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, detail) {
+    cJSON_ArrayForEach(entry, cJSON_GetObjectItem(run, "detail")) {
         const std::string outcome = cJSON_IsString(entry) ? entry->valuestring : "";
         VerifiedItem item = {entry->string, outcome == "true", {}};
         if (!item.passed) {
-            item.differences = ReadDifferences(outcome);
+            item.differences = readDifferences(outcome);
         }
         items.push_back(std::move(item));
     }
     return items;
+}
+
+}  // namespace
+
+bool VerifyReport::Passed() const {
+    return CountPassed(files) == files.size() && CountPassed(apps) == apps.size();
+}
+
+size_t CountPassed(const std::vector<VerifiedItem>& items) {
+    return static_cast<size_t>(
+        std::count_if(items.begin(), items.end(), [](const VerifiedItem& item) { return item.passed; }));
+}
+
+VerifyReport ReadReport(const std::string& report) {
+    const Json root(cJSON_Parse(report.c_str()));
+    if (!cJSON_IsObject(root.get())) {
+        throw std::runtime_error("the report is no JSON object");
+    }
+    return {ReadItems(cJSON_GetObjectItem(root.get(), "Native"), ReadDifferences),
+            ReadItems(cJSON_GetObjectItem(root.get(), "Qen"), ReadAppDifferences)};
 }

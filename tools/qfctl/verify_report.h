@@ -3,19 +3,28 @@
 #include <string>
 #include <vector>
 
-/// One value that isn't the same in the live file and in the patch.
+/// One value that isn't in the live system what it is in the patch.
 struct Difference {
-    std::string check;  // "SHA256", "RWX" or "SeLinux"
-    std::string live;
+    std::string check;  // "SHA256", "RWX", "SeLinux"; "Installed", "PatchFlag", "Version"
+    std::string live;   // empty when there is none
     std::string patch;
 };
 
 struct VerifiedItem {
-    std::string name;
+    std::string name;  // live path or bundle name
     bool passed = false;
     std::vector<Difference> differences;
 };
 
-/// The items of a report object, `{"Native": {...}}`, in its order. Throws std::runtime_error when it is
-/// none.
-std::vector<VerifiedItem> ReadReport(const std::string& report);
+struct VerifyReport {
+    std::vector<VerifiedItem> files;
+    std::vector<VerifiedItem> apps;
+
+    bool Passed() const;
+};
+
+size_t CountPassed(const std::vector<VerifiedItem>& items);
+
+/// A report object, `{"Native": {...},"Qen": {...}}` with either run left out, taken apart in its order. Throws
+/// std::runtime_error when it is none.
+VerifyReport ReadReport(const std::string& report);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <ostream>
-#include <vector>
+#include <string>
 
 #include "verify_report.h"
 
-/// A table of verdict, live path and, for each failing check, the live value beside the patch value; then a
-/// line that sums it up.
-void PrintTable(std::ostream& out, const std::vector<VerifiedItem>& items, bool colour);
+/// A table a run: verdict, live path or bundle, and for each failing check the live value beside the patch value; then a
+/// line that sums it up. A run without items is left out.
+void PrintTable(std::ostream& out, const VerifyReport& report, bool colour);
+
+/// A value as people see it: "(none)" when there is none, digests shortened, control characters escaped.
+std::string ShownValue(const std::string& check, const std::string& value);

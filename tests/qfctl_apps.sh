@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# qfctl verify --apps and --html, as their users meet them.
+source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
+
+export BM_BUNDLES=/tmp/bundles PATH="$PROJECT/scripts/stand-in:$PATH"
+mkdir -p $BM_BUNDLES
+dump() { printf '{\n  "versionCode": %s,\n  "patch": "%s"\n}\n' "$2" "$3" >"$BM_BUNDLES/$1"; }
+dump com.example.good 1000001 teklo.app.quickfix
+dump com.example.noflag 1000001 none
+dump com.example.old 1000000 teklo.app.quickfix
+list() { printf '{"apps": [%s]}' "$1" >apps.json; }
+entry() { printf '{"bundleName": "%s", "versionCode": %s}' "$1" "$2"; }
+
+# What is refused before any command runs, and how the entry is named.
+run 2 qfctl verify --app; has "$err" "--app needs --apps"
+run 2 qfctl verify --app --native --apps apps.json
+run 3 qfctl verify --app --apps missing.json; has "$err" "No such file"
+good=$(entry com.example.good 1)
+refused() {  # CONTENT MESSAGE
+  printf %s "$1" >apps.json
+  run 2 qfctl verify --app --apps apps.json
+  has "$err" "$2"
+  is "$out" ""
+}
+refused "" "it is no JSON"
+refused '{"apps": []} more' "it is no JSON"
+refused '{"apps": {}}' 'it has no list "apps"'
+refused "{\"apps\": [$good, 7]}" "entry 2: bundleName is missing"
+refused '{"apps": [{"bundleName": 7, "versionCode": 1}]}' "entry 1: bundleName is missing or no text"
+refused '{"apps": [{"bundleName": "a"}]}' "entry 1: versionCode is missing"
+refused '{"apps": [{"bundleName": "a", "versionCode": "1"}]}' "entry 1: versionCode is missing or no number"
+for code in -1 1.5 2147483648 1e10; do
+  refused "{\"apps\": [$(entry a $code)]}" "no whole number from 0 to 2147483647"
+done
+for name in '' 'a b' "a'b" 'a;b' '$(touch pwned)' -rf é 'a\\b' 'a\nb'; do
+  refused "{\"apps\": [$(entry "$name" 1)]}" "entry 1: bundleName "
+done
+refused "{\"apps\": [$good, $good]}" 'entry 2: the bundle "com.example.good" is named twice'
+[[ ! -e pwned ]] || fail "a name was run"
+list ""
+run 3 qfctl verify --app --apps apps.json; has "$err" "the list of apps is empty"
+
+# The runs, alone and together.
+list "$good, $(entry com.example.good2 1)"
+dump com.example.good2 2147483647 teklo.app.quickfix
+run 0 qfctl verify --app --apps apps.json
+is "$out" "VERDICT  BUNDLE             CHECK  LIVE  PATCH
+pass     com.example.good
+pass     com.example.good2
+
+2 apps: 2 passed, 0 failed
+"
+run 3 qfctl verify --apps apps.json; has "$err" "there is no file"
+pair /a same same
+run 0 qfctl verify --apps apps.json
+run 0 env PATH=/usr/bin:/bin "$QFCTL" verify --native --apps apps.json
+run 3 env PATH=/usr/bin:/bin "$QFCTL" verify --apps apps.json; has "$err" "the command bm is not in PATH"; is "$out" ""
+list "$good, $(entry com.example.gone 1000001), $(entry com.example.noflag 1), $(entry com.example.old 1000001)"
+pair '/b+c' live patch
+run 1 qfctl verify --apps apps.json
+has "$out" 'FAIL     com.example.gone    Installed  (none)   yes
+                             PatchFlag  (none)   teklo.app.quickfix
+                             Version    0        1000001
+'
+has "$out" "4 apps: 1 passed, 3 failed"
+run 1 qfctl verify --apps apps.json --json --html page.html --report report.json
+is "$out" "$(cat report.json)
+"
+has "$out" '"},"Qen": {"description": "Compare'
+has "$out" '"com.example.old": "false,RunTimes Version=1000000,PatchPakage Version=1000001"'
+
+# The page in a browser: counts, a failing row with its values, the filter.
+browse() {
+  HOME=/tmp chromium --headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking \
+    --disable-component-update --disable-sync --user-data-dir=/tmp/profile --virtual-time-budget=2000 \
+    --dump-dom "$1" 2>/dev/null
+}
+run 0 browse file:///tmp/page.html
+has "$out" '<title>Patch verification: 2 passed, 4 failed</title>'
+has "$out" '<li class="passed"><b>2</b>passed</li><li class="failed"><b>4</b>failed</li>'
+has "$out" '<span id="shown">6 of 6 shown</span>'
+has "$out" '<span class="name">/b+c</span><table>'
+has "$out" 'data-side="live">100000<mark>0</mark></td><td data-side="patch">100000<mark>1</mark></td>'
+first=${out%%class=\"item passed*}
+has "$first" '/b+c'  # failures come first
+run 0 browse 'file:///tmp/page.html#filter=NOFLAG'
+has "$out" '<span id="shown">1 of 6 shown</span>'
+has "$out" '<div class="item passed" hidden=""'
+[[ $(grep -cE 'https?://|<link|@import|src=' page.html) == 0 ]] || fail "the page loads something"
+
+finish
