@@ -16,7 +16,7 @@ constexpr std::string_view PRIVATE_MARKER = "{private}";
 /// One conversion of a format, made ready for printf: "%{public}-5ld" is "%-5ld", shown, length "l", letter
 /// 'd'.
 struct Conversion {
-    std::string spec = "%";
+    std::string directive = "%";
     std::string length;
     char letter = '\0';
     bool shown = false;
@@ -42,11 +42,11 @@ std::string_view TakeAll(std::string_view& text, const char* set) {
 }
 
 /// Puts a width or a precision in place of its star; a negative precision counts as none.
-void AppendNumber(std::string& spec, int number) {
-    if (spec.back() == '.' && number < 0) {
-        spec.pop_back();
+void AppendNumber(std::string& directive, int number) {
+    if (directive.back() == '.' && number < 0) {
+        directive.pop_back();
     } else {
-        spec += std::to_string(number);
+        directive += std::to_string(number);
     }
 }
 
@@ -59,9 +59,9 @@ Conversion TakeConversion(std::string_view& text, Arguments& arguments) {
     }
     for (const char character : TakeAll(text, "-+ #0123456789.*")) {
         if (character == '*') {
-            AppendNumber(conversion.spec, va_arg(arguments.list, int));
+            AppendNumber(conversion.directive, va_arg(arguments.list, int));
         } else {
-            conversion.spec += character;
+            conversion.directive += character;
         }
     }
     conversion.length = TakeAll(text, "hlLzjt");
@@ -69,7 +69,7 @@ Conversion TakeConversion(std::string_view& text, Arguments& arguments) {
         conversion.letter = text.front();
         text.remove_prefix(1);
     }
-    conversion.spec += conversion.length + conversion.letter;
+    conversion.directive += conversion.length + conversion.letter;
     return conversion;
 }
 
@@ -79,12 +79,12 @@ void Show(std::string& rendered, const Conversion& conversion, T argument) {
         rendered += "<private>";
         return;
     }
-    const int length = snprintf(nullptr, 0, conversion.spec.c_str(), argument);
+    const int length = snprintf(nullptr, 0, conversion.directive.c_str(), argument);
     if (length <= 0) {
         return;
     }
     std::vector<char> text(static_cast<size_t>(length) + 1);
-    snprintf(text.data(), text.size(), conversion.spec.c_str(), argument);
+    snprintf(text.data(), text.size(), conversion.directive.c_str(), argument);
     rendered.append(text.data(), static_cast<size_t>(length));
 }
 
