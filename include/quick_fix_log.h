@@ -220,17 +220,25 @@ void PrintRecord(int platformLevel, const LogSite& site, const char* prefixedFor
                args...);
 }
 
+// What doesn't depend on the arguments' types stands apart, so that it is compiled once and not for every set of them.
+[[gnu::noinline]] inline std::string PlainFormat(const char* format) {
+    const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
+    return logger != nullptr ? logger->FormatLog(format) : std::string();
+}
+
+[[gnu::noinline]] inline void OutputMessage(const LogSite& site, const char* message) {
+    const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
+    if (logger != nullptr) {
+        logger->OutputLog(message, site.file, site.function, site.line);
+    }
+}
+
 // Out of line, so that the buffer isn't part of the frame of a recursive caller.
 template <typename... Args>
 [[gnu::noinline]] void AppendToFileLog(const LogSite& site, const char* format, Args... args) {
     char message[FILE_MESSAGE_SIZE] = {};
-    const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
-    if (logger == nullptr) {
-        return;
-    }
-    const std::string plainFormat = logger->FormatLog(format);
-    if (sprintf_s(message, sizeof(message), plainFormat.c_str(), args...) > 0) {
-        logger->OutputLog(message, site.file, site.function, site.line);
+    if (sprintf_s(message, sizeof(message), PlainFormat(format).c_str(), args...) > 0) {
+        OutputMessage(site, message);
     }
 }
 
