@@ -82,7 +82,10 @@ has "$out" '<span id="shown">6 of 6 shown</span>'
 has "$out" '<span class="name">/b+c</span><table>'
 has "$out" 'data-side="live">100000<mark>0</mark></td><td data-side="patch">100000<mark>1</mark></td>'
 first=${out%%class=\"item passed*}
-has "$first" '/b+c'  # failures come first
+for name in /b+c com.example.gone com.example.noflag com.example.old; do
+  has "$first" "$name"  # failures come first, of files and apps
+done
+has "$out" '<p>Native files: 1 of 2 passed</p>'
 run 0 browse 'file:///tmp/page.html#filter=NOFLAG'
 has "$out" '<span id="shown">1 of 6 shown</span>'
 has "$out" '<div class="item passed" hidden=""'

@@ -20,7 +20,7 @@ h1 { font-size: 1.5rem; margin: 0; } h2 { font-size: 1.1rem; margin: 2rem 0 .5re
 .totals li { background: var(--card); border-radius: .5rem; padding: .5rem 1rem; min-width: 7rem; color: var(--soft); }
 .totals b { display: block; font-size: 1.75rem; line-height: 1.2; color: var(--ink); }
 .totals .failed b { color: var(--bad); } .totals .passed b { color: var(--good); }
-.bar { display: flex; height: .75rem; border-radius: .375rem; overflow: hidden; background: var(--card); }
+.bar { display: flex; margin-top: 1rem; height: .75rem; border-radius: .375rem; overflow: hidden; background: var(--card); }
 .bar .passed { background: var(--good); } .bar .failed { background: var(--bad); }
 .filter { position: sticky; top: 0; display: flex; gap: 1rem; align-items: center; flex-wrap: wrap; padding: 1rem 0;
   background: var(--paper); }
@@ -136,17 +136,21 @@ std::string RenderItem(const VerifiedItem& item) {
     return html + "</div>\n";
 }
 
-std::string RenderRun(const char* title, std::vector<VerifiedItem> items) {
-    if (items.empty()) {
-        return "";
+/// The items of both runs with this outcome.
+std::string RenderOutcome(const char* title, const VerifyReport& report, bool passed) {
+    std::string html;
+    for (const auto* items : {&report.files, &report.apps}) {
+        for (const VerifiedItem& item : *items) {
+            html += item.passed == passed ? RenderItem(item) : "";
+        }
     }
-    std::stable_partition(items.begin(), items.end(), [](const VerifiedItem& item) { return !item.passed; });
-    std::string html = std::string("<section><h2>") + title + ": " + std::to_string(CountPassed(items)) + " of " +
-                       std::to_string(items.size()) + " passed</h2>\n";
-    for (const VerifiedItem& item : items) {
-        html += RenderItem(item);
-    }
-    return html + "</section>\n";
+    return html.empty() ? "" : std::string("<section><h2>") + title + "</h2>\n" + html + "</section>\n";
+}
+
+std::string RunSummary(const char* title, const std::vector<VerifiedItem>& items) {
+    return items.empty() ? ""
+                         : std::string("<p>") + title + ": " + std::to_string(CountPassed(items)) + " of " +
+                               std::to_string(items.size()) + " passed</p>\n";
 }
 
 std::string Now() {
@@ -176,11 +180,12 @@ std::string RenderHtml(const VerifyReport& report) {
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>Patch verification: " +
            counts + "</title>\n<style>" + STYLE + "</style>\n</head>\n<body>\n<h1>Patch verification</h1>\n<p>" +
            Now() + "</p>\n<ul class=\"totals\">" + Total("checked", total) + Total("passed", passed) +
-           Total("failed", total - passed) + "</ul>\n<div class=\"bar\" role=\"img\" aria-label=\"" + counts + "\">" +
+           Total("failed", total - passed) + "</ul>\n" + RunSummary("Native files", report.files) +
+           RunSummary("Apps", report.apps) + "<div class=\"bar\" role=\"img\" aria-label=\"" + counts + "\">" +
            BarPart("passed", passed) + BarPart("failed", total - passed) +
            "</div>\n<form class=\"filter\" onsubmit=\"return false\"><input type=\"search\" id=\"text\" "
            "aria-label=\"Filter\" placeholder=\"Filter by name or value\"><label><input type=\"checkbox\" "
            "id=\"failures\"> failures only</label><span id=\"shown\"></span></form>\n" +
-           RenderRun("Native files", report.files) + RenderRun("Apps", report.apps) + "<script>" + SCRIPT +
+           RenderOutcome("Failed", report, false) + RenderOutcome("Passed", report, true) + "<script>" + SCRIPT +
            "</script>\n</body>\n</html>\n";
 }
