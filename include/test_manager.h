@@ -55,7 +55,9 @@ public:
     /// them as it is, and `grep` takes it for a pattern: "." matches any character.
     void CheckAppPatch(const std::string& bundleName, const unsigned int& versionCode);
 
-    /// True when `bm dump -a` lists the bundle once; a bundle that is listed twice counts as absent. False also when no
+    /// True when `bm dump -a` names the bundle once as a word of its own. `grep -w` also finds it at the beginning of a
+    /// longer name, behind which a "." or "-" follows: alone, "com.a.b" makes "com.a" present; beside the real one, or
+    /// when the bundle is listed twice, it makes it absent. False also when no
     /// shell is to be had, "Failed to run the command" at error level.
     bool AppIsExist(const std::string& bundleName);
 

@@ -8,7 +8,11 @@
 
 int main(int argc, char** argv) {
     TEKLO::QuickFixEngine::QuickFixPlumeWrapper::level_ = TEKLO::QuickFixEngine::QuickFixPlumeLevel::ERROR;
-    for (int i = argc > 1 ? std::atoi(argv[1]) : 1; argc > 2 && i <= std::atoi(argv[2]); ++i) {
+    if (argc != 3) {
+        return 2;
+    }
+    const auto last = static_cast<int>(std::strtol(argv[2], nullptr, 10));
+    for (auto i = static_cast<int>(std::strtol(argv[1], nullptr, 10)); i <= last; ++i) {
         QF_FILE_LOGI("record %{public}d of some length, so that a file is full after some hundred of them", i);
         if (i % 100 == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -25,10 +25,13 @@ refused() {  # CONTENT MESSAGE
 refused "" "it is no JSON"
 refused '{"apps": []} more' "it is no JSON"
 refused '{"apps": {}}' 'it has no list "apps"'
-refused "{\"apps\": [$good, 7]}" "entry 2: bundleName is missing"
-refused '{"apps": [{"bundleName": 7, "versionCode": 1}]}' "entry 1: bundleName is missing or no text"
+refused "{\"apps\": [$good, 7]}" "entry 2: it is no object"
+refused '{"apps": [{"bundleName": 7, "versionCode": 1}]}' "entry 1: bundleName is no text"
 refused '{"apps": [{"bundleName": "a"}]}' "entry 1: versionCode is missing"
-refused '{"apps": [{"bundleName": "a", "versionCode": "1"}]}' "entry 1: versionCode is missing or no number"
+refused '{"apps": [{"bundleName": "a", "versionCode": "1"}]}' "entry 1: versionCode is no number"
+refused '{"apps": [{"bundleName": "a", "bundleName": "b;id", "versionCode": 1}]}' "bundleName is missing, misspelt or"
+refused '{"apps": [{"BundleName": "a", "versionCode": 1}]}' "bundleName is missing, misspelt or"
+refused '{"apps": [{"bundleName": "a\u0000;id", "versionCode": 1}]}' "it is no JSON"
 for code in -1 1.5 2147483648 1e10; do
   refused "{\"apps\": [$(entry a $code)]}" "no whole number from 0 to 2147483647"
 done
@@ -37,6 +40,12 @@ for name in '' 'a b' "a'b" 'a;b' '$(touch pwned)' -rf é 'a\\b' 'a\nb'; do
 done
 refused "{\"apps\": [$good, $good]}" 'entry 2: the bundle "com.example.good" is named twice'
 [[ ! -e pwned ]] || fail "a name was run"
+mkfifo fifo
+run 3 qfctl verify --app --apps fifo; has "$err" "not a regular file"
+list "$good"
+for option in --report --html; do
+  run 2 qfctl verify --app --apps apps.json $option ./apps.json; has "$err" "must name different files"
+done
 list ""
 run 3 qfctl verify --app --apps apps.json; has "$err" "the list of apps is empty"
 
@@ -55,6 +64,12 @@ pair /a same same
 run 0 qfctl verify --apps apps.json
 run 0 env PATH=/usr/bin:/bin "$QFCTL" verify --native --apps apps.json
 run 3 env PATH=/usr/bin:/bin "$QFCTL" verify --apps apps.json; has "$err" "the command bm is not in PATH"; is "$out" ""
+dump com.example.good.more 1 teklo.app.quickfix
+list "$good"
+run 1 qfctl verify --app --apps apps.json; has "$out" "Installed  (none)  yes"  # found twice counts as absent
+rm $BM_BUNDLES/com.example.good.more
+mkdir -p /tmp/path/bm
+run 3 env PATH=/tmp/path:/usr/bin:/bin "$QFCTL" verify --app --apps apps.json; has "$err" "bm is not in PATH"
 list "$good, $(entry com.example.gone 1000001), $(entry com.example.noflag 1), $(entry com.example.old 1000001)"
 pair '/b+c' live patch
 run 1 qfctl verify --apps apps.json
@@ -86,6 +101,8 @@ for name in /b+c com.example.gone com.example.noflag com.example.old; do
   has "$first" "$name"  # failures come first, of files and apps
 done
 has "$out" '<p>Native files: 1 of 2 passed</p>'
+run 0 browse 'file:///tmp/page.html#filter=live'
+has "$out" '<span id="shown">0 of 6 shown</span>'  # names and values, no headings
 run 0 browse 'file:///tmp/page.html#filter=NOFLAG'
 has "$out" '<span id="shown">1 of 6 shown</span>'
 has "$out" '<div class="item passed" hidden=""'

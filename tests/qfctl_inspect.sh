@@ -73,7 +73,8 @@ run 0 qfctl status show --file nul --json; has "$out" '"a�b"'
 run 0 qfctl status clear --file s
 [[ ! -e s ]] || fail "not cleared"
 run 0 qfctl status clear --file s
-run 1 qfctl status set --file /nowhere/s --status x
+run 1 qfctl status set --file /nowhere/s --status x; has "$err" "No such file or directory"
+run 2 qfctl status set --file "" --status x; has "$err" "name is empty"
 if ((EUID != 0)); then
   run 0 qfctl status set --file m --status x --mode 640
   run 0 qfctl status set --file m --status y

@@ -96,6 +96,7 @@ for name in lib-1.2_3+x.so.4 a=b,c:d@e%f $'\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80'
   pair /$name same same
 done
 run 0 qfctl verify
+has "$out" $'pass     /\xc3\xa9\xe2\x82\xac'
 
 # What the checks would not tell the truth about.
 put $overlay/pipe x

@@ -21,7 +21,6 @@
 
 namespace fs = std::filesystem;
 using namespace TEKLO::QuickFixEngine;
-using testing::ElementsAre;
 using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 namespace {
@@ -244,7 +243,7 @@ TEST(Parameters, StoreAndBaseVersion) {
 
 TEST(OtherPeoplesFiles, NothingThatIsReadCrashes) {
     std::mt19937 random(20);
-    const std::string alphabet = std::string("=\n#{}[]\":,0 aK\\\"\xff\x80\r", 21) + '\0';
+    const std::string alphabet = std::string("=\n#{}[]\":,0 aK\\\"\xff\x80\r") + '\0';
     setenv("QUICKFIX_PARAMETERS", "/tmp/random", 1);
     PlumeCapture capture;
     for (int i = 0; i < 3000; ++i) {

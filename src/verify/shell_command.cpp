@@ -26,7 +26,7 @@ std::string ShellCommand::ReadBlock() {
     std::array<char, 512> block = {};
     const size_t count = fread(block.data(), 1, block.size(), output_.get());
     output_.reset();
-    return std::string(block.data(), count);
+    return {block.data(), count};
 }
 
 }  // namespace TEKLO::QuickFixEngine

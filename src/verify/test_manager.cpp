@@ -109,7 +109,7 @@ bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
     if (output.empty()) {
         return false;
     }
-    const std::string text = output.c_str();
+    const std::string text = output.substr(0, output.find('\0'));
     if (text.find(QUICK_FIX_BUNDLE_NAME) == std::string::npos) {
         QF_FILE_LOGE("cmdString : %{public}s", text.c_str());
         return false;

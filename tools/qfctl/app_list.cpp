@@ -19,15 +19,34 @@ constexpr char NAME_CHARACTERS[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQR
 /// JsonTool takes a document with anything behind it.
 bool IsNothingButJson(const std::string& path) {
     const std::string text = FileUtils::GetFileStream(path);
-    return strlen(text.c_str()) == text.size() && Json(cJSON_ParseWithOpts(text.c_str(), nullptr, 1)) != nullptr;
+    // A zero byte would end a name before its forbidden characters.
+    const bool holdsZero = strlen(text.c_str()) != text.size() || text.find("\\u0000") != std::string::npos;
+    return !holdsZero && Json(cJSON_ParseWithOpts(text.c_str(), nullptr, 1)) != nullptr;
+}
+
+/// The look-up ignores case and takes the first of several: what a reader of the file sees must be what is taken.
+void RequireOnce(const cJSON* entry, const std::string& member) {
+    int found = 0;
+    const cJSON* child = nullptr;
+    cJSON_ArrayForEach(child, entry) {
+        found += strcasecmp(child->string, member.c_str()) == 0 ? 1 : 0;
+    }
+    if (found != 1 || cJSON_GetObjectItemCaseSensitive(entry, member.c_str()) == nullptr) {
+        throw std::invalid_argument(member + " is missing, misspelt or given twice");
+    }
 }
 
 App ReadApp(cJSON* entry) {
+    if (!cJSON_IsObject(entry)) {
+        throw std::invalid_argument("it is no object");
+    }
+    RequireOnce(entry, "bundleName");
+    RequireOnce(entry, "versionCode");
     if (!JsonTool::IsString(entry, "bundleName")) {
-        throw std::invalid_argument("bundleName is missing or no text");
+        throw std::invalid_argument("bundleName is no text");
     }
     if (!JsonTool::IsInt(entry, "versionCode")) {
-        throw std::invalid_argument("versionCode is missing or no number");
+        throw std::invalid_argument("versionCode is no number");
     }
     const std::string name = JsonTool::GetString(entry, "bundleName", "");
     // A name in front of which a command would see an option is none either.

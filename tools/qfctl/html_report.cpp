@@ -52,7 +52,8 @@ function apply() {
   const wanted = text.value.toLowerCase();
   let count = 0;
   for (const item of items) {
-    item.hidden = !item.textContent.toLowerCase().includes(wanted) ||
+    const texts = [...item.querySelectorAll('.name, td')];
+    item.hidden = !texts.some(text => text.textContent.toLowerCase().includes(wanted)) ||
       (failures.checked && item.classList.contains('passed'));
     count += item.hidden ? 0 : 1;
   }

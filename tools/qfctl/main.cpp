@@ -18,7 +18,7 @@ using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 constexpr char EXIT_CODES[] =
     "Exit codes:\n"
     "  0  all passed, found, or done\n"
-    "  1  a check failed, or what was asked for is absent\n"
+    "  1  a check failed, or what was asked for is absent or failed\n"
     "  2  the call was wrong\n"
     "  3  it could not be checked or read\n";
 
@@ -52,7 +52,10 @@ ExitCode Run(int argc, char** argv) {
     try {
         app.parse(Reversed(argc, argv));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitCode::DONE : ExitCode::USAGE;
+        if (error.get_exit_code() != 0) {
+            return Fail(ExitCode::USAGE, std::string(error.what()) + "; see qfctl --help or qfctl COMMAND --help");
+        }
+        app.exit(error);  // prints the help or the version
     }
     std::cout.flush();
     if (!std::cout) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "atomic_file.h"
 #include "commands.h"
 #include "error_code_wrapper.h"
 #include "escape.h"
@@ -172,6 +173,12 @@ std::optional<unsigned int> ParseMode(const std::string& text) {
     return mode <= 07777 ? std::optional<unsigned int>(mode) : std::nullopt;
 }
 
+/// The library doesn't tell; the folder or the disk is what is left.
+std::string WhyNotWritten(const std::string& path) {
+    const std::string obstacle = WhyNotWritable(path);
+    return obstacle.empty() ? "the file can't be written, or the disk is full" : obstacle;
+}
+
 ExitCode Set(const StatusOptions& options) {
     if (!options.version && !options.status && options.errorCodes.empty()) {
         return Fail(ExitCode::USAGE, "nothing to set; give --version, --status or --error-code");
@@ -207,7 +214,8 @@ ExitCode Set(const StatusOptions& options) {
     const bool carried =
         written.version == status.version && written.status == status.status && written.errorCode == status.errorCode;
     return carried ? ExitCode::DONE
-                   : Fail(ExitCode::FAILED, "the status file " + Quote(options.file) + " was not written");
+                   : Fail(ExitCode::FAILED, "the status file " + Quote(options.file) +
+                                                " was not written: " + WhyNotWritten(options.file));
 }
 
 ExitCode Clear(const StatusOptions& options) {
@@ -225,7 +233,10 @@ ExitCode Clear(const StatusOptions& options) {
 CLI::App* AddAction(CLI::App* command, ExitCode& result, const std::shared_ptr<StatusOptions>& options,
                     const char* name, const char* help, ExitCode (*run)(const StatusOptions&)) {
     CLI::App* action = command->add_subcommand(name, help);
-    action->add_option("--file", options->file, "The status file")->required()->type_name("FILE");
+    action->add_option("--file", options->file, "The status file")
+        ->required()
+        ->type_name("FILE")
+        ->check([](const std::string& file) { return file.empty() ? "the file's name is empty" : ""; });
     action->add_option("--key", options->key, "The key of its status line, by default the file's own or \"Status\"");
     action->add_option("--mode", options->mode, "Its permission in octal, by default the file's own or 0600")
         ->check([](const std::string& mode) { return ParseMode(mode) ? "" : "no octal number up to 7777: " + mode; });

@@ -82,7 +82,7 @@ void AddSystemCommands(CLI::App& app, ExitCode& result) {
                 ShowCmdline)
         ->add_option("KEY", answer->key, "Any part of the token")
         ->required()
-        ->check([](const std::string& key) { return key.empty() ? "KEY is empty" : ""; });
+        ->check([](const std::string& key) { return key.empty() ? "must not be empty" : ""; });
     AddQuestion(app, result, answer, "stage", "Show the running stage: init for user 0, sa for any other", ShowStage);
     AddQuestion(app, result, answer, "base-version", "Show the product's base version", ShowBaseVersion);
 }

@@ -1,5 +1,7 @@
 #include "utf8.h"
 
+#include <algorithm>
+
 size_t PrintableLength(const std::string& text, size_t at) {
     struct Row {
         unsigned char mask;
@@ -39,4 +41,27 @@ bool IsPrintable(const std::string& text) {
         at += length;
     }
     return true;
+}
+
+namespace {
+
+bool BeginsCharacter(char byte) {
+    return (byte & '\xc0') != '\x80';
+}
+
+}  // namespace
+
+size_t CountCharacters(const std::string& text) {
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(), BeginsCharacter));
+}
+
+std::string FirstColumns(const std::string& text, size_t characters) {
+    size_t end = 0;
+    for (size_t count = 0; end < text.size(); ++end) {
+        count += BeginsCharacter(text[end]) ? 1U : 0U;
+        if (count > characters) {
+            break;
+        }
+    }
+    return text.substr(0, end);
 }

@@ -1,10 +1,12 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -20,6 +22,7 @@
 #include "overlay_scan.h"
 #include "quick_fix_plume_wrapper.h"
 #include "test_manager.h"
+#include "utf8.h"
 #include "verify_report.h"
 #include "verify_table.h"
 
@@ -97,7 +100,7 @@ private:
         }
         winsize size = {};
         const size_t columns = ioctl(terminal_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-        const std::string line = "\r" + text.substr(0, columns - 1) + "\x1b[K";
+        const std::string line = "\r" + FirstColumns(text, columns - 1) + "\x1b[K";
         (void)!write(terminal_, line.data(), line.size());
     }
 
@@ -138,7 +141,9 @@ bool IsInPath(const std::string& command) {
     const char* path = getenv("PATH");
     std::istringstream folders(path != nullptr ? path : "/bin:/usr/bin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (access((folder.empty() ? command : folder + "/" + command).c_str(), X_OK) == 0) {
+        const std::filesystem::path file = std::filesystem::path(folder) / command;
+        struct stat status = {};
+        if (stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && access(file.c_str(), X_OK) == 0) {
             return true;
         }
     }
@@ -222,9 +227,19 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
     return report.Passed() ? ExitCode::DONE : ExitCode::FAILED;
 }
 
+bool IsSameFile(const std::string& one, const std::string& other) {
+    std::error_code error;
+    return !one.empty() && !other.empty() &&
+           std::filesystem::weakly_canonical(one, error) == std::filesystem::weakly_canonical(other, error);
+}
+
 ExitCode Verify(const VerifyOptions& options) {
     if (options.appsOnly && options.appsFile.empty()) {
         return Fail(ExitCode::USAGE, "--app needs --apps FILE");
+    }
+    if (IsSameFile(options.reportFile, options.htmlFile) || IsSameFile(options.reportFile, options.appsFile) ||
+        IsSameFile(options.htmlFile, options.appsFile)) {
+        return Fail(ExitCode::USAGE, "--apps, --report and --html must name different files");
     }
     for (const std::string& file : {options.reportFile, options.htmlFile}) {
         const std::string obstacle = file.empty() ? "" : WhyNotWritable(file);
@@ -235,8 +250,12 @@ ExitCode Verify(const VerifyOptions& options) {
     }
     std::vector<App> apps;
     if (options.RunsApps()) {
-        if (access(options.appsFile.c_str(), R_OK) != 0) {
+        struct stat status = {};
+        if (stat(options.appsFile.c_str(), &status) != 0 || access(options.appsFile.c_str(), R_OK) != 0) {
             return Fail(ExitCode::NOT_CHECKED, Quote(options.appsFile) + " can't be read: " + strerror(errno));
+        }
+        if (!S_ISREG(status.st_mode)) {
+            return Fail(ExitCode::NOT_CHECKED, Quote(options.appsFile) + " can't be read: it is not a regular file");
         }
         try {
             apps = ReadApps(options.appsFile);

@@ -52,7 +52,7 @@ std::vector<Difference> ReadDifferences(std::string_view reasons) {
 /// "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage Version=1000001" taken apart.
 std::vector<Difference> ReadAppDifferences(const std::string& reasons) {
     std::vector<Difference> differences;
-    if (reasons.find(",miss,") != std::string::npos) {
+    if ((reasons + ",").find(",miss,") != std::string::npos) {
         differences.push_back({"Installed", "", "yes"});
     }
     if (reasons.find(",teklo.app.quickfix not exist") != std::string::npos) {

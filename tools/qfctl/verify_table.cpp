@@ -4,6 +4,7 @@
 #include <string>
 
 #include "escape.h"
+#include "utf8.h"
 
 namespace {
 
@@ -12,7 +13,8 @@ constexpr size_t VERDICT_WIDTH = 9;
 constexpr size_t VALUE_GAP = 2;
 
 std::string Padded(const std::string& text, size_t width) {
-    return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
+    const size_t used = CountCharacters(text);
+    return text + std::string(used < width ? width - used : 1, ' ');
 }
 
 struct Widths {
@@ -24,10 +26,11 @@ struct Widths {
 Widths Measure(const std::vector<VerifiedItem>& items, const std::string& nameTitle) {
     Widths widths = {nameTitle.size() + VALUE_GAP};
     for (const VerifiedItem& item : items) {
-        widths.name = std::max(widths.name, item.name.size() + VALUE_GAP);
+        widths.name = std::max(widths.name, CountCharacters(item.name) + VALUE_GAP);
         for (const Difference& difference : item.differences) {
             widths.check = std::max(widths.check, difference.check.size() + VALUE_GAP);
-            widths.value = std::max(widths.value, ShownValue(difference.check, difference.live).size() + VALUE_GAP);
+            widths.value =
+                std::max(widths.value, CountCharacters(ShownValue(difference.check, difference.live)) + VALUE_GAP);
         }
     }
     return widths;
