@@ -15,8 +15,7 @@ enum class FileSizeUnit : int32_t {
     MB = 2,  ///< 1024 * 1024 bytes
 };
 
-/// File and directory operations without state. All texts are bytes; paths are used as given unless said
-/// otherwise.
+/// File and directory operations without state. All texts are bytes; paths are used as given unless said otherwise.
 ///
 /// Failures are told by the result and one record, on the platform log only, at error level unless said
 /// otherwise. Nothing throws but `GetDirSize`, and the standard library when memory runs out. Nothing is
@@ -54,11 +53,10 @@ public:
     ///     1536 bytes    BYTE 1536, KB 1, MB 0
     static int GetFileSize(const std::string& filePath, FileSizeUnit unit);
 
-    /// The sizes of all regular files below the directory in KiB, rounded down; a link to a file counts as
-    /// its target, linked directories are not entered, directories that may not be opened are skipped. 0 for
-    /// what is no directory
-    /// ("invalid path").
-    /// Throws std::filesystem::filesystem_error on any other error on the way, such as a file that vanishes.
+    /// The sizes of all regular files below the directory in KiB, rounded down; a link to a file counts as its target,
+    /// linked directories are not entered, directories that may not be opened are skipped. 0 for what is no directory
+    /// ("invalid path"). Throws std::filesystem::filesystem_error on any other error on the way, such as a file that
+    /// vanishes.
     static uint64_t GetDirSize(const std::string& dirPath);
 
     /// The space that an unprivileged user may still use on the directory's file system, in KiB, cut to 32
@@ -73,22 +71,20 @@ public:
     /// can't be removed, and any failure further below is none.
     static bool CleanDir(const char* dirPath, bool removeSelf);
 
-    /// Renames within a file system, replacing `newPath`. Records "rename failed: %{public}s" with the new
-    /// path.
+    /// Renames within a file system, replacing `newPath`. Records "rename failed: %{public}s" with the new path.
     static bool RenameFile(const std::string& oldPath, const std::string& newPath);
 
-    /// Opens `stream` with the stream open-mode flags `openMode`, then sets the path's permission bits to
-    /// `mode`, also when opening failed. True when the stream is open; false without touching it when the
-    /// path is not valid, with "path: %{public}s is an invalid path" at info and at error level (or after
-    /// "path is empty").
+    /// Opens `stream` with the stream open-mode flags `openMode`, then sets the path's permission bits to `mode`, also
+    /// when opening failed. True when the stream is open; false without touching it when the path is not valid, with
+    /// "path: %{public}s is an invalid path" at info and at error level (or after "path is empty").
     static bool OpenFile(std::fstream & stream, const std::string& path, unsigned int openMode, unsigned int mode);
 
-    /// Despite its name the FIRST output gets the owner's user id, the SECOND the group id; both 0 when the
-    /// path can't be examined. Writes no record.
+    /// Despite its name the FIRST output gets the owner's user id, the SECOND the group id; both 0 when the path can't
+    /// be examined. Writes no record.
     static void GetPathGidAndUid(std::string path, unsigned int& uid, unsigned int& gid);
 
-    /// Gives the path the owner and group of /data/update/quickfix (0 and 0 when that is missing), if the
-    /// process may. Reports nothing.
+    /// Gives the path the owner and group of /data/update/quickfix (0 and 0 when that is missing), if the process may.
+    /// Reports nothing.
     static void SetGidAndUidToQuickFix(const std::string& path);
 
     /// Copies the tree below `sourceDir` into `destDir`, which is made with 0775 less the umask if it is
@@ -100,17 +96,16 @@ public:
     /// the way up, and "copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s".
     static bool CopyDir(const std::string& sourceDir, const std::string& destDir);
 
-    /// Copies one file's bytes; the destination is created or emptied as soon as the source's path resolves.
-    /// False when either can't be opened, when the copy is not complete (the disk is full, or the source grew
-    /// meanwhile), and for an empty source (its copy is there then). The data is not synchronised to storage. Records "realpath failed: %{public}s"; other
-    /// failures leave no record.
+    /// Copies one file's bytes; the destination is created or emptied as soon as the source's path resolves. False when
+    /// either can't be opened, when the copy is not complete (the disk is full, or the source grew meanwhile), and for
+    /// an empty source (its copy is there then). The data is not synchronised to storage. Records "realpath failed:
+    /// %{public}s"; other failures leave no record.
     static bool CopyFile(const std::string& sourcePath, const std::string& destPath);
 
-    /// The SHA-256 digest as 64 lowercase hexadecimal digits, in constant memory; empty on failure. After a
-    /// read error it is the digest of what was read. Records "filePath: %{public}s" at info level on every
-    /// call; "filePath:
-    /// %{public}s is an invalid path" when there is no such file, "filePath: %{public}s,
-    /// errorMessage:%{public}s" when it can't be opened, "sprintf_s error" when the digest can't be rendered.
+    /// The SHA-256 digest as 64 lowercase hexadecimal digits, in constant memory; empty on failure. After a read error
+    /// it is the digest of what was read. Records "filePath: %{public}s" at info level on every call; "filePath:
+    /// %{public}s is an invalid path" when there is no such file, "filePath: %{public}s, errorMessage:%{public}s" when
+    /// it can't be opened, "sprintf_s error" when the digest can't be rendered.
     static std::string GetFileSHA256(const std::string& filePath);
 
     /// The file's lines without their line feeds, otherwise untouched; empty on failure as for an empty file.
@@ -120,9 +115,8 @@ public:
     ///     "a\r\n"   {"a\r"}
     static std::vector<std::string> ReadLines(const std::string& filePath);
 
-    /// The file's bytes, zero bytes included; empty on failure as for an empty file. Holds the whole file.
-    /// Records "filePath: %{public}s is an invalid path", "fail to open file: %{public}s, errinfo:
-    /// %{public}s".
+    /// The file's bytes, zero bytes included; empty on failure as for an empty file. Holds the whole file. Records
+    /// "filePath: %{public}s is an invalid path", "fail to open file: %{public}s, errinfo: %{public}s".
     static std::string GetFileStream(const std::string& filePath);
 };
 

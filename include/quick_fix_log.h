@@ -3,17 +3,15 @@
 ///     QF_LOGD  QF_LOGI  QF_LOGE                 (format, arguments...)   platform log only
 ///     QF_FILE_LOGD  QF_FILE_LOGI  QF_FILE_LOGE  (format, arguments...)   platform log and file log
 ///
-/// `format` is a string literal in printf's language. A conversion may carry a privacy marker, `%{public}s`:
-/// the platform shows only what is marked public. In front of the text the macro puts the place it is used
-/// at,
-/// "[file(function):line] ", the file without folder and ending. A format that doesn't fit its arguments, in
-/// number or kind, doesn't compile.
+/// `format` is a string literal in printf's language. A conversion may carry a privacy marker, `%{public}s`: the
+/// platform shows only what is marked public. In front of the text the macro puts the place it is used at,
+/// "[file(function):line] ", the file without folder and ending. A format that doesn't fit its arguments, in number or
+/// kind, doesn't compile.
 ///
-/// The platform log gets the record when its level is at or above `QuickFixPlumeWrapper::level_`; the
-/// arguments of QF_LOGx are evaluated only then. The QF_FILE_LOGx macros evaluate each argument once and
-/// append the text to the file log whatever the level, see quick_fix_logger.h; a text of more than 1023
-/// bytes, or an empty one, is left out of the file log. There every argument stands in clear, so these macros
-/// refuse the marker `{private}`.
+/// The platform log gets the record when its level is at or above `QuickFixPlumeWrapper::level_`; the arguments of
+/// QF_LOGx are evaluated only then. The QF_FILE_LOGx macros evaluate each argument once and append the text to the file
+/// log whatever the level, see quick_fix_logger.h; a text of more than 1023 bytes, or an empty one, is left out of the
+/// file log. There every argument stands in clear, so these macros refuse the marker `{private}`.
 ///
 /// Threads: any. Also while static destructors run.
 #pragma once
@@ -152,8 +150,7 @@ constexpr ArgumentKind IntegerKind(const char* modifier, const char* letter) {
     return ArgumentKind::OTHER;
 }
 
-/// The kind that a conversion takes, from its length modifier and its letter; `OTHER` for one that isn't
-/// known.
+/// The kind that a conversion takes, from its length modifier and its letter; `OTHER` for one that isn't known.
 constexpr ArgumentKind ConversionKind(const char* modifier, const char* letter) {
     if (IsOneOf(*letter, "diouxX")) {
         return IntegerKind(modifier, letter);
@@ -183,8 +180,8 @@ constexpr bool Takes(ArgumentKind wanted, ArgumentKind given) {
     return given != ArgumentKind::OTHER && (wanted == given || text);
 }
 
-/// True when the conversions of `format` take exactly these arguments. `privateMarker` says whether
-/// `{private}` may be used.
+/// True when the conversions of `format` take exactly these arguments. `privateMarker` says whether `{private}` may be
+/// used.
 template <typename... Args>
 constexpr bool FormatFits(const char* format, ArgumentTypes<Args...> /*types*/, bool privateMarker) {
     const ArgumentKind given[] = {KindOf<Args>()..., ArgumentKind::OTHER};
@@ -255,8 +252,7 @@ void WriteRecord(QuickFixPlumeLevel level, int platformLevel, const LogSite& sit
 
 #define QF_LOG_FORMAT(format, ...) format
 
-// The format stays the first of the variable arguments, so that a call without arguments needs no compiler
-// extension.
+// The format stays the first of the variable arguments, so that a call without arguments needs no compiler extension.
 #define QF_LOG_SITE(privateMarker, ...)                                                                     \
     static_assert(::TEKLO::QuickFixEngine::LogDetail::FormatFits(                                           \
                       QF_LOG_FORMAT(__VA_ARGS__, 0),                                                        \

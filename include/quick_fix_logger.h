@@ -12,9 +12,8 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// Appends records to "quickfix_1.log" or, once it exists, to "quickfix_2.log". The newest records are in the
-/// second file, the 64 KiB before them in the first. Reached through the QF_FILE_LOGx macros of
-/// quick_fix_log.h.
+/// Appends records to "quickfix_1.log" or, once it exists, to "quickfix_2.log". The newest records are in the second
+/// file, the 64 KiB before them in the first. Reached through the QF_FILE_LOGx macros of quick_fix_log.h.
 ///
 /// One process has one logger, `DelayedSingleton<QuickFixLogger>::GetInstance()`. It is never destroyed, so a
 /// record written at exit is safe. The log directory must exist; nothing here creates it.
@@ -48,13 +47,11 @@ public:
     /// fail", "get last log file stat fail") or the new one can't be created.
     bool ChangeFileForOverSize();
 
-    /// Writes the local time, "2026-03-01 09:05:07.004", into `buffer` of `size` bytes. False when it doesn't
-    /// fit, recorded at error level as "GetFormatTime error, ret : %{public}d"; the buffer is then the empty
-    /// text.
+    /// Writes the local time, "2026-03-01 09:05:07.004", into `buffer` of `size` bytes. False when it doesn't fit,
+    /// recorded at error level as "GetFormatTime error, ret : %{public}d"; the buffer is then the empty text.
     bool GetFormatTime(char* buffer, size_t size);
 
-    /// Closes and deletes both files; missing ones are no error. The next record starts anew in the first
-    /// file.
+    /// Closes and deletes both files; missing ones are no error. The next record starts anew in the first file.
     void RemoveLog();
 
     /// `format` without any "{public}": "%{public}s" gives "%s". Writes no record.

@@ -10,8 +10,7 @@ namespace TEKLO::QuickFixEngine {
 
 class ShellCommand;
 
-/// One run checks many items and returns one fragment, a member of a JSON object without the surrounding
-/// braces:
+/// One run checks many items and returns one fragment, a member of a JSON object without the surrounding braces:
 ///
 ///     "Native": {"description":  "...","detail": {"/system/bin/a": "true",
 ///     "/system/bin/b": "false,source:RWX=-rwxr-xr-x.patch_qv:RWX=-rw-r--r--."},
@@ -22,14 +21,13 @@ class ShellCommand;
 /// Keys and values stand in it as they are, nothing is escaped: a file name with a quote makes text that is
 /// no JSON. A run that checked nothing returns `"Native": "null"`. The counts are texts.
 ///
-/// Paths reach a shell as they stand. Whoever fills the overlay must keep names out of it that a shell would
-/// interpret or split; a name such as "a;b" would run b.
+/// Paths reach a shell as they stand. Whoever fills the overlay must keep names out of it that a shell would interpret
+/// or split; a name such as "a;b" would run b.
 ///
-/// Records go to the platform log and the file log. Nothing throws but the standard library when memory runs
-/// out, and the listener.
+/// Records go to the platform log and the file log. Nothing throws but the standard library when memory runs out, and
+/// the listener.
 ///
-/// Threads: one at a time may use an object; the calling thread does the work and blocks on the commands it
-/// runs.
+/// Threads: one at a time may use an object; the calling thread does the work and blocks on the commands it runs.
 class [[gnu::visibility("default")]] TestManager {
 public:
     /// Checks every regular file below /patch_qv/overlay against the live file at the same path without that
@@ -72,16 +70,14 @@ public:
     /// Ends the app run and returns the "Qen" fragment; without a checked app that is `"Qen": "null"`.
     std::string CheckAppPatchEnd();
 
-    /// Walks a directory in its own order and verifies each regular file below it. One that can't be opened
-    /// is recorded at error level as "open patch folder faild : %{public}s" and left out, with no entry and
-    /// no count.
+    /// Walks a directory in its own order and verifies each regular file below it. One that can't be opened is recorded
+    /// at error level as "open patch folder faild : %{public}s" and left out, with no entry and no count.
     void TraverseFile(const std::string& path);
 
     /// Verifies one patch file and adds its entry and its count to the run.
     void VerifyPatch(const std::string& patchPath);
 
-    /// The live path of a patch path: its first 17 bytes, the length of "/patch_qv/overlay", are left out
-    /// unseen.
+    /// The live path of a patch path: its first 17 bytes, the length of "/patch_qv/overlay", are left out unseen.
     ///
     ///     "/patch_qv/overlay/system/lib64/libx.so"  "/system/lib64/libx.so"
     ///     "/patch_qv/overlay"                       ""
@@ -95,15 +91,13 @@ public:
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath);
 
-    /// The first 10 characters of `ls -l`, such as "-rwxr-xr-x"; empty when there is no such file, or no
-    /// shell to be had
-    /// ("Failed to run the command" at error level). Records "filePath: %{public}s, Prop: %{public}s" at
-    /// debug level.
+    /// The first 10 characters of `ls -l`, such as "-rwxr-xr-x"; empty when there is no such file, or no shell to be
+    /// had ("Failed to run the command" at error level). Records "filePath: %{public}s, Prop: %{public}s" at debug
+    /// level.
     std::string GetFileProp(const std::string& path);
 
-    /// What `ls -Z` prints in front of the first blank, "?" on a system without labels; the whole line, its
-    /// line feed included, when there is no blank. Fails like `GetFileProp`; records "filePath: %{public}s,
-    /// Selinux: %{public}s".
+    /// What `ls -Z` prints in front of the first blank, "?" on a system without labels; the whole line, its line feed
+    /// included, when there is no blank. Fails like `GetFileProp`; records "filePath: %{public}s, Selinux: %{public}s".
     std::string GetFileSeLinux(const std::string& path);
 
     /// Closes the run's fragment with its result and its counts.

@@ -125,8 +125,7 @@ TEST(FileChanges, CleanDir) {
     EXPECT_EQ(capture.Take(), Records{});
 }
 
-// Behind 4092 bytes of path "/.." is the 4095th; one more, and even the entry that is passed over doesn't
-// fit.
+// Behind 4092 bytes of path "/.." is the 4095th; one more, and even the entry that is passed over doesn't fit.
 TEST(FileChanges, CleanDirStopsWhereThePathLimitIs) {
     for (const auto& [length, cleaned] : {std::pair(4092U, true), std::pair(4093U, false)}) {
         std::string path = "/tmp";
@@ -211,8 +210,7 @@ TEST(FileCopies, CopyFile) {
     EXPECT_EQ(capture.Take(), Records{"E CopyFile: realpath failed: /tmp/missing"});
 }
 
-// The disk holds 1 MiB: a copy that it can't take whole is no copy, whether it is cut in its first or a later
-// block.
+// The disk holds 1 MiB: a copy that it can't take whole is no copy, whether it is cut in its first or a later block.
 TEST(FileCopies, CopyToAFullDiskFails) {
     Write("/tmp/large", std::string(3U << 20, 'x'));
     Write("/tmp/small", "x");

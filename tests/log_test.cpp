@@ -179,8 +179,7 @@ TEST(FileLog, WithoutItsFolderEveryRecordSaysWhy) {
                               "E ChangeFileForOverSize: get first log file stat fail",
                               "E OutputLog: ChangeFileForOverSize fail"};
     PlumeCapture capture;
-    // The folder is a mount point of the private root, so a link in the way of the file stands for its
-    // absence.
+    // The folder is a mount point of the private root, so a link in the way of the file stands for its absence.
     fs::create_symlink("/nowhere/at/all", FIRST_LOG);
     Logger()->OutputLog("x", "f", "g", 1);
     Logger()->OutputLog("x", "f", "g", 1);

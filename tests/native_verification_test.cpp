@@ -33,8 +33,8 @@ void WriteWithMode(const std::string& path, const std::string& content, unsigned
     fs::permissions(path, static_cast<fs::perms>(mode));
 }
 
-/// Puts a stand-in for `ls` first in the path that shows SELinux labels, which this file system has none of:
-/// the label of /x is what the file /labels/x holds.
+/// Puts a stand-in for `ls` first in the path that shows SELinux labels, which this file system has none of: the label
+/// of /x is what the file /labels/x holds.
 void LabelFiles() {
     WriteWithMode("/double/ls",
                   "#!/bin/sh\n"

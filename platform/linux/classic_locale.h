@@ -2,6 +2,8 @@
 
 #include <clocale>
 
+/// The port and the library see nothing of each other, hence one of these in each.
+///
 /// Has the calling thread format in the "C" locale while it lives, whatever the process has set.
 class ClassicLocale {
 public:

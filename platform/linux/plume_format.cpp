@@ -13,8 +13,7 @@ namespace {
 constexpr std::string_view PUBLIC_MARKER = "{public}";
 constexpr std::string_view PRIVATE_MARKER = "{private}";
 
-/// One conversion of a format, made ready for printf: "%{public}-5ld" is "%-5ld", shown, length "l", letter
-/// 'd'.
+/// One conversion of a format, made ready for printf: "%{public}-5ld" is "%-5ld", shown, length "l", letter 'd'.
 struct Conversion {
     std::string directive = "%";
     std::string length;

@@ -44,8 +44,7 @@ LevelStyle StyleOf(int level) {
     }
 }
 
-/// The journal takes what is sent to it when it isn't there and says nothing, so its socket is looked for
-/// first.
+/// The journal takes what is sent to it when it isn't there and says nothing, so its socket is looked for first.
 bool JournalIsThere() {
     const char* chosen = getenv("QUICKFIX_LOG");
     struct stat status = {};

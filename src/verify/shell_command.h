@@ -14,8 +14,8 @@ public:
     /// False when it could not be started, neither at first nor now that the commands before it may have ended.
     bool EnsureStarted();
 
-    /// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte; then
-    /// lets the command end.
+    /// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte; then lets the
+    /// command end.
     std::string ReadLine(size_t limit);
 
     /// The output up to its 512th byte, in one read; then lets the command end.

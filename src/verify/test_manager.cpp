@@ -192,8 +192,7 @@ void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::str
     }
 }
 
-// Both commands of a comparison run side by side: starting one takes longer than all that is done with its
-// output.
+// Both commands of a comparison run side by side: starting one takes longer than all that is done with its output.
 void TestManager::VerifyPatchProp(const std::string& patchPath, const std::string& viewPath) {
     ShellCommand patchListing = ListMode(patchPath);
     ShellCommand sourceListing = ListMode(viewPath);

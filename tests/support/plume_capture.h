@@ -5,8 +5,7 @@
 
 #include "quick_fix_plume_wrapper.h"
 
-/// Collects the platform records that are written while it lives, in place of printing them, with the
-/// threshold set.
+/// Collects the platform records that are written while it lives, in place of printing them, with the threshold set.
 class PlumeCapture {
 public:
     explicit PlumeCapture(
@@ -15,8 +14,7 @@ public:
     PlumeCapture(const PlumeCapture&) = delete;
     PlumeCapture& operator=(const PlumeCapture&) = delete;
 
-    /// "E FileIsExist: filePath is empty": level letter, function and text of each record since the last
-    /// call.
+    /// "E FileIsExist: filePath is empty": level letter, function and text of each record since the last call.
     std::vector<std::string> Take();
 
     /// The records whole, "3/6/d002e03/QuickFixUitls/[file_utils(FileIsExist):81] filePath is empty".

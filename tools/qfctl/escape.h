@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The text in double quotes with quotes, backslashes and all but printable ASCII escaped: one line, harmless
-/// on any terminal, and nothing of it invisible.
+/// The text in double quotes with quotes, backslashes and all but printable ASCII escaped: one line, harmless on any
+/// terminal, and nothing of it invisible.
 std::string Quote(const std::string& text);
 
 /// The text itself when it is valid UTF-8 without control characters, else quoted.

@@ -22,8 +22,8 @@ public:
     LogReader(const LogReader&) = delete;
     LogReader& operator=(const LogReader&) = delete;
 
-    /// Hands on every whole line that was written since the last call, without its line feed; of a file that is gone also
-    /// what stands behind its last line feed.
+    /// Hands on every whole line that was written since the last call, without its line feed; of a file that is gone
+    /// also what stands behind its last line feed.
     void ReadNew(const LineSink& sink);
 
     /// Hands on all there is, also what stands behind the files' last line feeds.

@@ -52,8 +52,7 @@ bool TakesColour(int descriptor) {
     return (noColour == nullptr || *noColour == '\0') && isatty(descriptor) == 1;
 }
 
-/// Standard error kept from the commands of a run: for a missing live file they say what the table says
-/// better.
+/// Standard error kept from the commands of a run: for a missing live file they say what the table says better.
 class QuietStderr {
 public:
     QuietStderr() : former_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {

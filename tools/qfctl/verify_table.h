@@ -5,8 +5,8 @@
 
 #include "verify_report.h"
 
-/// A table a run: verdict, live path or bundle, and for each failing check the live value beside the patch value; then a
-/// line that sums it up. A run without items is left out.
+/// A table a run: verdict, live path or bundle, and for each failing check the live value beside the patch value; then
+/// a line that sums it up. A run without items is left out.
 void PrintTable(std::ostream& out, const VerifyReport& report, bool colour);
 
 /// A value as people see it: "(none)" when there is none, digests shortened, control characters escaped.

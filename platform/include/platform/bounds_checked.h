@@ -2,12 +2,12 @@
 ///
 /// Supplied by: the device's C library or SDK, or the bundled Linux port (platform/linux).
 ///
-/// The library promises: pointers are valid and texts end in a zero byte. `destSize` is the size of the whole
-/// buffer and may be larger than what is left of it behind `dest`, so an implementation must take it as it is
-/// and never compare it with the size of the object.
+/// The library promises: pointers are valid and texts end in a zero byte. `destSize` is the size of the whole buffer
+/// and may be larger than what is left of it behind `dest`, so an implementation must take it as it is and never
+/// compare it with the size of the object.
 ///
-/// The library relies on: nothing is written past `destSize` bytes, and a call that doesn't fit reports
-/// failure. All functions may be called from any thread.
+/// The library relies on: nothing is written past `destSize` bytes, and a call that doesn't fit reports failure. All
+/// functions may be called from any thread.
 #pragma once
 
 #include <cstddef>
@@ -22,6 +22,6 @@
 /// Appends `src`. Returns 0, or an error number when it doesn't fit; `dest` is then the empty text.
 [[gnu::visibility("default")]] int strcat_s(char* dest, size_t destSize, const char* src);
 
-/// Sets `count` bytes. Returns 0, or an error number when `count` exceeds `destSize`; all `destSize` bytes
-/// are then set.
+/// Sets `count` bytes. Returns 0, or an error number when `count` exceeds `destSize`; all `destSize` bytes are then
+/// set.
 [[gnu::visibility("default")]] int memset_s(void* dest, size_t destSize, int value, size_t count);

@@ -3,9 +3,8 @@
 /// Supplied by: the device's SDK, or the bundled Linux port (platform/linux). An executable may also define
 /// PlumePrint itself and thereby takes the place of either.
 ///
-/// The library promises: `format` is a printf format whose conversions may carry a privacy marker behind the
-/// percent sign, `%{public}s` or `%{private}d`; the arguments fit it in number and kind. One call is one
-/// record.
+/// The library promises: `format` is a printf format whose conversions may carry a privacy marker behind the percent
+/// sign, `%{public}s` or `%{private}d`; the arguments fit it in number and kind. One call is one record.
 ///
 /// The library relies on: the call returns, never throws, and may come from any thread, also while the
 /// process exits. It must not write to the library's file log: that log is locked during some of these calls.

@@ -2,9 +2,9 @@
 ///
 /// Supplied by: the device's SDK, or this header.
 ///
-/// The library relies on: all callers in one process get the same object, whatever visibility they were built
-/// with; the first call creates it under a lock, later calls take none; the object is never destroyed, so it
-/// may be used while static destructors run.
+/// The library relies on: all callers in one process get the same object, whatever visibility they were built with; the
+/// first call creates it under a lock, later calls take none; the object is never destroyed, so it may be used while
+/// static destructors run.
 #pragma once
 
 #include <atomic>
@@ -14,13 +14,12 @@
 
 namespace TEKLO {
 
-/// Default visibility keeps one object for a library and an executable built with hidden visibility; `T`
-/// needs it too.
+/// Default visibility keeps one object for a library and an executable built with hidden visibility; `T` needs it too.
 template <typename T>
 class [[gnu::visibility("default")]] DelayedSingleton {
 public:
-    /// The shared object, created by the first call; null only when there was no memory for it (the next call
-    /// tries again). Any thread may call.
+    /// The shared object, created by the first call; null only when there was no memory for it (the next call tries
+    /// again). Any thread may call.
     static std::shared_ptr<T> GetInstance();
 
 private:
