@@ -1,105 +1,11 @@
-// The caller is not to be found from here: the text carries its place.
-#define SD_JOURNAL_SUPPRESS_LOCATION
-
 #include "platform/plume_log.h"
 
-#include <sys/stat.h>
-#include <sys/uio.h>
-#include <systemd/sd-journal.h>
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
+#include <cstdarg>
 #include <string>
 
 #include "plume_format.h"
-
-namespace {
-
-constexpr char JOURNAL_SOCKET[] = "/run/systemd/journal/socket";
-
-struct LevelStyle {
-    char letter;
-    const char* colour;
-    int priority;  // syslog's number
-};
-
-LevelStyle StyleOf(int level) {
-    switch (level) {
-        case 3:
-            return {'D', "\x1b[2m", 7};
-        case 4:
-            return {'I', "", 6};
-        case 5:
-            return {'W', "\x1b[33m", 4};
-        case 6:
-            return {'E', "\x1b[31m", 3};
-        default:
-            return {'F', "\x1b[31;1m", 2};
-    }
-}
-
-/// The journal takes what is sent to it when it isn't there and says nothing, so its socket is looked for first.
-bool JournalIsThere() {
-    const char* chosen = getenv("QUICKFIX_LOG");
-    struct stat status = {};
-    return (chosen == nullptr || strcmp(chosen, "stderr") != 0) && stat(JOURNAL_SOCKET, &status) == 0 &&
-           S_ISSOCK(status.st_mode);
-}
-
-bool SendToJournal(int level, unsigned int domain, const char* tag, const std::string& text) {
-    char domainText[32] = {};
-    snprintf(domainText, sizeof(domainText), "QUICKFIX_DOMAIN=%X", domain);
-    std::array<std::string, 4> fields = {
-        "MESSAGE=" + text,
-        "PRIORITY=" + std::to_string(StyleOf(level).priority),
-        std::string("SYSLOG_IDENTIFIER=") + tag,
-        domainText,
-    };
-    std::array<iovec, 4> vectors = {};
-    for (size_t i = 0; i < fields.size(); ++i) {
-        vectors[i] = {fields[i].data(), fields[i].size()};
-    }
-    return sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size())) == 0;
-}
-
-bool StderrTakesColour() {
-    const char* noColour = getenv("NO_COLOR");
-    return (noColour == nullptr || noColour[0] == '\0') && isatty(STDERR_FILENO) == 1;
-}
-
-std::string LocalTime() {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    std::tm local = {};
-    localtime_r(&now.tv_sec, &local);
-    char text[64] = {};
-    const size_t length = strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &local);
-    snprintf(text + length, sizeof(text) - length, ".%03d", static_cast<int>(now.tv_nsec / 1000000));
-    return text;
-}
-
-void WriteToStderr(int level, unsigned int domain, const char* tag, const std::string& text) {
-    const LevelStyle style = StyleOf(level);
-    char domainText[16] = {};
-    snprintf(domainText, sizeof(domainText), "%X", domain);
-    std::string line;
-    line.append(1, style.letter).append(" ").append(LocalTime()).append(" ").append(domainText).append(" ");
-    line.append(tag).append(": ").append(EscapeControls(text));
-    if (StderrTakesColour()) {
-        line = style.colour + line + "\x1b[0m";
-    }
-    line += '\n';
-    // One write a line, so that lines of several threads or processes don't mix.
-    (void)!write(STDERR_FILENO, line.data(), line.size());
-}
-
-}  // namespace
+#include "plume_record.h"
 
 int PlumePrint(int /*type*/, int level, unsigned int domain, const char* tag, const char* format, ...) {
     const int callersErrno = errno;
@@ -107,9 +13,7 @@ int PlumePrint(int /*type*/, int level, unsigned int domain, const char* tag, co
     va_start(arguments, format);
     const std::string text = RenderPlumeText(format, arguments);
     va_end(arguments);
-    if (!JournalIsThere() || !SendToJournal(level, domain, tag, text)) {
-        WriteToStderr(level, domain, tag, text);
-    }
+    WritePlumeRecord(level, domain, tag, text);
     errno = callersErrno;
     return static_cast<int>(text.size());
 }
