@@ -3,6 +3,8 @@ include(CMakePackageConfigHelpers)
 install(TARGETS quickfix_utils quickfix_platform EXPORT QuickFixUtilsTargets)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
 install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+# A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
+install(FILES platform/linux/dbus/teklo.CommonEventService.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
 install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir})

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <sdbus-c++/IConnection.h>
+
+#include <memory>
+#include <string>
+
+inline constexpr char EVENT_SERVICE[] = "teklo.CommonEventService";
+inline constexpr char EVENT_INTERFACE[] = "teklo.CommonEvent";
+inline constexpr char EVENT_SIGNAL[] = "Published";
+inline constexpr char EVENT_PATH[] = "/teklo/CommonEvent";
+
+/// "system", "session", or an address.
+std::string ChosenBus();
+
+/// Throws sdbus::Error when there is no such bus.
+std::unique_ptr<sdbus::IConnection> ConnectTo(const std::string& bus);
+
+/// Says on the platform log what went wrong. Past the replaceable PlumePrint, so that it is no record of a caller's.
+void ReportEventTrouble(const std::string& what, const std::string& why);

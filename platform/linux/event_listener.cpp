@@ -1,0 +1,169 @@
+#include "event_listener.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sdbus-c++/Error.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "event_bus.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
+constexpr std::chrono::milliseconds STOP_LIMIT{1000};
+constexpr std::chrono::milliseconds RECONNECT_INTERVAL{200};
+
+// The bus holds the sender against the owner of the name when the signal is sent.
+std::string BroadcastsOfTheService() {
+    return std::string("type='signal',sender='") + EVENT_SERVICE + "',interface='" + EVENT_INTERFACE + "',member='" +
+           EVENT_SIGNAL + "'";
+}
+
+/// The process's signals are for its own threads.
+void BlockSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+}  // namespace
+
+EventListener::EventListener() : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
+    // First the list, then the connection: the thread gives the connection up when it finds the list empty.
+    if (!subscribers_.Add(subscriber) || EnsureConnected()) {
+        return true;
+    }
+    Unsubscribe(subscriber);
+    return false;
+}
+
+bool EventListener::Unsubscribe(const SubscriberList::Subscriber& subscriber) {
+    const bool removed = subscribers_.Remove(subscriber);
+    Wake();
+    return removed;
+}
+
+void EventListener::Stop() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    stopped_ = true;
+    changed_.notify_all();
+    Wake();
+    if (!thread_.joinable()) {
+        return;
+    }
+    const bool fromWithin = thread_.get_id() == std::this_thread::get_id();
+    // A subscriber that doesn't return, or a bus that doesn't answer, must not keep the process from ending.
+    if (fromWithin || !changed_.wait_for(lock, STOP_LIMIT, [this] { return ended_; })) {
+        thread_.detach();
+        return;
+    }
+    thread_.join();
+}
+
+bool EventListener::EnsureConnected() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (connected_ || stopped_ || thread_.get_id() == std::this_thread::get_id()) {
+        return connected_;
+    }
+    if (!thread_.joinable()) {
+        thread_ = std::thread([this] { Run(); });
+    }
+    // An attempt that is under way may have begun before there was a bus.
+    const uint64_t attempt = startedAttempts_ + 1;
+    requested_ = true;
+    changed_.notify_all();
+    changed_.wait_for(lock, ANSWER_LIMIT, [&] { return connected_ || stopped_ || finishedAttempts_ >= attempt; });
+    return connected_;
+}
+
+void EventListener::Wake() const {
+    const uint64_t one = 1;
+    (void)!write(wakeUp_, &one, sizeof(one));
+}
+
+void EventListener::Run() {
+    BlockSignals();
+    pthread_setname_np(pthread_self(), "quickfix-events");
+    while (WaitForWork()) {
+        Listen();
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ended_ = true;
+    changed_.notify_all();
+}
+
+bool EventListener::WaitForWork() {
+    const auto isWanted = [this] { return stopped_ || requested_; };
+    std::unique_lock<std::mutex> lock(mutex_);
+    connected_ = false;
+    finishedAttempts_ = startedAttempts_;
+    changed_.notify_all();
+    if (subscribers_.IsEmpty()) {
+        changed_.wait(lock, isWanted);
+    } else {
+        changed_.wait_for(lock, RECONNECT_INTERVAL, isWanted);
+    }
+    requested_ = false;
+    ++startedAttempts_;
+    return !stopped_;
+}
+
+void EventListener::Listen() {
+    try {
+        const auto connection = ConnectTo(ChosenBus());
+        const auto match =
+            connection->addMatch(BroadcastsOfTheService(), [this](sdbus::Message& message) { Receive(message); });
+        troubleReported_ = false;
+        while (GoesOn()) {
+            if (!connection->processPendingRequest()) {
+                SleepUntilReady(connection->getEventLoopPollData());
+            }
+        }
+    } catch (const std::exception& error) {
+        if (!std::exchange(troubleReported_, true)) {
+            ReportEventTrouble("no bus to hear events on", error.what());
+        }
+    }
+}
+
+/// Decides under the lock: whoever subscribes sees either the connection that stays or the one to come.
+bool EventListener::GoesOn() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const bool goesOn = !stopped_ && !subscribers_.IsEmpty();
+    if (std::exchange(connected_, goesOn) != goesOn) {
+        changed_.notify_all();
+    }
+    return goesOn;
+}
+
+void EventListener::Receive(sdbus::Message& message) {
+    try {
+        // One that is addressed to this process comes past the match, whoever sent it.
+        if (!message.getDestination().empty()) {
+            return;
+        }
+        std::string action;
+        message >> action;
+        TEKLO::AAFwk::Want want;
+        subscribers_.Deliver(TEKLO::EventFwk::CommonEventData(want.SetAction(action)));
+    } catch (const std::exception& error) {
+        ReportEventTrouble("an event that can't be read", error.what());
+    }
+}
+
+void EventListener::SleepUntilReady(const sdbus::IConnection::PollData& bus) const {
+    std::array<pollfd, 2> descriptors = {{{bus.fd, bus.events, 0}, {wakeUp_, POLLIN, 0}}};
+    poll(descriptors.data(), descriptors.size(), bus.getPollTimeout());
+    uint64_t count = 0;
+    (void)!read(wakeUp_, &count, sizeof(count));
+}
