@@ -9,4 +9,5 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result);
 void AddStatusCommand(CLI::App& app, ExitCode& result);
 void AddLogCommand(CLI::App& app, ExitCode& result);
 void AddHashCommand(CLI::App& app, ExitCode& result);
+void AddEventCommands(CLI::App& app, ExitCode& result);
 void AddSystemCommands(CLI::App& app, ExitCode& result);

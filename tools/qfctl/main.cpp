@@ -20,7 +20,8 @@ constexpr char EXIT_CODES[] =
     "  0  all passed, found, or done\n"
     "  1  a check failed, or what was asked for is absent or failed\n"
     "  2  the call was wrong\n"
-    "  3  it could not be checked or read\n";
+    "  3  it could not be checked or read\n"
+    "  4  the event did not come\n";
 
 /// The arguments from the last to the first, as the parser takes them. It would take a file "[a,b]" to hash for two.
 std::vector<std::string> Reversed(int argc, char** argv) {
@@ -43,6 +44,7 @@ ExitCode Run(int argc, char** argv) {
     AddStatusCommand(app, result);
     AddLogCommand(app, result);
     AddHashCommand(app, result);
+    AddEventCommands(app, result);
     AddSystemCommands(app, result);
     const std::string name = argc > 1 ? argv[1] : "-";
     const auto isNamed = [&name](const CLI::App* command) { return command->get_name() == name; };

@@ -1,0 +1,159 @@
+#include <CLI/App.hpp>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "commands.h"
+#include "escape.h"
+#include "event_manager.h"
+#include "json_text.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+using TEKLO::EventFwk::CommonEventData;
+using TEKLO::EventFwk::CommonEventManager;
+using TEKLO::QuickFixEngine::CommonEventId;
+using TEKLO::QuickFixEngine::EventManager;
+using TEKLO::QuickFixEngine::g_eventIdToActionMap;
+using TEKLO::QuickFixEngine::ListenerRes;
+
+constexpr double LONGEST_TIMEOUT = 1e9;
+constexpr long LOOK_AGAIN_NS = 100 * 1000 * 1000;
+
+struct NamedEvent {
+    const char* name;
+    CommonEventId id;
+};
+
+constexpr std::array<NamedEvent, 2> EVENTS = {{
+    {"bundle-scan-finished", CommonEventId::BUNDLE_SCAN_FINISHED},
+    {"user-added", CommonEventId::USER_ADDED},
+}};
+
+struct EventOptions {
+    std::string name;
+    double timeout = LONGEST_TIMEOUT;
+    bool json = false;
+
+    CommonEventId Id() const {
+        const auto isNamed = [this](const NamedEvent& event) { return event.name == name; };
+        return std::find_if(EVENTS.begin(), EVENTS.end(), isNamed)->id;
+    }
+};
+
+std::string CheckName(const std::string& name) {
+    for (const NamedEvent& event : EVENTS) {
+        if (event.name == name) {
+            return "";
+        }
+    }
+    return "there is no event " + Quote(name) + "; qfctl events lists them";
+}
+
+std::string CheckSeconds(const std::string& text) {
+    char* end = nullptr;
+    const double seconds = strtod(text.c_str(), &end);
+    const bool isNumber = !text.empty() && *end == '\0';
+    return isNumber && seconds >= 0 && seconds <= LONGEST_TIMEOUT ? "" : "no number of seconds: " + Quote(text);
+}
+
+/// Takes the signals that end a program as answers to `Pause`, once it lives; until then they end it at once.
+class EndSignals {
+public:
+    EndSignals() {
+        sigemptyset(&signals_);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            sigaddset(&signals_, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    }
+
+    /// False when one came.
+    bool Pause() const {
+        const timespec pause = {0, LOOK_AGAIN_NS};
+        return sigtimedwait(&signals_, nullptr, &pause) < 0;
+    }
+
+private:
+    sigset_t signals_ = {};
+};
+
+ExitCode Wait(const EventOptions& options) {
+    const CommonEventId id = options.Id();
+    const std::string& action = g_eventIdToActionMap.at(id);
+    EventManager manager;
+    manager.SubscribeEvent(id);
+    if (!manager.CheckEventListenRes(id, 0)) {
+        return Fail(ExitCode::NOT_CHECKED, "there is no bus to wait on for " + action);
+    }
+    const EndSignals signals;
+    std::cout << "waiting for " << action << std::endl;
+    const auto deadline = steady_clock::now() + std::chrono::duration<double>(options.timeout);
+    bool goesOn = true;
+    while (manager.GetEventListenerRes(id) != ListenerRes::SUCCESS) {
+        if (!goesOn || steady_clock::now() >= deadline) {
+            return Fail(ExitCode::NOT_ARRIVED, action + (goesOn ? " did not come in time" : " did not come so far"));
+        }
+        goesOn = signals.Pause();
+    }
+    std::cout << action << " came\n";
+    return ExitCode::DONE;
+}
+
+ExitCode Publish(const EventOptions& options) {
+    const std::string& action = g_eventIdToActionMap.at(options.Id());
+    TEKLO::AAFwk::Want want;
+    if (!CommonEventManager::PublishCommonEvent(CommonEventData(want.SetAction(action)))) {
+        return Fail(ExitCode::NOT_CHECKED, action + " can't be published");
+    }
+    return ExitCode::DONE;
+}
+
+ExitCode List(const EventOptions& options) {
+    const Json object(cJSON_CreateObject());
+    for (const NamedEvent& event : EVENTS) {
+        const std::string& action = g_eventIdToActionMap.at(event.id);
+        AddText(object, event.name, action);
+        if (!options.json) {
+            std::cout << std::left << std::setw(20) << event.name << "  " << action << "\n";
+        }
+    }
+    if (options.json) {
+        std::cout << ToText(object);
+    }
+    return ExitCode::DONE;
+}
+
+CLI::App* AddEventCommand(CLI::App& app, ExitCode& result, const std::shared_ptr<EventOptions>& options,
+                          const char* name, const char* help, ExitCode (*run)(const EventOptions&)) {
+    CLI::App* command = app.add_subcommand(name, help);
+    command->callback([options, run, &result] { result = run(*options); });
+    return command;
+}
+
+void AddNameTo(CLI::App* command, const std::shared_ptr<EventOptions>& options) {
+    command->add_option("EVENT", options->name, "bundle-scan-finished or user-added")->required()->check(CheckName);
+}
+
+}  // namespace
+
+void AddEventCommands(CLI::App& app, ExitCode& result) {
+    const auto options = std::make_shared<EventOptions>();
+    CLI::App* wait = AddEventCommand(app, result, options, "wait", "Wait until the system broadcasts EVENT", Wait);
+    AddNameTo(wait, options);
+    wait->add_option("--timeout", options->timeout, "Give up after SECONDS on the bus (default: never)")
+        ->type_name("SECONDS")
+        ->check(CheckSeconds);
+    AddNameTo(AddEventCommand(app, result, options, "publish", "Broadcast EVENT in the system's place", Publish),
+              options);
+    AddEventCommand(app, result, options, "events", "List the events with their actions", List)
+        ->add_flag("--json", options->json, "Print a JSON object");
+}
