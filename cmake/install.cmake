@@ -1,10 +1,15 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS quickfix_utils quickfix_platform EXPORT QuickFixUtilsTargets)
+install(TARGETS quickfix_utils EXPORT QuickFixUtilsTargets)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
-install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
-# A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
-install(FILES platform/linux/dbus/teklo.CommonEventService.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
+if(TARGET quickfix_platform)
+  install(TARGETS quickfix_platform EXPORT QuickFixUtilsTargets)
+  install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+endif()
+if(QUICKFIX_PLATFORM STREQUAL linux)
+  # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
+  install(FILES platform/linux/dbus/teklo.CommonEventService.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
 install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir})
@@ -18,5 +23,11 @@ install(FILES
 
 # Relative to the file itself, so that an installed tree can be moved.
 file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+if(QUICKFIX_PLATFORM STREQUAL linux)
+  set(pc_platform_requires "libsystemd sdbus-c++")
+endif()
+if(TARGET quickfix_platform)
+  set(pc_platform_libs "-lquickfix_platform")
+endif()
 configure_file(cmake/quickfix_utils.pc.in quickfix_utils.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quickfix_utils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -8,6 +8,7 @@
 #include <regex>
 
 #include "platform/bounds_checked.h"
+#include "platform/parameter.h"
 #include "platform/plume_log.h"
 #include "support/files.h"
 
@@ -106,6 +107,32 @@ TEST(BoundsChecked, BoundMayExceedWhatIsLeftOfTheBuffer) {
     EXPECT_EQ(sprintf_s(text, sizeof(text), "%02x", 0xab), 2);
     EXPECT_EQ(sprintf_s(text + 2, sizeof(text), "%02x", 0x0c), 2);
     EXPECT_STREQ(text, "ab0c");
+}
+
+TEST(GetParameter, ReadsLinesOfKeyAndValue) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "default"},
+        {"key=abcdef\n", "abcdef"},
+        {"other=1\n key =\ta=b c \r\n", "a=b c"},
+        {"# key=9\n=8\nno sign\nkey=1\nkey=2", "2"},
+        {"key=\n", ""},
+        {"keyx=1\n", "default"},
+        {std::string("key=a\0b\n", 8), "a"},
+    };
+    std::array<char, 16> value = {};
+    setenv("QUICKFIX_PARAMETERS", "/tmp/parameters", 1);
+    EXPECT_EQ(GetParameter("key", "", value.data(), value.size()), 0) << "a missing file is an empty store";
+    for (const auto& [content, expected] : cases) {
+        Write("/tmp/parameters", content);
+        EXPECT_EQ(GetParameter("key", "default", value.data(), value.size()), static_cast<int>(expected.size()));
+        EXPECT_EQ(value.data(), expected) << content;
+    }
+    Write("/tmp/parameters", "key=abcdef\n");
+    EXPECT_EQ(GetParameter("key", "", value.data(), 4), 3);
+    EXPECT_STREQ(value.data(), "abc");
+    EXPECT_LE(GetParameter("key", "", value.data(), 0), 0);
+    setenv("QUICKFIX_PARAMETERS", "/tmp", 1);
+    EXPECT_LT(GetParameter("key", "", value.data(), value.size()), 0) << "it can't be read";
 }
 
 }  // namespace

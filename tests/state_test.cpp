@@ -9,10 +9,11 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
+#include <tuple>
 
 #include "error_code_wrapper.h"
 #include "json_tool.h"
-#include "platform/parameter.h"
+#include "memory_platform.h"
 #include "quick_fix_status_record.h"
 #include "string_utils.h"
 #include "support/files.h"
@@ -212,42 +213,33 @@ TEST(StatusRecord, AnyOtherUserKeepsModeAndOwner) {
                                                        "E SetStatus: SetStatus failed. file path : /nowhere/status."}));
 }
 
-TEST(Parameters, StoreAndBaseVersion) {
+TEST(SysUtils, BaseVersion) {
     const std::string constant = "const.comp.kt.product_base_version.real";
     const std::string readOnly = "ro.comp.kt.product_base_version.real";
-    const std::pair<std::string, std::string> cases[] = {
-        {"", ""},
-        {readOnly + "=1.0\n", "1.0"},
-        {readOnly + "=1.0\n" + constant + " =\t2.0 \r\n", "2.0"},
-        {constant + "=\n" + readOnly + "=1=0\n", "1=0"},
-        {"# " + constant + "=9\n=8\nno sign\n" + constant + "=1\n" + constant + "=2", "2"},
-        {constant + "=" + std::string(300, 'x'), std::string(255, 'x')},
-        {constant + "x=1\n", ""},
+    const std::vector<std::tuple<std::string, std::string, std::string>> steps = {
+        {"other", "1", ""},
+        {readOnly, "1.0", "1.0"},
+        {constant, "2.0", "2.0"},
+        {constant, "", "1.0"},
+        {constant, std::string(300, 'x'), std::string(255, 'x')},
     };
-    setenv("QUICKFIX_PARAMETERS", "/tmp/parameters", 1);
     PlumeCapture capture;
-    EXPECT_EQ(SysUtils::GetBaseVersion(), "") << "a missing file is an empty store";
-    for (const auto& [content, version] : cases) {
-        Write("/tmp/parameters", content);
-        EXPECT_EQ(SysUtils::GetBaseVersion(), version) << content;
+    for (const auto& [key, value, version] : steps) {
+        TEKLO::MemoryPlatform::SetParameter(key, value);
+        EXPECT_EQ(SysUtils::GetBaseVersion(), version) << key << "=" << value;
     }
+    TEKLO::MemoryPlatform::FailParameters(-2);
+    EXPECT_EQ(SysUtils::GetBaseVersion(), "");
+    TEKLO::MemoryPlatform::FailParameters(0);
     const Records records = capture.Take();
-    EXPECT_EQ(records[0], "E GetBaseVersion: get base version error");
-    EXPECT_EQ(records[2], "I GetBaseVersion: get base version: 1.0 success");
-
-    char value[4] = "xxx";
-    Write("/tmp/parameters", "key=abcdef\n");
-    EXPECT_EQ(GetParameter("key", "", value, sizeof(value)), 3);
-    EXPECT_STREQ(value, "abc");
-    EXPECT_EQ(GetParameter("other", "de", value, sizeof(value)), 2);
-    EXPECT_STREQ(value, "de");
-    EXPECT_LE(GetParameter("key", "", value, 0), 0);
+    EXPECT_EQ(records.front(), "E GetBaseVersion: get base version error");
+    EXPECT_EQ(records[1], "I GetBaseVersion: get base version: 1.0 success");
+    EXPECT_EQ(records.back(), "E GetBaseVersion: get base version error");
 }
 
 TEST(OtherPeoplesFiles, NothingThatIsReadCrashes) {
     std::mt19937 random(20);
     const std::string alphabet = std::string("=\n#{}[]\":,0 aK\\\"\xff\x80\r") + '\0';
-    setenv("QUICKFIX_PARAMETERS", "/tmp/random", 1);
     PlumeCapture capture;
     for (int i = 0; i < 3000; ++i) {
         std::string content(random() % 400, '\0');
@@ -255,7 +247,6 @@ TEST(OtherPeoplesFiles, NothingThatIsReadCrashes) {
         Write("/tmp/random", content);
         const QuickFixStatus status = Record("/tmp/random").GetStatus();
         EXPECT_LE(status.version.size(), 254U);
-        (void)SysUtils::GetBaseVersion();
         cJSON_Delete(JsonTool::ParseJsonFromFile("/tmp/random"));
     }
 }

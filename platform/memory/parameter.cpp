@@ -1,0 +1,46 @@
+#include "platform/parameter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <mutex>
+
+#include "memory_platform.h"
+
+namespace {
+
+struct Store {
+    std::mutex mutex;
+    std::map<std::string, std::string> values;
+    int failure = 0;
+};
+
+Store& TheStore() {
+    static Store& store = *new Store;
+    return store;
+}
+
+}  // namespace
+
+int GetParameter(const char* key, const char* defaultValue, char* value, unsigned int length) {
+    const std::lock_guard<std::mutex> lock(TheStore().mutex);
+    if (length == 0 || TheStore().failure != 0) {
+        return std::min(TheStore().failure, -1);
+    }
+    const auto entry = TheStore().values.find(key);
+    const std::string found = entry != TheStore().values.end() ? entry->second : defaultValue;
+    const size_t copied = std::min<size_t>(found.size(), length - 1);
+    memcpy(value, found.data(), copied);
+    value[copied] = '\0';
+    return static_cast<int>(copied);
+}
+
+void TEKLO::MemoryPlatform::SetParameter(const std::string& key, const std::string& value) {
+    const std::lock_guard<std::mutex> lock(TheStore().mutex);
+    TheStore().values[key] = value;
+}
+
+void TEKLO::MemoryPlatform::FailParameters(int code) {
+    const std::lock_guard<std::mutex> lock(TheStore().mutex);
+    TheStore().failure = code;
+}
