@@ -41,8 +41,10 @@ enum class ListenerRes : int32_t {
 /// Threads: one thread calls everything but `OnReceiveEvent`, which the platform calls on its event thread. There is no
 /// lock and nothing is atomic; the order of the calls makes it safe. What both threads share, by design, is the result of
 /// a subscribed event: its entry exists before the platform can deliver, from then on the event thread only overwrites
-/// the 32 bits that `GetEventListenerRes` reads. Subscribing while another event of the same manager is being delivered
-/// is outside of that; so is unsubscribing, unless the platform waits for a running delivery, as the Linux port does.
+/// the 32 bits that `GetEventListenerRes` reads. Outside of that is to subscribe one event, or to unsubscribe it (also
+/// by a successful `CheckEventListenRes` and by destruction), while this manager's other event is being delivered: wait
+/// for events that may come at the same time with a manager each. The event itself may be on its way, since the Linux
+/// port ends an unsubscription only when no delivery to it is running.
 class [[gnu::visibility("default")]] EventManager : public IEventReceiver {
 public:
     /// Records "EventManager::EventManager" at info level.
@@ -84,7 +86,7 @@ public:
     /// too. When it did, unsubscribes it.
     ///
     /// Returns whether the event was subscribed, not whether it arrived: a timeout, with the subscription left in place,
-    /// gives true as well. `GetEventListenerRes` tells, asked before.
+    /// gives true as well. Who needs to know polls `GetEventListenerRes` instead.
     ///
     /// Records at info level "Successful event listening, count %{public}d", or "CheckEventListenRes end, eventId
     /// %{public}d" when the looks are used up; at error level "eventId %{public}d not SubscribeEvent".

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <ctime>
 #include <functional>
+#include <regex>
 #include <vector>
 
 #include "event_manager.h"
 #include "event_subscriber.h"
 #include "memory_platform.h"
+#include "support/files.h"
 #include "support/plume_capture.h"
 
 using namespace TEKLO::EventFwk;
@@ -102,6 +104,10 @@ TEST_F(Events, SubscribingIsTriedTenTimesWithASecondBehindEachRefusal) {
         EXPECT_EQ(manager.CheckEventListenRes(USER, 0), refusals < 10);
         EXPECT_THAT(Take(), ElementsAre(refusals < 10 ? "I CheckEventListenRes: CheckEventListenRes end, eventId 2"
                                                       : "E CheckEventListenRes: eventId 2 not SubscribeEvent"));
+        manager.SubscribeEvent(USER);
+        EXPECT_EQ(Take().back(), refusals < 10
+                                     ? "E SubscribeEvent: SubscribeEvent commonEventId 2 had been subscribed"
+                                     : "I SubscribeEvent: SubscribeEvent event teklo.event.USER_ADDED success");
     }
 }
 
@@ -213,6 +219,35 @@ TEST_F(Events, TheSubscriberForwardsTheVeryEvent) {
     EventSubscriber(info).OnReceiveEvent(Event("any"));
     EXPECT_THAT(Take(), ElementsAre("I OnReceiveEvent: OnReceiveEvent get action: any",
                                     "I OnReceiveEvent: OnReceiveEvent commonEventReceiver_ is null"));
+}
+
+TEST_F(Events, EachRecordIsInTheFileLogToo) {
+    g_surroundings.refusals = 1;
+    {
+        EventManager manager;
+        manager.CheckEventListenRes(SCAN, 1);
+        manager.SubscribeEvent(CommonEventId::UNKNOWN);
+        manager.SubscribeEvent(SCAN);
+        manager.SubscribeEvent(SCAN);
+        manager.CheckEventListenRes(SCAN, 0);
+        manager.OnReceiveEvent(Event("other"));
+        manager.OnReceiveEvent(Event(USER_ACTION));
+        Deliver(SCAN_ACTION);
+        manager.CheckEventListenRes(SCAN, 1);
+        EventSubscriber(CommonEventSubscribeInfo(MatchingSkills())).OnReceiveEvent(Event(""));
+    }
+    std::string records;
+    int ofSubscribers = 0;
+    for (const std::string& raw : capture_.TakeRaw()) {
+        const size_t place = raw.find('[');
+        const size_t text = raw.find("] ") + 2;
+        const bool ofSubscriber = raw.compare(place, 32, "[event_subscriber(OnReceiveEvent") == 0;
+        ofSubscribers += ofSubscriber ? 1 : 0;
+        EXPECT_TRUE(ofSubscriber || raw.compare(place, 15, "[event_manager(") == 0) << raw;
+        records += raw.substr(place, text - place - 1) + raw.substr(text) + "\n";
+    }
+    EXPECT_EQ(ofSubscribers, 3);
+    EXPECT_EQ(std::regex_replace(Read(FIRST_LOG), std::regex("[0-9 :.-]{23}(\\[)"), "$1"), records);
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 
 #include "classic_locale.h"
 
+namespace TEKLO::Platform {
+
 namespace {
 
 constexpr std::string_view PUBLIC_MARKER = "{public}";
@@ -187,3 +189,5 @@ std::string EscapeControls(const std::string& text) {
     }
     return escaped;
 }
+
+}  // namespace TEKLO::Platform

@@ -1,6 +1,3 @@
-#include <exception>
-
-#include "event_bus.h"
 #include "event_listener.h"
 #include "event_publisher.h"
 #include "platform/common_event.h"
@@ -9,8 +6,11 @@ namespace TEKLO::EventFwk {
 
 namespace {
 
-// Never destroyed: static destructors may still unsubscribe. But from the end of the program on nothing is delivered
-// to objects that may be gone.
+using Platform::EventListener;
+using Platform::EventPublisher;
+
+// Never destroyed: static destructors may still unsubscribe. But deliveries end before the destruction of static objects
+// that are older than the first subscription.
 EventListener& Listener() {
     static EventListener& listener = *new EventListener;
     static const struct StopAtExit {

@@ -5,6 +5,8 @@
 
 #include "plume_record.h"
 
+namespace TEKLO::Platform {
+
 namespace {
 
 constexpr std::chrono::seconds CALL_TIMEOUT{2};
@@ -37,3 +39,5 @@ void ReportEventTrouble(const std::string& what, const std::string& why) {
     constexpr unsigned int domain = 0xD002E03;
     WritePlumeRecord(level, domain, "QuickFixEvents", what + ": " + why);
 }
+
+}  // namespace TEKLO::Platform

@@ -7,13 +7,17 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <exception>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "event_bus.h"
+
+namespace TEKLO::Platform {
 
 namespace {
 
@@ -27,33 +31,49 @@ std::string BroadcastsOfTheService() {
            EVENT_SIGNAL + "'";
 }
 
-/// The process's signals are for its own threads.
-void BlockSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
+/// Blocks, while it lives, the signals that are sent to the process: they are for its own threads, not for one that is
+/// started meanwhile. Those of a thread's own faults stay.
+class SignalBlock {
+public:
+    SignalBlock() {
+        sigset_t signals;
+        sigfillset(&signals);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
+            sigdelset(&signals, fault);
+        }
+        pthread_sigmask(SIG_BLOCK, &signals, &former_);
+    }
+    ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+    SignalBlock(const SignalBlock&) = delete;
+    SignalBlock& operator=(const SignalBlock&) = delete;
+
+private:
+    sigset_t former_ = {};
+};
 
 }  // namespace
 
-EventListener::EventListener() : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-
 bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
     // First the list, then the connection: the thread gives the connection up when it finds the list empty.
-    if (!subscribers_.Add(subscriber) || EnsureConnected()) {
-        return true;
+    const bool added = subscribers_.Add(subscriber);
+    const bool connected = EnsureConnected();
+    if (added && !connected) {
+        Unsubscribe(subscriber);
     }
-    Unsubscribe(subscriber);
-    return false;
+    return connected;
 }
 
 bool EventListener::Unsubscribe(const SubscriberList::Subscriber& subscriber) {
     const bool removed = subscribers_.Remove(subscriber);
+    const std::lock_guard<std::mutex> lock(mutex_);
     Wake();
     return removed;
 }
 
 void EventListener::Stop() {
+    if (process_ != 0 && process_ != getpid()) {
+        return;  // a forked child has no such thread, and perhaps a locked mutex
+    }
     std::unique_lock<std::mutex> lock(mutex_);
     stopped_ = true;
     changed_.notify_all();
@@ -75,8 +95,8 @@ bool EventListener::EnsureConnected() {
     if (connected_ || stopped_ || thread_.get_id() == std::this_thread::get_id()) {
         return connected_;
     }
-    if (!thread_.joinable()) {
-        thread_ = std::thread([this] { Run(); });
+    if (!EnsureStarted()) {
+        return false;
     }
     // An attempt that is under way may have begun before there was a bus.
     const uint64_t attempt = startedAttempts_ + 1;
@@ -86,13 +106,31 @@ bool EventListener::EnsureConnected() {
     return connected_;
 }
 
+bool EventListener::EnsureStarted() {
+    if (thread_.joinable()) {
+        return true;
+    }
+    try {
+        wakeUp_ = wakeUp_ < 0 ? eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : wakeUp_;
+        if (wakeUp_ < 0) {
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+        }
+        const SignalBlock block;
+        thread_ = std::thread([this] { Run(); });
+        process_ = getpid();
+        return true;
+    } catch (const std::system_error& error) {
+        ReportEventTrouble("no thread to hear events on", error.what());
+        return false;
+    }
+}
+
 void EventListener::Wake() const {
     const uint64_t one = 1;
     (void)!write(wakeUp_, &one, sizeof(one));
 }
 
 void EventListener::Run() {
-    BlockSignals();
     pthread_setname_np(pthread_self(), "quickfix-events");
     while (WaitForWork()) {
         Listen();
@@ -140,6 +178,7 @@ void EventListener::Listen() {
 bool EventListener::GoesOn() {
     const std::lock_guard<std::mutex> lock(mutex_);
     const bool goesOn = !stopped_ && !subscribers_.IsEmpty();
+    requested_ = false;
     if (std::exchange(connected_, goesOn) != goesOn) {
         changed_.notify_all();
     }
@@ -154,8 +193,8 @@ void EventListener::Receive(sdbus::Message& message) {
         }
         std::string action;
         message >> action;
-        TEKLO::AAFwk::Want want;
-        subscribers_.Deliver(TEKLO::EventFwk::CommonEventData(want.SetAction(action)));
+        AAFwk::Want want;
+        subscribers_.Deliver(EventFwk::CommonEventData(want.SetAction(action)));
     } catch (const std::exception& error) {
         ReportEventTrouble("an event that can't be read", error.what());
     }
@@ -167,3 +206,5 @@ void EventListener::SleepUntilReady(const sdbus::IConnection::PollData& bus) con
     uint64_t count = 0;
     (void)!read(wakeUp_, &count, sizeof(count));
 }
+
+}  // namespace TEKLO::Platform

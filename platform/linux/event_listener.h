@@ -2,6 +2,7 @@
 
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/Message.h>
+#include <sys/types.h>
 
 #include <condition_variable>
 #include <cstdint>
@@ -10,11 +11,13 @@
 
 #include "subscriber_list.h"
 
+namespace TEKLO::Platform {
+
 /// Hears broadcasts on the bus and delivers them, on a thread of its own. The connection is the thread's alone, open
 /// while there are subscribers, and opened again when it is lost.
 class EventListener {
 public:
-    EventListener();
+    EventListener() = default;
     ~EventListener() = delete;  // its thread may outlive everything else
     EventListener(const EventListener&) = delete;
     EventListener& operator=(const EventListener&) = delete;
@@ -27,6 +30,7 @@ public:
 
 private:
     bool EnsureConnected();
+    bool EnsureStarted();
     void Wake() const;
 
     // The thread's own.
@@ -38,10 +42,11 @@ private:
     void SleepUntilReady(const sdbus::IConnection::PollData& bus) const;
 
     SubscriberList subscribers_;
-    const int wakeUp_;
-    bool troubleReported_ = false;
+    bool troubleReported_ = false;  // the thread's own
 
     std::mutex mutex_;
+    int wakeUp_ = -1;
+    pid_t process_ = 0;
     std::condition_variable changed_;
     bool connected_ = false;
     bool requested_ = false;
@@ -51,3 +56,5 @@ private:
     uint64_t finishedAttempts_ = 0;
     std::thread thread_;
 };
+
+}  // namespace TEKLO::Platform

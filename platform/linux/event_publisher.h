@@ -6,16 +6,22 @@
 #include <mutex>
 #include <string>
 
-/// Sends broadcasts, each under the event service's name, which is owned only while sending: several programs can take
-/// turns.
+namespace TEKLO::Platform {
+
+/// Sends broadcasts, each under the event service's name, which is owned only while sending: another program may publish
+/// too, but not in the same moment.
 class EventPublisher {
 public:
     bool Publish(const std::string& action);
 
 private:
+    void OwnName();
+    bool TryToOwnNameAgain();
     void Send(const std::string& action);
 
     std::mutex mutex_;
     std::string bus_;
     std::unique_ptr<sdbus::IConnection> connection_;
 };
+
+}  // namespace TEKLO::Platform

@@ -11,9 +11,9 @@ int PlumePrint(int /*type*/, int level, unsigned int domain, const char* tag, co
     const int callersErrno = errno;
     std::va_list arguments;
     va_start(arguments, format);
-    const std::string text = RenderPlumeText(format, arguments);
+    const std::string text = TEKLO::Platform::RenderPlumeText(format, arguments);
     va_end(arguments);
-    WritePlumeRecord(level, domain, tag, text);
+    TEKLO::Platform::WritePlumeRecord(level, domain, tag, text);
     errno = callersErrno;
     return static_cast<int>(text.size());
 }

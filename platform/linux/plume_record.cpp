@@ -18,6 +18,8 @@
 
 #include "plume_format.h"
 
+namespace TEKLO::Platform {
+
 namespace {
 
 constexpr char JOURNAL_SOCKET[] = "/run/systemd/journal/socket";
@@ -105,3 +107,5 @@ void WritePlumeRecord(int level, unsigned int domain, const char* tag, const std
         WriteToStderr(level, domain, tag, text);
     }
 }
+
+}  // namespace TEKLO::Platform

@@ -6,11 +6,13 @@
 
 #include "event_bus.h"
 
-using TEKLO::EventFwk::CommonEventData;
+namespace TEKLO::Platform {
+
+using EventFwk::CommonEventData;
 
 namespace {
 
-void CallHarmlessly(TEKLO::EventFwk::CommonEventSubscriber& subscriber, const CommonEventData& data) {
+void CallHarmlessly(EventFwk::CommonEventSubscriber& subscriber, const CommonEventData& data) {
     constexpr char what[] = "a subscriber threw an exception";
     try {
         subscriber.OnReceiveEvent(data);
@@ -73,3 +75,5 @@ void SubscriberList::Deliver(const CommonEventData& data) {
         delivered_.notify_all();
     }
 }
+
+}  // namespace TEKLO::Platform

@@ -9,10 +9,12 @@
 
 #include "platform/common_event.h"
 
+namespace TEKLO::Platform {
+
 /// Who hears of broadcasts. One thread delivers; any thread adds and removes, also from within a delivery.
 class SubscriberList {
 public:
-    using Subscriber = std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber>;
+    using Subscriber = std::shared_ptr<EventFwk::CommonEventSubscriber>;
 
     /// False for one that is in the list already.
     bool Add(const Subscriber& subscriber);
@@ -24,7 +26,7 @@ public:
     bool IsEmpty() const;
 
     /// To all that were in the list when it began and still are when it is their turn, in the order they were added.
-    void Deliver(const TEKLO::EventFwk::CommonEventData& data);
+    void Deliver(const EventFwk::CommonEventData& data);
 
 private:
     std::map<uint64_t, Subscriber>::iterator Find(const Subscriber& subscriber);
@@ -36,3 +38,5 @@ private:
     const void* receiving_ = nullptr;
     std::thread::id deliverer_;
 };
+
+}  // namespace TEKLO::Platform

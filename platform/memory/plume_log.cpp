@@ -25,7 +25,7 @@ Log& TheLog() {
 int PlumePrint(int type, int level, unsigned int domain, const char* tag, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::string text = RenderPlumeText(format, arguments);
+    std::string text = TEKLO::Platform::RenderPlumeText(format, arguments);
     va_end(arguments);
     const auto length = static_cast<int>(text.size());
     const std::lock_guard<std::mutex> lock(TheLog().mutex);

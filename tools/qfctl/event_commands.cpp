@@ -70,8 +70,12 @@ class EndSignals {
 public:
     EndSignals() {
         sigemptyset(&signals_);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-            sigaddset(&signals_, signal);
+        sigaddset(&signals_, SIGINT);
+        sigaddset(&signals_, SIGTERM);
+        struct sigaction hangUp = {};
+        sigaction(SIGHUP, nullptr, &hangUp);
+        if (hangUp.sa_handler != SIG_IGN) {  // nohup
+            sigaddset(&signals_, SIGHUP);
         }
         pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     }

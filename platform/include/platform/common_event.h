@@ -13,8 +13,10 @@
 /// The Linux port: a broadcast is the D-Bus signal `Published` of the interface `teklo.CommonEvent`; its first argument
 /// is the action. Only broadcasts of the owner of the bus name `teklo.CommonEventService` are taken. The bus is the
 /// system's, or what the environment variable QUICKFIX_EVENT_BUS says (not in a set-user-id process): `system`,
-/// `session`, or an address such as `unix:path=/tmp/bus`. A process that forks must subscribe or publish on one side
-/// of the fork only. Why a bus can't be reached goes to the platform log, once.
+/// `session`, or an address such as `unix:path=/tmp/bus`. Its thread has the process's signals blocked, and what a
+/// delivery starts inherits that. When the program ends, deliveries end before the destruction of static objects that are
+/// older than the first subscription. A process that forks may subscribe and publish on one side of the fork only. The
+/// platform log says why a bus can't be reached, once for each time it is lost, and why an event wasn't published.
 #pragma once
 
 #include <memory>
@@ -92,7 +94,7 @@ public:
     /// From a result of true on, the broadcasts that match are delivered, and keep coming after the bus was lost and
     /// found again; those sent in between are missed. A subscriber that is subscribed already is not added again.
     /// False when there is no bus (known at once when it is absent, within 2000 ms when it doesn't answer) or no
-    /// subscriber.
+    /// subscriber; what was subscribed before stays so.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// Waits until no delivery to the subscriber is running any more, unless called from within a delivery. False when
@@ -100,7 +102,8 @@ public:
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// True when the bus has passed the broadcast on. False when there is no bus, or when it doesn't let the process own
-    /// the event service's name, which is done only while sending.
+    /// the event service's name, which is done only while sending. A bus that is there but doesn't answer costs the bus
+    /// library's time limit, 90 seconds.
     static bool PublishCommonEvent(const CommonEventData& data);
 };
 
