@@ -320,7 +320,6 @@ private:
 };
 
 TEST(EventBus, NothingIsDeliveredToWhatTheEndOfTheProcessDestroyed) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto end = [](int exitFrom) {
         static const BusDaemon daemon;
         static const Flood flood(ACTION);

@@ -1,5 +1,6 @@
 #include "file_utils.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/statfs.h>
@@ -70,6 +71,27 @@ TEST(FileQueries, FileSize) {
               (Records{text + "file size 1536 ", text + "file size 1 ", text + "file size 0 ", text + "file size -1 ",
                        text + "huge size -2147483643 ", text + "huge size 2048 ", "E GetFileSize: GetFileSize failed",
                        "E FileIsExist: filePath is empty", "E GetFileSize: GetFileSize failed"}));
+}
+
+TEST(FileQueries, LargeFilesAndLateTimes) {
+    fs::create_directories("/tmp/late/dir");
+    Write("/tmp/late/dir/file", "");
+    fs::resize_file("/tmp/late/dir/file", 3ULL << 30);
+    const timespec past2038 = {static_cast<time_t>(2500000000), 0};
+    const timespec times[] = {past2038, past2038};
+    for (const char* path : {"/tmp/late/dir/file", "/tmp/late/dir", "/tmp/late"}) {
+        ASSERT_EQ(utimensat(AT_FDCWD, path, times, 0), 0);
+    }
+    ASSERT_GT(Stat("/tmp/late/dir/file").st_mtime, 2400000000);
+    EXPECT_EQ(FileUtils::GetDirSize("/tmp/late"), 3U << 20);
+    EXPECT_EQ(FileUtils::GetFileSize("/tmp/late/dir/file", FileSizeUnit::MB), 3072);
+    EXPECT_TRUE(FileUtils::DirIsExist("/tmp/late/dir"));
+    EXPECT_TRUE(FileUtils::FileIsExist("/tmp/late/dir/file"));
+    EXPECT_GE(FileUtils::GetDiskFreeSpace("/tmp/late"), 0);
+    std::fstream stream;
+    EXPECT_TRUE(FileUtils::OpenFile(stream, "/tmp/late/dir/file", std::ios::in, 0600));
+    EXPECT_TRUE(FileUtils::CleanDir("/tmp/late", false));
+    EXPECT_EQ(Stat("/tmp/late/dir").st_mode, 0U);
 }
 
 TEST(FileQueries, DirSizeCountsFilesAndLinkedFilesButNotLinkedFolders) {

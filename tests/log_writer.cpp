@@ -1,4 +1,4 @@
-// Logs the numbers from the first argument to the second, at the speed of an engine that is in a hurry.
+// Logs the numbers from the first argument to the second, in bursts with pauses in which a reader can follow.
 
 #include <chrono>
 #include <cstdlib>
@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
     for (auto i = static_cast<int>(std::strtol(argv[1], nullptr, 10)); i <= last; ++i) {
         QF_FILE_LOGI("record %{public}d of some length, so that a file is full after some hundred of them", i);
         if (i % 100 == 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     }
 }

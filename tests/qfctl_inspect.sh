@@ -152,23 +152,29 @@ rm -f $logs/*
 
 # log --follow: a real logger writes through many rotations; its files are emptied, deleted, torn; the reader of the
 # output is slow. No line is lost, none comes twice.
+followed_to() {
+  for _ in {1..200}; do
+    [[ $(tail -n 1 followed 2>/dev/null) != *"record $1 of"* ]] || return 0
+    sleep 0.1
+  done
+  fail "record $1 was not followed to"
+}
 mkfifo pipe
 { sleep 1; cat >followed; } <pipe &
 "$QFCTL" log --follow >pipe &
 follower=$!
 run 0 "$LOG_WRITER" 1 4000
+followed_to 4000
 run 0 qfctl log --clear
 run 0 "$LOG_WRITER" 4001 4010
+followed_to 4010
 rm $logs/*
 run 0 "$LOG_WRITER" 4011 8000
 printf torn >>$logs/quickfix_2.log
 sleep 0.3
 truncate -s -4 $logs/quickfix_2.log
 run 0 "$LOG_WRITER" 8001 8001
-for _ in {1..100}; do
-  [[ $(tail -n 1 followed) == *"record 8001 of"* ]] && break
-  sleep 0.1
-done
+followed_to 8001
 kill $follower
 is "$(grep -o 'record [0-9]*' followed | cut -d ' ' -f 2)" "$(seq 8001)"
 

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <memory>
 #include <sstream>
+#include <system_error>
 
 #include "classic_locale.h"
 #include "directory_listing.h"
@@ -97,6 +98,21 @@ int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
             return static_cast<int>(bytes / BYTES_PER_MIB);
     }
     return -1;
+}
+
+/// The size of a regular file, links followed, 0 for anything else and for a dangling link. By a query of its own: the
+/// standard library's fails on 32-bit systems for a file with a time past 2038.
+uint64_t RegularFileSize(const fs::directory_entry& entry) {
+    struct stat status = {};
+    if (stat(entry.path().c_str(), &status) == 0) {
+        return S_ISREG(status.st_mode) ? static_cast<uint64_t>(status.st_size) : 0;
+    }
+    const std::error_code error(errno, std::generic_category());
+    const bool missing = error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+    if (missing && entry.is_symlink()) {
+        return 0;
+    }
+    throw fs::filesystem_error("cannot get file size", entry.path(), error);
 }
 
 Digest ComputeDigest(FILE* file) {
@@ -179,8 +195,8 @@ int FileUtils::GetFileSize(const std::string& filePath, FileSizeUnit unit) {
 }
 
 uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
-    std::error_code ignored;
-    if (!fs::is_directory(dirPath, ignored)) {
+    struct stat status = {};
+    if (stat(dirPath.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
         QF_LOGE("invalid path");
         return 0;
     }
@@ -191,10 +207,10 @@ uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
         const fs::path directory = std::move(pending.back());
         pending.pop_back();
         for (const auto& entry : fs::directory_iterator(directory, fs::directory_options::skip_permission_denied)) {
-            if (fs::is_directory(entry.symlink_status())) {
+            if (!entry.is_symlink() && entry.is_directory()) {
                 pending.push_back(entry.path());
-            } else if (entry.is_regular_file()) {
-                total += entry.file_size();
+            } else {
+                total += RegularFileSize(entry);
             }
         }
     }

@@ -61,12 +61,12 @@ private:
 }  // namespace
 
 std::string WhyNotWritable(const std::string& path) {
-    std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (fs::exists(status) && !fs::is_regular_file(status)) {
+    struct stat status = {};
+    const bool found = stat(path.c_str(), &status) == 0;
+    if (found && !S_ISREG(status.st_mode)) {
         return "it is not a regular file";
     }
-    if (fs::is_symlink(fs::symlink_status(path, error)) && !fs::exists(status)) {
+    if (!found && lstat(path.c_str(), &status) == 0) {
         return "it is a link to nowhere";
     }
     const std::string folder = fs::absolute(path).parent_path();

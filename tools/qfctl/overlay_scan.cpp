@@ -1,5 +1,6 @@
 #include "overlay_scan.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,22 +18,18 @@ namespace {
 
 constexpr char SAFE_ASCII[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_-.+,:@%=";
 
-bool IsEndless(const fs::file_status& status) {
-    return fs::is_fifo(status) || fs::is_character_file(status);
-}
-
 /// Why the checks of one file would not tell the truth about it; empty when they would.
 std::string WhyNotComparable(const std::string& path) {
-    std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (status.type() == fs::file_type::not_found) {
+    struct stat status = {};
+    const bool found = stat(path.c_str(), &status) == 0;
+    if (!found && (errno == ENOENT || errno == ENOTDIR)) {
         return "";
     }
-    if (IsEndless(status)) {
+    if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
         return Quote(path) + " is a pipe or a device, reading it may never end";
     }
-    if (error || access(path.c_str(), R_OK) != 0) {
-        return Quote(path) + " can't be read: " + (error ? error.message() : strerror(errno));
+    if (!found || access(path.c_str(), R_OK) != 0) {
+        return Quote(path) + " can't be read: " + strerror(errno);
     }
     return "";
 }
@@ -72,10 +69,10 @@ OverlayScan ScanOverlay(const std::string& overlay) {
                 scan.unsafeNames.push_back(path);
             }
             std::error_code unknown;
-            const fs::file_status status = entries->symlink_status(unknown);
-            if (fs::is_directory(status)) {
+            const bool link = entries->is_symlink(unknown);
+            if (!link && entries->is_directory(unknown)) {
                 pending.push_back(path);
-            } else if (fs::is_regular_file(status)) {
+            } else if (!link && entries->is_regular_file(unknown)) {
                 ScanFile(path, overlay, scan);
             } else if (unknown) {
                 scan.obstacles.push_back(Quote(path) + " can't be examined: " + unknown.message());
