@@ -170,7 +170,13 @@ TEST(EventBus, DeliversWhatTheServicePublishes) {
         service.Send(ACTION, std::string("more"));
         service.Names();
     }
-    EXPECT_TRUE(Publish("test.OTHER"));
+    auto publisher = std::make_unique<Sender>(SERVICE);
+    std::thread end([&publisher] {
+        publisher->Names();
+        publisher.reset();
+    });
+    EXPECT_TRUE(Publish("test.OTHER")) << "waits for another publisher";
+    end.join();
     EXPECT_TRUE(other->WaitFor(1));
     EXPECT_EQ(listener->Count(), 2);
     EXPECT_TRUE(Unsubscribe(listener));

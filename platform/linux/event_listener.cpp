@@ -53,7 +53,15 @@ private:
 
 }  // namespace
 
+/// In a forked child there is no such thread, and perhaps a locked mutex.
+bool EventListener::IsInherited() const {
+    return process_ != 0 && process_ != getpid();
+}
+
 bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
+    if (IsInherited()) {
+        return false;
+    }
     // First the list, then the connection: the thread gives the connection up when it finds the list empty.
     const bool added = subscribers_.Add(subscriber);
     const bool connected = EnsureConnected();
@@ -64,6 +72,9 @@ bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
 }
 
 bool EventListener::Unsubscribe(const SubscriberList::Subscriber& subscriber) {
+    if (IsInherited()) {
+        return false;
+    }
     const bool removed = subscribers_.Remove(subscriber);
     const std::lock_guard<std::mutex> lock(mutex_);
     Wake();
@@ -71,8 +82,8 @@ bool EventListener::Unsubscribe(const SubscriberList::Subscriber& subscriber) {
 }
 
 void EventListener::Stop() {
-    if (process_ != 0 && process_ != getpid()) {
-        return;  // a forked child has no such thread, and perhaps a locked mutex
+    if (IsInherited()) {
+        return;
     }
     std::unique_lock<std::mutex> lock(mutex_);
     stopped_ = true;

@@ -4,6 +4,7 @@
 #include <sdbus-c++/Message.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -29,6 +30,7 @@ public:
     void Stop();
 
 private:
+    bool IsInherited() const;
     bool EnsureConnected();
     bool EnsureStarted();
     void Wake() const;
@@ -46,7 +48,7 @@ private:
 
     std::mutex mutex_;
     int wakeUp_ = -1;
-    pid_t process_ = 0;
+    std::atomic<pid_t> process_{0};
     std::condition_variable changed_;
     bool connected_ = false;
     bool requested_ = false;

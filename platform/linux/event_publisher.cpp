@@ -3,11 +3,35 @@
 #include <sdbus-c++/Error.h>
 #include <sdbus-c++/IObject.h>
 
+#include <chrono>
 #include <exception>
+#include <thread>
 
 #include "event_bus.h"
 
 namespace TEKLO::Platform {
+
+namespace {
+
+constexpr char NAME_IS_TAKEN[] = "org.freedesktop.DBus.Error.FileExists";
+constexpr int MAX_REQUESTS = 50;
+constexpr std::chrono::milliseconds REQUEST_INTERVAL{10};
+
+/// Waits a while for another program that is publishing.
+void RequestName(sdbus::IConnection& connection) {
+    for (int request = 1; true; ++request) {
+        try {
+            return connection.requestName(EVENT_SERVICE);
+        } catch (const sdbus::Error& error) {
+            if (error.getName() != NAME_IS_TAKEN || request == MAX_REQUESTS) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(REQUEST_INTERVAL);
+    }
+}
+
+}  // namespace
 
 bool EventPublisher::Publish(const std::string& action) {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -27,7 +51,7 @@ void EventPublisher::OwnName() {
     if (connection_ == nullptr || bus != bus_ || !TryToOwnNameAgain()) {
         connection_ = ConnectTo(bus);
         bus_ = bus;
-        connection_->requestName(EVENT_SERVICE);
+        RequestName(*connection_);
     }
 }
 
@@ -37,7 +61,7 @@ bool EventPublisher::TryToOwnNameAgain() {
         // What the bus said about the name the last time would pile up.
         while (connection_->processPendingRequest()) {
         }
-        connection_->requestName(EVENT_SERVICE);
+        RequestName(*connection_);
         return true;
     } catch (const sdbus::Error&) {
         return false;

@@ -8,8 +8,8 @@
 
 namespace TEKLO::Platform {
 
-/// Sends broadcasts, each under the event service's name, which is owned only while sending: another program may publish
-/// too, but not in the same moment.
+/// Sends broadcasts, each under the event service's name, which is owned only while sending, so that several programs can
+/// take turns.
 class EventPublisher {
 public:
     bool Publish(const std::string& action);

@@ -15,8 +15,9 @@
 /// system's, or what the environment variable QUICKFIX_EVENT_BUS says (not in a set-user-id process): `system`,
 /// `session`, or an address such as `unix:path=/tmp/bus`. Its thread has the process's signals blocked, and what a
 /// delivery starts inherits that. When the program ends, deliveries end before the destruction of static objects that are
-/// older than the first subscription. A process that forks may subscribe and publish on one side of the fork only. The
-/// platform log says why a bus can't be reached, once for each time it is lost, and why an event wasn't published.
+/// older than the first subscription. Subscriptions stay with the parent when a process forks; the child gets none, nor
+/// can it subscribe. The platform log says why a bus can't be reached, once for each time it is lost, and why an event
+/// wasn't published.
 #pragma once
 
 #include <memory>
@@ -102,8 +103,8 @@ public:
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// True when the bus has passed the broadcast on. False when there is no bus, or when it doesn't let the process own
-    /// the event service's name, which is done only while sending. A bus that is there but doesn't answer costs the bus
-    /// library's time limit, 90 seconds.
+    /// the event service's name, which is done only while sending; another program that does so is waited for up to
+    /// 500 ms. A bus that is there but doesn't answer costs the bus library's time limit, 90 seconds.
     static bool PublishCommonEvent(const CommonEventData& data);
 };
 
