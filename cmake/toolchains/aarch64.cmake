@@ -1,0 +1,5 @@
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CROSS_ARCH arm64)
+set(CROSS_TRIPLET aarch64-linux-gnu)
+set(CROSS_EMULATOR qemu-aarch64-static)
+include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
