@@ -10,6 +10,9 @@ if(QUICKFIX_PLATFORM STREQUAL linux)
   # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
   install(FILES platform/linux/dbus/teklo.CommonEventService.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
 endif()
+if(QUICKFIX_BUILD_TOOLS)
+  install(FILES docs/qfctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
 install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir})
