@@ -12,6 +12,7 @@ if(QUICKFIX_PLATFORM STREQUAL linux)
 endif()
 if(QUICKFIX_BUILD_TOOLS)
   install(FILES docs/qfctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES tools/qfctl/completion/qfctl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
