@@ -2,6 +2,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS quickfix_utils EXPORT QuickFixUtilsTargets)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
 if(TARGET quickfix_platform)
   install(TARGETS quickfix_platform EXPORT QuickFixUtilsTargets)
   install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)

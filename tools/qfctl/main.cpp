@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "escape.h"
 #include "quick_fix_plume_wrapper.h"
+#include "quick_fix_version.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ std::vector<std::string> Reversed(int argc, char** argv) {
 
 ExitCode Run(int argc, char** argv) {
     CLI::App app("Verifies and inspects quick-fix patches.", "qfctl");
-    app.set_version_flag("--version", "qfctl " QFCTL_VERSION);
+    app.set_version_flag("--version", "qfctl " QUICKFIX_UTILS_VERSION);
     app.require_subcommand(1);
     app.footer(EXIT_CODES);
     ExitCode result = ExitCode::DONE;
