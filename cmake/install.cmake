@@ -27,12 +27,22 @@ install(FILES
   DESTINATION ${package_dir})
 
 # Relative to the file itself, so that an installed tree can be moved.
-file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-if(QUICKFIX_PLATFORM STREQUAL linux)
-  set(pc_platform_requires "libsystemd sdbus-c++")
-endif()
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+  OUTPUT_VARIABLE pc_prefix)
+cmake_path(APPEND pc_libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
+cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
+set(pc_libraries "-lquickfix_utils")
 if(TARGET quickfix_platform)
-  set(pc_platform_libs "-lquickfix_platform")
+  string(APPEND pc_libraries " -lquickfix_platform")
+endif()
+# pkg-config wants the private packages to be there even when it is asked for flags to compile with; only the archives
+# need them.
+set(pc_private "")
+if(NOT BUILD_SHARED_LIBS)
+  set(pc_private "\nRequires.private: libcjson libcrypto")
+  if(QUICKFIX_PLATFORM STREQUAL linux)
+    string(APPEND pc_private " libsystemd sdbus-c++\nLibs.private: -pthread")
+  endif()
 endif()
 configure_file(cmake/quickfix_utils.pc.in quickfix_utils.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quickfix_utils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
