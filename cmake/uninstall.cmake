@@ -1,0 +1,12 @@
+# All folders that something is installed to; one that isn't named here is left behind by an uninstall.
+set(install_folders
+  ${CMAKE_INSTALL_BINDIR}
+  ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils/platform
+  ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils
+  ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
+configure_file(cmake/note_folders.cmake.in note_folders.cmake @ONLY)
+install(SCRIPT ${PROJECT_BINARY_DIR}/note_folders.cmake)
+
+configure_file(cmake/uninstall.cmake.in uninstall.cmake @ONLY)
+add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -P ${PROJECT_BINARY_DIR}/uninstall.cmake VERBATIM)
