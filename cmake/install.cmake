@@ -1,15 +1,22 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS quickfix_utils EXPORT QuickFixUtilsTargets)
-install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
-install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+# A component is a package: runtime is what a program needs to run, development what it takes to build one, tools qfctl.
+set(libraries quickfix_utils)
+set(headers include/)
 if(TARGET quickfix_platform)
-  install(TARGETS quickfix_platform EXPORT QuickFixUtilsTargets)
-  install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils)
+  list(APPEND libraries quickfix_platform)
+  list(APPEND headers platform/include/)
 endif()
+install(TARGETS ${libraries} EXPORT QuickFixUtilsTargets
+  LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
 if(QUICKFIX_PLATFORM STREQUAL linux)
   # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
-  install(FILES platform/linux/dbus/teklo.CommonEventService.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
+  install(FILES platform/linux/dbus/teklo.CommonEventService.conf
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d COMPONENT runtime)
 endif()
 if(QUICKFIX_BUILD_TOOLS)
   install(FILES docs/qfctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
@@ -17,14 +24,14 @@ if(QUICKFIX_BUILD_TOOLS)
 endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
-install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir})
+install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir} COMPONENT development)
 configure_package_config_file(cmake/QuickFixUtilsConfig.cmake.in QuickFixUtilsConfig.cmake
   INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(QuickFixUtilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfigVersion.cmake
-  DESTINATION ${package_dir})
+  DESTINATION ${package_dir} COMPONENT development)
 
 # Relative to the file itself, so that an installed tree can be moved.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
@@ -45,4 +52,5 @@ if(NOT BUILD_SHARED_LIBS)
   endif()
 endif()
 configure_file(cmake/quickfix_utils.pc.in quickfix_utils.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quickfix_utils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quickfix_utils.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -6,7 +6,8 @@ set(install_folders
   ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
 configure_file(cmake/note_folders.cmake.in note_folders.cmake @ONLY)
-install(SCRIPT ${PROJECT_BINARY_DIR}/note_folders.cmake)
+# A component of its own, so that it runs in a whole install only, which alone has a manifest to uninstall by.
+install(SCRIPT ${PROJECT_BINARY_DIR}/note_folders.cmake COMPONENT uninstall)
 
 configure_file(cmake/uninstall.cmake.in uninstall.cmake @ONLY)
 add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -P ${PROJECT_BINARY_DIR}/uninstall.cmake VERBATIM)
