@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Installs, uses and removes the packages; started by scripts/test-packages in a root that is thrown away.
+source "$PROJECT/tests/support/cli.sh"
+shopt -s nullglob
+
+QFCTL=/usr/bin/qfctl
+library=("$PROJECT"/build/packages/libquickfix-utils[0-9]*.deb)
+development=("$PROJECT"/build/packages/libquickfix-utils-dev_*.deb)
+tools=("$PROJECT"/build/packages/quickfix-utils-tools_*.deb)
+version=$(dpkg-deb --field "${library[0]}" Version)
+
+installed_files() {
+  find /etc /usr /var -xdev \( -path /var/lib/dpkg -o -path /var/log -o -path /var/cache \) -prune -o -print | sort
+}
+
+# What the library is built with; who builds against the library needs none of it.
+run 0 dpkg --purge --force-depends libssl-dev libcjson-dev libsystemd-dev libsdbus-c++-dev libcli11-dev
+installed_files >before
+
+run 1 dpkg -i "${tools[@]}"; has "$err" "depends on libquickfix-utils0 (= $version)"
+run 0 dpkg -i "${library[@]}" "${tools[@]}" "${development[@]}"
+run 0 ldconfig -p; has "$out" "libquickfix_utils.so.0 "; has "$out" "libquickfix_platform.so.0 "
+run 0 qfctl --version; is "$out" "qfctl $version
+"
+run 0 qfctl hash /usr/bin/qfctl
+
+# The system's bus, with the policy where the package puts it.
+exec 8< <(exec dbus-daemon --system --nofork --nopidfile --print-address 2>/tmp/bus.err)
+read -r -u 8 _ || fail "no bus: $(cat /tmp/bus.err)"
+run 0 qfctl publish user-added
+run 3 as_nobody /usr/bin/qfctl publish user-added; has "$err" "can't be published"
+
+# Below the project's folder, since the example's private root shows no other.
+folder=$PROJECT/build/packages-root/engine
+run 0 cmake -G Ninja -S "$PROJECT/examples/engine" -B "$folder"
+run 0 cmake --build "$folder"
+run 0 "$PROJECT/scripts/run-example" "$folder/engine" "$version"
+read -r -a flags < <(pkg-config --cflags --libs quickfix_utils)
+run 0 g++ -std=c++17 "$PROJECT/examples/engine/engine.cpp" -o "$folder/engine_flags" "${flags[@]}"
+run 0 "$PROJECT/scripts/run-example" "$folder/engine_flags" "$version"
+
+run 0 dpkg --purge libquickfix-utils-dev quickfix-utils-tools libquickfix-utils0
+installed_files >after
+run 0 diff before after
+out=$(ldconfig -p) && [[ $out != *quickfix* ]] || fail "ldconfig still knows the libraries"
+finish
