@@ -19,8 +19,9 @@ if(QUICKFIX_PLATFORM STREQUAL linux)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d COMPONENT runtime)
 endif()
 if(QUICKFIX_BUILD_TOOLS)
-  install(FILES docs/qfctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  install(FILES tools/qfctl/completion/qfctl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES docs/qfctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES tools/qfctl/completion/qfctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
