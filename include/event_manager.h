@@ -62,8 +62,8 @@ public:
     ///
     /// Records at info level "SubscribeEvent action %{public}s", then "SubscribeEvent event %{public}s success", or for
     /// each refusal "SubscribeEvent event %{public}s failure, will retry after %{public}d milliseconds"; at error level
-    /// "SubscribeEvent commonEventId %{public}d had been subscribed", which leaves the result as it is, and
-    /// "SubscribeEvent action is empty" for an event that isn't known.
+    /// "SubscribeEvent commonEventId %{public}d had been subscribed", which leaves the result as it is, "SubscribeEvent
+    /// action is empty" for an event that isn't known, and "commonEventSubscriber is null".
     void SubscribeEvent(CommonEventId eventId);
 
     /// Ends the subscription, whatever the platform says to it, and forgets the result.

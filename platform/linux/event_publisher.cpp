@@ -63,7 +63,10 @@ bool EventPublisher::TryToOwnNameAgain() {
         }
         RequestName(*connection_);
         return true;
-    } catch (const sdbus::Error&) {
+    } catch (const sdbus::Error& error) {
+        if (error.getName() == NAME_IS_TAKEN) {
+            throw;
+        }
         return false;
     }
 }

@@ -21,14 +21,14 @@ struct LogRecord {
     std::string text;
 };
 
-/// The records since the last call.
-std::vector<LogRecord> TakeLogRecords();
+/// The records since the last call; until then they are kept, so a program that runs for long has to take them.
+[[gnu::visibility("default")]] std::vector<LogRecord> TakeLogRecords();
 
 /// The parameter store is empty at first.
-void SetParameter(const std::string& key, const std::string& value);
+[[gnu::visibility("default")]] void SetParameter(const std::string& key, const std::string& value);
 
 /// Makes the store fail, with this negative code; 0 ends that.
-void FailParameters(int code);
+[[gnu::visibility("default")]] void FailParameters(int code);
 
 enum class EventCall { SUBSCRIBE, UNSUBSCRIBE };
 
@@ -36,7 +36,8 @@ enum class EventCall { SUBSCRIBE, UNSUBSCRIBE };
 /// place all the same, report a failure.
 using EventGate = std::function<bool(EventCall call, EventFwk::CommonEventSubscriber& subscriber)>;
 
-/// An empty one lets everything through. Deliveries come on the thread that publishes.
-void SetEventGate(EventGate gate);
+/// An empty one lets everything through. Deliveries come on the thread that publishes, which is not to be the one that
+/// subscribes where a subscriber relies on that.
+[[gnu::visibility("default")]] void SetEventGate(EventGate gate);
 
 }  // namespace TEKLO::MemoryPlatform

@@ -24,8 +24,12 @@ Store& TheStore() {
 
 int GetParameter(const char* key, const char* defaultValue, char* value, unsigned int length) {
     const std::lock_guard<std::mutex> lock(TheStore().mutex);
-    if (length == 0 || TheStore().failure != 0) {
-        return std::min(TheStore().failure, -1);
+    if (length == 0) {
+        return -1;
+    }
+    value[0] = '\0';
+    if (TheStore().failure != 0) {
+        return TheStore().failure;
     }
     const auto entry = TheStore().values.find(key);
     const std::string found = entry != TheStore().values.end() ? entry->second : defaultValue;

@@ -42,20 +42,17 @@ struct EventOptions {
     std::string name;
     double timeout = LONGEST_TIMEOUT;
     bool json = false;
-
-    CommonEventId Id() const {
-        const auto isNamed = [this](const NamedEvent& event) { return event.name == name; };
-        return std::find_if(EVENTS.begin(), EVENTS.end(), isNamed)->id;
-    }
 };
 
+CommonEventId IdOf(const std::string& name) {
+    const auto isNamed = [&name](const NamedEvent& event) { return event.name == name; };
+    const auto* const event = std::find_if(EVENTS.begin(), EVENTS.end(), isNamed);
+    return event == EVENTS.end() ? CommonEventId::UNKNOWN : event->id;
+}
+
 std::string CheckName(const std::string& name) {
-    for (const NamedEvent& event : EVENTS) {
-        if (event.name == name) {
-            return "";
-        }
-    }
-    return "there is no event " + Quote(name) + "; qfctl events lists them";
+    const bool known = IdOf(name) != CommonEventId::UNKNOWN;
+    return known ? "" : "there is no event " + Quote(name) + "; qfctl events lists them";
 }
 
 std::string CheckSeconds(const std::string& text) {
@@ -91,7 +88,7 @@ private:
 };
 
 ExitCode Wait(const EventOptions& options) {
-    const CommonEventId id = options.Id();
+    const CommonEventId id = IdOf(options.name);
     const std::string& action = g_eventIdToActionMap.at(id);
     EventManager manager;
     manager.SubscribeEvent(id);
@@ -113,7 +110,7 @@ ExitCode Wait(const EventOptions& options) {
 }
 
 ExitCode Publish(const EventOptions& options) {
-    const std::string& action = g_eventIdToActionMap.at(options.Id());
+    const std::string& action = g_eventIdToActionMap.at(IdOf(options.name));
     TEKLO::AAFwk::Want want;
     if (!CommonEventManager::PublishCommonEvent(CommonEventData(want.SetAction(action)))) {
         return Fail(ExitCode::NOT_CHECKED, action + " can't be published");

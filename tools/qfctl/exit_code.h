@@ -8,7 +8,7 @@ enum class ExitCode {
     FAILED = 1,       // a check failed, or what was asked for is absent
     USAGE = 2,        // the call was wrong
     NOT_CHECKED = 3,  // it could not be checked or read
-    NOT_ARRIVED = 4,  // the event that was waited for
+    NOT_ARRIVED = 4,  // the event that was waited for did not come
 };
 
 /// Says `why` on standard error in qfctl's name and returns `code`.

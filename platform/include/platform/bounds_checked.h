@@ -1,6 +1,6 @@
 /// Bounds-checked string functions.
 ///
-/// Supplied by: the device's C library or SDK, or the bundled Linux port (platform/linux).
+/// Supplied by: the device's C library or SDK, or the bundled ports (platform/common).
 ///
 /// The library promises: pointers are valid and texts end in a zero byte. `destSize` is the size of the whole buffer
 /// and may be larger than what is left of it behind `dest`, so an implementation must take it as it is and never

@@ -1,6 +1,6 @@
 /// The common event framework: the system's broadcasts, each known by the text of its action.
 ///
-/// Supplied by: the device's SDK, or the bundled Linux port (platform/linux). An executable may also define
+/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). An executable may also define
 /// CommonEventManager's functions itself and thereby takes the place of either.
 ///
 /// The library promises: a subscriber lives from its subscription to the end of its unsubscription, and the library
@@ -92,10 +92,10 @@ private:
 /// Any thread may call, also from within a delivery. Nothing throws.
 class [[gnu::visibility("default")]] CommonEventManager {
 public:
-    /// From a result of true on, the broadcasts that match are delivered, and keep coming after the bus was lost and
-    /// found again; those sent in between are missed. A subscriber that is subscribed already is not added again.
-    /// False when there is no bus (known at once when it is absent, within 2000 ms when it doesn't answer) or no
-    /// subscriber; what was subscribed before stays so.
+    /// Shares the subscriber until it is unsubscribed. From a result of true on, the broadcasts that match are delivered,
+    /// and keep coming after the bus was lost and found again; those sent in between are missed. A subscriber that is
+    /// subscribed already is not added again. False when there is no bus (known at once when it is absent, within 2000 ms
+    /// when it doesn't answer) or no subscriber; what was subscribed before stays so.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// Waits until no delivery to the subscriber is running any more, unless called from within a delivery. False when

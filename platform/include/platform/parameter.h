@@ -1,6 +1,6 @@
 /// The system's parameter store.
 ///
-/// Supplied by: the device's SDK, or the bundled Linux port (platform/linux). An executable may also define
+/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). An executable may also define
 /// GetParameter itself and thereby takes the place of either.
 ///
 /// The library promises: pointers are valid, `length` is the size of the buffer, which is zeroed.

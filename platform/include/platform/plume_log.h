@@ -1,6 +1,6 @@
 /// The platform log.
 ///
-/// Supplied by: the device's SDK, or the bundled Linux port (platform/linux). An executable may also define
+/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). An executable may also define
 /// PlumePrint itself and thereby takes the place of either.
 ///
 /// The library promises: `format` is a printf format whose conversions may carry a privacy marker behind the percent
