@@ -24,7 +24,8 @@ public:
         const std::string options = " --session --nofork --nopidfile --print-pid --address=";
         output_ = popen(("exec dbus-daemon" + options + BUS_ADDRESS).c_str(), "r");
         std::array<char, 32> line = {};
-        process_ = fgets(line.data(), line.size(), output_) != nullptr ? atoi(line.data()) : 0;
+        const bool started = fgets(line.data(), line.size(), output_) != nullptr;
+        process_ = started ? static_cast<pid_t>(strtol(line.data(), nullptr, 10)) : 0;
     }
 
     void Kill() {
