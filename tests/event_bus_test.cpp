@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -303,6 +304,23 @@ TEST(EventBus, AManagerMayBeDestroyedWhileEventsPourIn) {
         }
         EXPECT_EQ(manager.GetEventListenerRes(CommonEventId::USER_ADDED), ListenerRes::SUCCESS);
     }
+}
+
+TEST(EventBus, AForkedChildHasNoSubscription) {
+    const BusDaemon daemon;
+    const auto listener = std::make_shared<Listener>();
+    ASSERT_TRUE(Subscribe(listener));
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        _exit(Unsubscribe(listener) || Subscribe(listener) ? 1 : 7);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
+    EXPECT_TRUE(Publish(ACTION));
+    EXPECT_TRUE(listener->WaitFor(1));
+    EXPECT_TRUE(Unsubscribe(listener));
 }
 
 /// Gives deliveries time to find it gone, when it goes.
