@@ -1,10 +1,22 @@
 #include "shell_command.h"
 
 #include <array>
+#include <cerrno>
 #include <utility>
-#include <vector>
 
 namespace TEKLO::QuickFixEngine {
+namespace {
+
+/// True, with the stream ready to go on, when a signal that the process caught ended a read.
+bool WasInterrupted(FILE* pipe) {
+    const bool interrupted = ferror(pipe) != 0 && errno == EINTR;
+    if (interrupted) {
+        clearerr(pipe);
+    }
+    return interrupted;
+}
+
+}  // namespace
 
 ShellCommand::ShellCommand(std::string command) : command_(std::move(command)), output_(popen(command_.c_str(), "r")) {}
 
@@ -16,15 +28,25 @@ bool ShellCommand::EnsureStarted() {
 }
 
 std::string ShellCommand::ReadLine(size_t limit) {
-    std::vector<char> line(limit + 1, '\0');
-    const bool read = fgets(line.data(), static_cast<int>(line.size()), output_.get()) != nullptr;
+    std::string line;
+    while (line.size() < limit && (line.empty() || line.back() != '\n')) {
+        const int character = getc(output_.get());
+        if (character != EOF) {
+            line += static_cast<char>(character);
+        } else if (!WasInterrupted(output_.get())) {
+            break;
+        }
+    }
     output_.reset();
-    return read ? line.data() : std::string();
+    return line.c_str();
 }
 
 std::string ShellCommand::ReadBlock() {
     std::array<char, 512> block = {};
-    const size_t count = fread(block.data(), 1, block.size(), output_.get());
+    size_t count = 0;
+    do {
+        count += fread(block.data() + count, 1, block.size() - count, output_.get());
+    } while (count < block.size() && WasInterrupted(output_.get()));
     output_.reset();
     return {block.data(), count};
 }

@@ -18,7 +18,7 @@ public:
     /// command end.
     std::string ReadLine(size_t limit);
 
-    /// The output up to its 512th byte, in one read; then lets the command end.
+    /// The output up to its 512th byte; then lets the command end.
     std::string ReadBlock();
 
 private:
