@@ -25,7 +25,7 @@ struct DirectoryEntry {
 };
 
 /// All entries, "." and ".." included, in the directory's own order; nothing, and errno set, when it can't be
-/// opened. The directory is closed on return, so that a recursive walk of any depth holds no descriptor.
+/// opened or read. The directory is closed on return, so that a recursive walk of any depth holds no descriptor.
 std::optional<std::vector<DirectoryEntry>> ListDirectory(const std::string& path);
 
 }  // namespace TEKLO::QuickFixEngine
