@@ -70,7 +70,7 @@ public:
     /// Ends the app run and returns the "Qen" fragment; without a checked app that is `"Qen": "null"`.
     std::string CheckAppPatchEnd();
 
-    /// Walks a directory in its own order and verifies each regular file below it. One that can't be opened is recorded
+    /// Walks a directory in its own order and verifies each regular file below it. One that can't be read is recorded
     /// at error level as "open patch folder faild : %{public}s" and left out, with no entry and no count.
     void TraverseFile(const std::string& path);
 
@@ -85,7 +85,7 @@ public:
 
     /// Makes the three comparisons below in their order; all three, even after a failure. Each one that finds
     /// a difference marks the item and the run as failed and adds the two values to the item's entry. A value
-    /// that can't be had is empty, so a missing live file differs and two missing ones agree.
+    /// that can't be had is empty, so a missing live file differs and two missing ones agree; `GetUnprovenCount` tells.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
@@ -113,11 +113,16 @@ public:
     /// passed; an empty one ends that. What it throws ends the run and reaches the caller.
     void SetProgressListener(std::function<void(const std::string& item, bool passed)> listener);
 
+    /// The comparisons of the present or last native run that passed although they prove nothing, because the value could
+    /// be had of neither file: no shell or no `ls`, or both files unreadable. A verdict counts when this is 0.
+    uint64_t GetUnprovenCount() const;
+
 private:
     void StartRun(const char* header);
     std::string EndRun(const std::string& testName, const char* emptyFragment);
     void MarkFailed(const std::string& item);
-    void AddDifference(const std::string& label, const std::string& source, const std::string& patch, char terminator);
+    void Compare(const std::string& item, const std::string& label, const std::string& source, const std::string& patch,
+                 char terminator);
     void FinishItem(const std::string& item, bool passed);
     std::string GetFileProp(const std::string& path, ShellCommand& listing);
     std::string GetFileSeLinux(const std::string& path, ShellCommand& listing);
@@ -131,6 +136,7 @@ private:
     std::stringstream sstream_;
     uint64_t successCount_ = 0;
     uint64_t failedCount_ = 0;
+    uint64_t unprovenCount_ = 0;
     std::function<void(const std::string& item, bool passed)> progressListener_;
 };
 

@@ -186,10 +186,7 @@ void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& 
 void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath) {
     const std::string patch = FileUtils::GetFileSHA256(patchPath);
     const std::string source = FileUtils::GetFileSHA256(viewPath);
-    if (source != patch) {
-        MarkFailed(viewPath);
-        AddDifference("SHA256=", source, patch, ',');
-    }
+    Compare(viewPath, "SHA256=", source, patch, ',');
 }
 
 // Both commands of a comparison run side by side: starting one takes longer than all that is done with its output.
@@ -198,10 +195,7 @@ void TestManager::VerifyPatchProp(const std::string& patchPath, const std::strin
     ShellCommand sourceListing = ListMode(viewPath);
     const std::string patch = GetFileProp(patchPath, patchListing);
     const std::string source = GetFileProp(viewPath, sourceListing);
-    if (source != patch) {
-        MarkFailed(viewPath);
-        AddDifference("RWX=", source, patch, ',');
-    }
+    Compare(viewPath, "RWX=", source, patch, ',');
 }
 
 void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath) {
@@ -209,10 +203,18 @@ void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::st
     ShellCommand sourceListing = ListLabel(viewPath);
     const std::string patch = GetFileSeLinux(patchPath, patchListing);
     const std::string source = GetFileSeLinux(viewPath, sourceListing);
-    if (source != patch) {
-        MarkFailed(viewPath);
-        AddDifference("SeLinux=", source, patch, '.');
+    Compare(viewPath, "SeLinux=", source, patch, '.');
+}
+
+void TestManager::Compare(const std::string& item, const std::string& label, const std::string& source,
+                          const std::string& patch, char terminator) {
+    if (source == patch) {
+        unprovenCount_ += source.empty() ? 1U : 0U;
+        return;
     }
+    MarkFailed(item);
+    sourceStr_ += label + source + terminator;
+    patchStr_ += label + patch + terminator;
 }
 
 std::string TestManager::GetFileProp(const std::string& path) {
@@ -273,11 +275,16 @@ void TestManager::SetProgressListener(std::function<void(const std::string& item
     progressListener_ = std::move(listener);
 }
 
+uint64_t TestManager::GetUnprovenCount() const {
+    return unprovenCount_;
+}
+
 void TestManager::StartRun(const char* header) {
     testResult_ = PASSED;
     result_ = PASSED;
     successCount_ = 0;
     failedCount_ = 0;
+    unprovenCount_ = 0;
     jsonStr_ = header;
 }
 
@@ -295,12 +302,6 @@ void TestManager::MarkFailed(const std::string& item) {
     if (detailStr_.empty()) {
         detailStr_ = "\"" + item + "\": \"" + result_ + ",";
     }
-}
-
-void TestManager::AddDifference(const std::string& label, const std::string& source, const std::string& patch,
-                                char terminator) {
-    sourceStr_ += label + source + terminator;
-    patchStr_ += label + patch + terminator;
 }
 
 void TestManager::FinishItem(const std::string& item, bool passed) {

@@ -163,20 +163,28 @@ bool CanBeAsked(const std::vector<App>& apps) {
     return true;
 }
 
-/// The fragments of the chosen runs, joined.
-std::string RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
-    std::string fragments = options.RunsNative() ? manager.CheckNativePatch() : "";
+struct Checked {
+    std::string fragments;  // of the chosen runs, joined
+    uint64_t unproven = 0;
+};
+
+Checked RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
+    Checked checked;
+    if (options.RunsNative()) {
+        checked = {manager.CheckNativePatch(), manager.GetUnprovenCount()};
+    }
     if (!options.RunsApps()) {
-        return fragments;
+        return checked;
     }
     manager.CheckAppPatchInit();
     for (const App& app : apps) {
         manager.CheckAppPatch(app.bundleName, app.versionCode);
     }
-    return fragments + (fragments.empty() ? "" : ",") + manager.CheckAppPatchEnd();
+    checked.fragments += (checked.fragments.empty() ? "" : ",") + manager.CheckAppPatchEnd();
+    return checked;
 }
 
-std::string RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
+Checked RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
     ProgressLine progress(total);
     const QuietStderr quiet;
     TestManager manager;
@@ -184,7 +192,7 @@ std::string RunQuietly(const VerifyOptions& options, const std::vector<App>& app
     return RunChecks(manager, options, apps);
 }
 
-std::string RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
+Checked RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
     setenv("QUICKFIX_LOG", "stderr", 1);
     QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::DEBUG;
     TestManager manager;
@@ -205,13 +213,17 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
     if ((options.RunsNative() && !CanBeVerified(scan)) || (options.RunsApps() && !CanBeAsked(apps))) {
         return ExitCode::NOT_CHECKED;
     }
-    const std::string fragments =
+    const Checked checked =
         options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, scan.files + apps.size());
-    const std::string text = "{" + EscapeJsonControls(fragments) + "}\n";
+    const std::string text = "{" + EscapeJsonControls(checked.fragments) + "}\n";
     const VerifyReport report = ReadReport(text);
     if (report.files.size() != scan.files) {
         return Fail(ExitCode::NOT_CHECKED,
                     "the overlay changed while it was verified, or its file system doesn't tell files from folders");
+    }
+    if (checked.unproven > 0) {
+        return Fail(ExitCode::NOT_CHECKED, std::to_string(checked.unproven) +
+                                               " comparisons proved nothing: of neither file could the value be had");
     }
     if (options.json) {
         std::cout << text;
