@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -47,6 +48,32 @@ const char* TextOfSecond(std::time_t second, int& ret) {
     return ret < 0 ? nullptr : cache.text;
 }
 
+/// True for a time stamp, whatever follows it, and for the beginning of one.
+bool BeginsWithTime(std::string_view text) {
+    constexpr std::string_view SHAPE = "dddd-dd-dd dd:dd:dd.ddd";
+    for (size_t i = 0; i < std::min(text.size(), SHAPE.size()); ++i) {
+        const bool isDigit = text[i] >= '0' && text[i] <= '9';
+        if (SHAPE[i] == 'd' ? !isDigit : text[i] != SHAPE[i]) {
+            return false;
+        }
+    }
+    return !text.empty();
+}
+
+// A write reaches the file page by page. When its process is killed between two, the beginning of a record stays at the
+// end of a page, and the next record would be glued to it.
+void CutTornTail(const char* path) {
+    struct stat status = {};
+    if (stat(path, &status) != 0 || status.st_size % sysconf(_SC_PAGESIZE) != 0) {
+        return;
+    }
+    const std::string content = FileUtils::GetFileStream(path);
+    const size_t tail = content.rfind('\n') + 1;
+    if (BeginsWithTime(std::string_view(content).substr(tail))) {
+        (void)!truncate(path, static_cast<off_t>(tail));
+    }
+}
+
 }  // namespace
 
 QuickFixLogger::QuickFixLogger() {
@@ -65,8 +92,10 @@ void QuickFixLogger::Init() {
         return;
     }
     if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
+        CutTornTail(SECOND_LOG_FILE);
         logOfstream_.open(SECOND_LOG_FILE, std::ios::out | std::ios::app);
     } else if (FileUtils::FileIsExist(FIRST_LOG_FILE)) {
+        CutTornTail(FIRST_LOG_FILE);
         logOfstream_.open(FIRST_LOG_FILE, std::ios::out | std::ios::app);
     } else {
         CreateLogFile(FIRST_LOG_FILE);
