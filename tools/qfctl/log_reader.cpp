@@ -108,7 +108,8 @@ bool LogReader::IsSame(const Source& source, const std::string& path) {
 std::string LogReader::Drain(Source& source, const LineSink& sink) {
     std::array<char, 65536> block = {};
     const auto read = [&](off_t offset, size_t size) {
-        const ssize_t count = pread(source.descriptor, block.data(), std::min(size, block.size()), offset);
+        const ssize_t count =
+            TEMP_FAILURE_RETRY(pread(source.descriptor, block.data(), std::min(size, block.size()), offset));
         if (count < 0) {
             throw std::system_error(errno, std::generic_category(), "read");
         }

@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
@@ -48,7 +49,12 @@ struct StatusFile {
     std::string defect;    // why its values can't be had whole
     std::string key = DEFAULT_KEY;
     unsigned int mode = DEFAULT_MODE;
+    QuickFixStatus values;
 };
+
+bool operator==(const QuickFixStatus& one, const QuickFixStatus& other) {
+    return one.version == other.version && one.status == other.status && one.errorCode == other.errorCode;
+}
 
 StatusFile Examine(const std::string& path) {
     StatusFile found;
@@ -69,6 +75,8 @@ StatusFile Examine(const std::string& path) {
         return found;
     }
     std::string line;
+    const std::array<std::string*, LINES> values = {&found.values.version, &found.values.status,
+                                                    &found.values.errorCode};
     for (size_t number = 1; number <= LINES && std::getline(file, line); ++number) {
         const std::string name = "line " + std::to_string(number);
         const size_t equals = line.find('=');
@@ -81,6 +89,7 @@ StatusFile Examine(const std::string& path) {
             return found;
         }
         const std::string key = line.substr(0, equals);
+        *values.at(number - 1) = line.substr(equals + 1);
         if (number == 2) {
             found.key = key;
         } else if (key != (number == 1 ? "PatchVersion" : "ErrorCode")) {
@@ -90,13 +99,18 @@ StatusFile Examine(const std::string& path) {
     if (found.stranger.empty() && std::getline(file, line)) {
         found.stranger = "it has more than three lines";
     }
+    found.defect = file.bad() ? "read error" : "";
     return found;
 }
 
-/// Has the library's record point at the file and read it.
+/// Has the library's record point at the file and read it. The library takes a file that it can't read for an empty one,
+/// and would write the rest of a change so: throws std::runtime_error.
 QuickFixStatusRecord& OpenRecord(const StatusOptions& options, const StatusFile& found, unsigned int mode) {
     QuickFixStatusRecord& record = QuickFixStatusRecord::GetInstance();
     record.InitStatusRecord(options.file, mode, options.key.value_or(found.key));
+    if (!(record.GetStatus() == found.values)) {
+        throw std::runtime_error("the status file " + Quote(options.file) + " can't be read, or changes meanwhile");
+    }
     return record;
 }
 
@@ -210,12 +224,10 @@ ExitCode Set(const StatusOptions& options) {
         return Fail(ExitCode::USAGE, why);
     }
     record.SetStatus(status.version, status.status, status.errorCode);
-    const QuickFixStatus written = record.GetStatusFromFile();
-    const bool carried =
-        written.version == status.version && written.status == status.status && written.errorCode == status.errorCode;
-    return carried ? ExitCode::DONE
-                   : Fail(ExitCode::FAILED, "the status file " + Quote(options.file) +
-                                                " was not written: " + WhyNotWritten(options.file));
+    return record.GetStatusFromFile() == status
+               ? ExitCode::DONE
+               : Fail(ExitCode::FAILED,
+                      "the status file " + Quote(options.file) + " was not written: " + WhyNotWritten(options.file));
 }
 
 ExitCode Clear(const StatusOptions& options) {
@@ -224,7 +236,9 @@ ExitCode Clear(const StatusOptions& options) {
     if (found.exists && !found.regular) {
         return Fail(ExitCode::NOT_CHECKED, "the file " + Quote(options.file) + " is left alone: not a regular file");
     }
-    OpenRecord(options, found, found.mode).ClearStatusRecord();
+    QuickFixStatusRecord& record = QuickFixStatusRecord::GetInstance();
+    record.SetStatusFilePath(options.file);
+    record.ClearStatusRecord();
     return lstat(options.file.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR)
                ? ExitCode::DONE
                : Fail(ExitCode::FAILED, "the status file " + Quote(options.file) + " can't be removed");
