@@ -314,37 +314,6 @@ TEST(FileLog, GlobalLocaleChangesNoByte) {
     EXPECT_EQ(Lines(FIRST_LOG).back().substr(Lines(FIRST_LOG).back().find(']')), "]1.5");
 }
 
-TEST(LogThreads, RecordsOfManyThreadsStayWholeThroughRotations) {
-    constexpr int THREADS = 4;
-    constexpr int RECORDS = 340;  // together more than one file and less than two
-    std::vector<std::thread> threads;
-    threads.reserve(THREADS);
-    for (int thread = 0; thread < THREADS; ++thread) {
-        threads.emplace_back([thread] {
-            for (int record = 0; record < RECORDS; ++record) {
-                QF_FILE_LOGI("thread %{public}d record %{public}d of some length", thread, record);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    const std::regex shape(R"(\[log_test\(operator\(\)\):\d+\]thread \d record \d+ of some length)");
-    Records lines = Lines(FIRST_LOG);
-    EXPECT_GE(Stat(FIRST_LOG).st_size, static_cast<off_t>(FULL));
-    const Records newest = Lines(SECOND_LOG);
-    lines.insert(lines.end(), newest.begin(), newest.end());
-    int last[THREADS] = {-1, -1, -1, -1};
-    for (const std::string& line : lines) {
-        ASSERT_TRUE(std::regex_match(line, shape)) << line;
-        const int thread = line[line.find("thread ") + 7] - '0';
-        const int record = std::stoi(line.substr(line.find("record ") + 7));
-        EXPECT_EQ(record, last[thread] + 1) << line;
-        last[thread] = record;
-    }
-    EXPECT_TRUE(std::all_of(last, last + THREADS, [](int record) { return record == RECORDS - 1; }));
-}
-
 struct Counted {
     Counted() { ++created; }
     static inline std::atomic<int> created{0};

@@ -170,29 +170,6 @@ TEST(NativeRun, DeepTreeIsCheckedWholeWithFewDescriptorsAndNothingIsLeaked) {
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command was not waited for";
 }
 
-TEST(NativeSteps, CommandThatCanNotBeStarted) {
-    Write("/tmp/x", "");
-    TestManager manager;
-    QF_FILE_LOGI("opens the log");
-    PlumeCapture capture;
-    {
-        const DescriptorLimit limit(FirstFreeDescriptor());
-        EXPECT_EQ(manager.GetFileProp("/tmp/x"), "");
-        EXPECT_EQ(manager.GetFileSeLinux("/tmp/x"), "");
-    }
-    EXPECT_EQ(capture.Take(),
-              (Records{"E GetFileProp: Failed to run the command", "E GetFileSeLinux: Failed to run the command"}));
-}
-
-// The second of two commands at once needs a descriptor more than one after the other.
-TEST(NativeSteps, CommandsThatOnlyFitOneAfterTheOther) {
-    WriteWithMode(OVERLAY + "/x", "patch", 0644);
-    WriteWithMode("/x", "patch", 0644);
-    QF_FILE_LOGI("opens the log");
-    const DescriptorLimit limit(FirstFreeDescriptor() + 2);
-    EXPECT_EQ(TestManager().CheckNativePatch(), HEADER + R"("/x": "true")" + Tail("true", 1, 0));
-}
-
 TEST(AppRun, NothingToCheckIsNull) {
     TestManager manager;
     PlumeCapture capture;

@@ -1,0 +1,231 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <map>
+#include <numeric>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "quick_fix_log.h"
+#include "support/fault_injector.h"
+#include "support/files.h"
+#include "test_manager.h"
+
+namespace fs = std::filesystem;
+using namespace TEKLO::QuickFixEngine;
+
+namespace {
+
+constexpr off_t FULL = 65536;
+constexpr off_t LONGEST_RECORD = 160;
+constexpr int THREADS = 8;
+
+/// Follows the numbers of each thread's records through the log.
+class Audit {
+public:
+    void TakeFile(const std::string& path) {
+        EXPECT_LT(Stat(path).st_size, FULL + LONGEST_RECORD);
+        const std::string content = Read(path);
+        std::istringstream lines(content);
+        for (std::string line; std::getline(lines, line);) {
+            // Where a kill may tear a record: between two pages of its write.
+            const bool torn = lines.eof() && content.size() % 4096 == 0;
+            if (!torn) {
+                TakeLine(line);
+            }
+        }
+    }
+
+    int Last(int thread) const { return last_.at(static_cast<size_t>(thread)); }
+
+private:
+    void TakeLine(const std::string& line) {
+        int thread = -1;
+        int record = -1;
+        int length = 0;
+        const char* format =
+            "%*d-%*d-%*d %*d:%*d:%*d.%*3d[endurance_test(WriteRecord):%*d]thread %d record %d of some length%n";
+        ASSERT_TRUE(sscanf(line.c_str(), format, &thread, &record, &length) == 2) << line;
+        ASSERT_EQ(line.size(), static_cast<size_t>(length)) << line;
+        int& last = last_.at(static_cast<size_t>(thread));
+        EXPECT_TRUE(record == last + 1 || last < 0) << "thread " << thread << ": " << record << " behind " << last;
+        last = record;
+    }
+
+    std::array<int, THREADS> last_ = {-1, -1, -1, -1, -1, -1, -1, -1};
+};
+
+void WriteRecord(int thread, int record) {
+    QF_FILE_LOGI("thread %{public}d record %{public}d of some length", thread, record);
+}
+
+Audit g_audit;
+
+TEST(LogThreads, NoRecordOfManyThreadsIsTornLostOrOutOfOrder) {
+    const char* given = getenv("QUICKFIX_LOAD_RECORDS");
+    const int records = given != nullptr ? std::stoi(given) : 100000;
+    QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::ERROR;
+    // The older file, in front of the rotation that ends it.
+    FaultInjector::Watch("remove", [] { g_audit.TakeFile(FIRST_LOG); });
+    std::vector<std::thread> threads;
+    threads.reserve(THREADS);
+    for (int thread = 0; thread < THREADS; ++thread) {
+        threads.emplace_back([thread, records] {
+            for (int record = 0; record < records; ++record) {
+                WriteRecord(thread, record);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    FaultInjector::End();
+    g_audit.TakeFile(FIRST_LOG);
+    g_audit.TakeFile(SECOND_LOG);
+    for (int thread = 0; thread < THREADS; ++thread) {
+        EXPECT_EQ(g_audit.Last(thread), records - 1);
+    }
+}
+
+TEST(LogKilled, KeepsEveryRecordThatWasWritten) {
+    auto* written = static_cast<std::atomic<int>*>(
+        mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(static_cast<void*>(written), MAP_FAILED);
+    *written = -1;
+    QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::ERROR;
+    std::mt19937 random(7);
+    for (int round = 0; round < 200; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (;;) {
+                WriteRecord(0, *written + 1);
+                ++*written;
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+        kill(child, SIGKILL);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        Audit audit;
+        audit.TakeFile(FIRST_LOG);
+        audit.TakeFile(SECOND_LOG);
+        // The last one may have been written but not counted.
+        ASSERT_THAT(audit.Last(0), testing::AnyOf(written->load(), *written + 1)) << round;
+        *written = audit.Last(0);
+    }
+    EXPECT_GT(*written, 2000) << "too few for a rotation";
+    munmap(written, sizeof(std::atomic<int>));
+}
+
+/// Files of the overlay and the live system that agree, until one is changed.
+class Pairs {
+public:
+    static constexpr size_t COUNT = 125;
+
+    Pairs() {
+        // Shows the label of /x that the file /labels/x holds, since this file system has none.
+        Write("/double/ls",
+              "#!/bin/sh\n[ $1 = -Z ] || exec /usr/bin/ls \"$@\"\nread -r label </labels$2\necho \"$label $2\"\n");
+        fs::permissions("/double/ls", fs::perms(0755));
+        setenv("PATH", "/double:/usr/bin", 1);
+        for (size_t i = 0; i < COUNT; ++i) {
+            Install(Live(i));
+        }
+    }
+
+    static std::string Live(size_t i) { return "/live/" + std::to_string(i % 7) + "/" + std::to_string(i); }
+
+    void Install(const std::string& live) {
+        std::string content(1 + random_() % 9000, '\0');
+        std::generate(content.begin(), content.end(), [this] { return static_cast<char>(random_()); });
+        for (const std::string& path : {live, OVERLAY + live}) {
+            Write(path, content + live);
+            fs::permissions(path, fs::perms(0644));
+            Write("/labels" + path, "u:object_r:system_file:s0\n");
+        }
+    }
+
+    /// Changes so many of the files and tells of each what.
+    std::map<std::string, std::string> Change(size_t count) {
+        std::array<size_t, COUNT> order = {};
+        std::iota(order.begin(), order.end(), 0);
+        std::shuffle(order.begin(), order.end(), random_);
+        std::map<std::string, std::string> changed;
+        for (size_t next = 0; changed.size() < count; ++next) {
+            const std::string live = Live(order.at(next));
+            if (random_() % 6 == 0) {
+                const std::string other = Live(order.at(++next));
+                changed[live] = changed[other] = "swapped " + live + " and " + other;
+                fs::rename(live, "/live/swapped");
+                fs::rename(other, live);
+                fs::rename("/live/swapped", other);
+            } else {
+                changed[live] = ChangeOne(live);
+            }
+        }
+        return changed;
+    }
+
+private:
+    std::string ChangeOne(const std::string& live) {
+        const std::string path = (random_() % 2 == 0 ? "" : OVERLAY) + live;
+        const size_t at = random_() % fs::file_size(path);
+        switch (random_() % 5) {
+            case 0: {
+                std::string content = Read(path);
+                content[at] = static_cast<char>(content[at] ^ (1 << random_() % 8));
+                std::ofstream(path, std::ios::binary) << content;
+                return "a bit of " + path + " at " + std::to_string(at);
+            }
+            case 1:
+                fs::resize_file(path, at);
+                return "cut " + path + " at " + std::to_string(at);
+            case 2:
+                fs::permissions(path, fs::perms(Mode(path) ^ (1U << random_() % 12)));
+                return "the mode of " + path + ": " + std::to_string(Mode(path));
+            case 3:
+                Write("/labels" + path, "u:object_r:other:s0\n");
+                return "the label of " + path;
+            default:
+                fs::remove(live);
+                return "deleted " + live;
+        }
+    }
+
+    static inline const std::string OVERLAY = "/patch_qv/overlay";
+    std::mt19937 random_{4};
+};
+
+TEST(Notices, EachOfAThousandRandomChangesAndNothingElse) {
+    Pairs pairs;
+    TestManager manager;
+    std::set<std::string> noticed;
+    manager.SetProgressListener([&noticed](const std::string& item, bool passed) {
+        if (!passed) {
+            noticed.insert(item);
+        }
+    });
+    for (int changes = 0; changes < 1000;) {
+        const auto changed = pairs.Change(100);
+        noticed.clear();
+        manager.CheckNativePatch();
+        EXPECT_EQ(manager.GetUnprovenCount(), 0U);
+        for (const auto& [live, change] : changed) {
+            EXPECT_EQ(noticed.erase(live), 1U) << "not noticed: " << change;
+            pairs.Install(live);
+            ++changes;
+        }
+        EXPECT_THAT(noticed, testing::IsEmpty()) << "false alarms";
+    }
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# qfctl when calls of the C library fail, one at a time: it says so or succeeds, and keeps what was there.
+source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
+
+calls=('chmod 1' 'fchmod 1' 'fopen64 24' 'fread 5' 'fstat64 5' 'fsync 5' 'lstat64 5' 'mkstemp64 28' 'open64 24' 'opendir 24'
+  'popen 11' 'pread64 5' 'pread64 4' 'read 5' 'read 4' 'readdir 5' 'readdir64 5' 'realpath 5' 'remove 30' 'rename 30'
+  'stat64 5' 'truncate64 5' 'write 28' 'write 4' 'writev 28' 'writev 4')
+reached=0
+logs=/data/update/quickfix/log
+
+prepare() {
+  rm -rf /tmp/files && mkdir /tmp/files && cd /tmp/files
+  put status $'PatchVersion=1\nStatus=init\nErrorCode=3,\n'
+  put report former
+  rm -f $logs/*
+  put $logs/quickfix_1.log $'2026-03-01 09:05:07.004[a(B):12]one\n'
+}
+
+# sweep EXIT_CODE COMMAND...: whichever call fails, success means the same output, and anything else is said.
+sweep() {
+  local expected=$1 clean plan number code
+  shift
+  prepare
+  run "$expected" "$QFCTL" "$@"
+  clean=$out
+  for plan in "${calls[@]}"; do
+    number=1
+    while
+      prepare
+      code=0
+      LD_PRELOAD=$FAULT_INJECTOR QUICKFIX_FAULT="${plan% *} $number 1 ${plan#* } /tmp/reached" "$QFCTL" "$@" \
+        >/tmp/.out 2>/tmp/.err </dev/null || code=$?
+      [[ -d /tmp/reached ]]
+    do
+      rmdir /tmp/reached
+      out=$(cat /tmp/.out; printf .) err=$(</tmp/.err)
+      ((code <= 3)) || fail "exit code $code: $* with $plan at $number"
+      ((code != 0)) || [[ $expected$out == "0$clean." ]] || fail "passed: $* with $plan at $number"
+      ((code <= 1)) || [[ -n $err ]] || fail "exit code $code without a word: $* with $plan at $number"
+      [[ ${plan#* } != 4 ]] || ((code == expected)) || fail "interrupted: $* with $plan at $number"
+      left "$code" || fail "exit code $code, and left behind: $(grep -r '' /tmp/files): $* with $plan at $number"
+      number=$((number + 1)) reached=$((reached + 1))
+    done
+  done
+}
+
+# left EXIT_CODE: true when the files are what they were or, when it succeeded, as they should be.
+left() { diff -r /tmp/files /tmp/former >/dev/null; }
+
+prepare
+cp -r /tmp/files /tmp/former
+for name in a sub/b; do
+  pair "/live/$name" content content
+done
+chmod 600 /live/sub/b
+sweep 0 hash report status
+sweep 0 status show --file status
+sweep 0 status show --file status --json
+sweep 0 log
+sweep 0 cmdline quickfix
+sweep 1 verify
+chmod 644 /live/sub/b
+sweep 0 verify --json
+
+# A report is the former one or the new one, whole, and nothing stands beside it.
+left() {
+  [[ $(ls /tmp/files) == $'report\nstatus' ]] || return 1
+  [[ $(<report) == '{"Native": '*'"total": "2"'*'"}}' ]] || { (($1 > 1)) && [[ $(<report) == former ]]; }
+}
+sweep 0 verify --report report
+
+# The status file is written by the library, which empties it first: qfctl says so when it stayed that way.
+left() { (($1 != 0)) || [[ $(<status) == $'PatchVersion=2\nStatus=init\nErrorCode=3,' ]]; }
+sweep 0 status set --file status --version 2
+left() { (($1 != 0)) || [[ ! -e status ]]; }
+sweep 0 status clear --file status
+left() { (($1 != 0)) || [[ -z $(<$logs/quickfix_1.log) ]]; }
+sweep 0 log --clear
+((reached > 300)) || fail "only $reached faults were reached"
+finish

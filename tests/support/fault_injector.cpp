@@ -1,0 +1,129 @@
+#include "fault_injector.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+char g_call[32] = {};
+char g_notice[64] = {};
+int g_first = 0;
+int g_count = 0;
+int g_error = 0;
+void (*g_before)() = nullptr;
+std::atomic<int> g_calls{0};
+std::atomic<bool> g_failed{false};
+
+bool Fails(const char* call) {
+    if (g_call[0] == '\0' || strcmp(call, g_call) != 0) {
+        return false;
+    }
+    if (g_before != nullptr) {
+        g_before();
+    }
+    const int number = ++g_calls;
+    if (number < g_first || number >= g_first + g_count) {
+        return false;
+    }
+    if (!g_failed.exchange(true) && g_notice[0] != '\0') {
+        (void)syscall(SYS_mkdirat, AT_FDCWD, g_notice, 0700);
+    }
+    errno = g_error;
+    return true;
+}
+
+[[gnu::constructor]] void FailAsTheEnvironmentSays() {
+    char call[sizeof(g_call)] = {};
+    int first = 0;
+    int count = 0;
+    int error = 0;
+    const char* plan = getenv("QUICKFIX_FAULT");
+    if (plan != nullptr && sscanf(plan, "%31s %d %d %d %63s", call, &first, &count, &error, g_notice) == 5) {
+        // The commands that the program runs are not what is tested.
+        unsetenv("LD_PRELOAD");
+        unsetenv("QUICKFIX_FAULT");
+        FaultInjector::Fail(call, first, count, error);
+    }
+}
+
+}  // namespace
+
+namespace FaultInjector {
+
+void Fail(const char* call, int first, int count, int error) {
+    (void)snprintf(g_call, sizeof(g_call), "%s", call);
+    g_calls = 0;
+    g_failed = false;
+    g_first = first;
+    g_error = error;
+    g_count = count;
+}
+
+void Watch(const char* call, void (*before)()) {
+    g_before = before;
+    Fail(call, 0, 0, 0);
+}
+
+bool End() {
+    g_call[0] = '\0';
+    g_before = nullptr;
+    return g_failed;
+}
+
+}  // namespace FaultInjector
+
+#define CALL(result, name, failure, parameters, arguments)                                        \
+    extern "C" [[gnu::visibility("default")]] result name parameters {                            \
+        static const auto next = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+        return Fails(#name) ? (failure) : next arguments;                                         \
+    }
+
+CALL(int, chmod, -1, (const char* path, mode_t mode), (path, mode))
+CALL(int, chown, -1, (const char* path, uid_t user, gid_t group), (path, user, group))
+CALL(int, fchmod, -1, (int file, mode_t mode), (file, mode))
+CALL(FILE*, fopen64, nullptr, (const char* path, const char* mode), (path, mode))
+CALL(size_t, fread, 0, (void* to, size_t size, size_t count, FILE* file), (to, size, count, file))
+CALL(int, fstat64, -1, (int file, struct stat64* status), (file, status))
+CALL(int, fsync, -1, (int file), (file))
+CALL(int, lstat64, -1, (const char* path, struct stat64* status), (path, status))
+CALL(int, mkdir, -1, (const char* path, mode_t mode), (path, mode))
+CALL(int, mkstemp64, -1, (char* path), (path))
+CALL(DIR*, opendir, nullptr, (const char* path), (path))
+CALL(int, poll, -1, (pollfd * files, nfds_t count, int timeout), (files, count, timeout))
+CALL(FILE*, popen, nullptr, (const char* command, const char* mode), (command, mode))
+CALL(ssize_t, pread64, -1, (int file, void* to, size_t size, off64_t at), (file, to, size, at))
+CALL(ssize_t, read, -1, (int file, void* to, size_t size), (file, to, size))
+CALL(dirent*, readdir, nullptr, (DIR * directory), (directory))
+CALL(dirent64*, readdir64, nullptr, (DIR * directory), (directory))
+CALL(char*, realpath, nullptr, (const char* path, char* resolved), (path, resolved))
+CALL(int, remove, -1, (const char* path), (path))
+CALL(int, rename, -1, (const char* from, const char* to), (from, to))
+CALL(int, stat64, -1, (const char* path, struct stat64* status), (path, status))
+CALL(int, statfs64, -1, (const char* path, struct statfs64* status), (path, status))
+CALL(int, truncate64, -1, (const char* path, off64_t size), (path, size))
+CALL(int, unlink, -1, (const char* path), (path))
+CALL(ssize_t, write, -1, (int file, const void* from, size_t size), (file, from, size))
+CALL(ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
+
+extern "C" [[gnu::visibility("default")]] int open64(const char* path, int flags, ...) {
+    static const auto next = reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return Fails("open64") ? -1 : next(path, flags, mode);
+}
