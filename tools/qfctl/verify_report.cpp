@@ -73,8 +73,12 @@ std::vector<Difference> ReadAppDifferences(const std::string& reasons) {
 template <typename Reader>
 std::vector<VerifiedItem> ReadItems(const cJSON* run, Reader readDifferences) {
     std::vector<VerifiedItem> items;
+    const cJSON* detail = cJSON_GetObjectItem(run, "detail");
+    if (!cJSON_IsObject(detail)) {
+        return items;
+    }
     const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, cJSON_GetObjectItem(run, "detail")) {
+    cJSON_ArrayForEach(entry, detail) {
         const std::string outcome = cJSON_IsString(entry) ? entry->valuestring : "";
         VerifiedItem item = {entry->string, outcome == "true", {}};
         if (!item.passed) {

@@ -1,0 +1,281 @@
+#include "fuzz_targets.h"
+
+#include <cjson/cJSON.h>
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <climits>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+
+#include "app_list.h"
+#include "error_code_wrapper.h"
+#include "escape.h"
+#include "html_report.h"
+#include "json_tool.h"
+#include "overlay_scan.h"
+#include "platform/common_event.h"
+#include "platform/parameter.h"
+#include "plume_format.h"
+#include "quick_fix_log.h"
+#include "quick_fix_status_record.h"
+#include "string_utils.h"
+#include "support/bus_daemon.h"
+#include "support/files.h"
+#include "utf8.h"
+
+using namespace TEKLO::QuickFixEngine;
+using namespace TEKLO::EventFwk;
+
+namespace {
+
+constexpr char INPUT_FILE[] = "/tmp/input";
+
+void Require(bool holds) {
+    if (!holds) {
+        abort();
+    }
+}
+
+void ReadStatus(const std::string& input) {
+    Write(INPUT_FILE, input);
+    QuickFixStatusRecord& record = QuickFixStatusRecord::GetInstance();
+    record.InitStatusRecord(INPUT_FILE, "K");
+    const QuickFixStatus read = record.GetStatus();
+    for (const std::string* value : {&read.version, &read.status, &read.errorCode}) {
+        Require(value->size() <= 254 && value->find('\n') == std::string::npos);
+    }
+    // Written again under no longer a key, the same comes back.
+    const bool carried = read.version.size() <= 242 && read.status.size() <= 253 && read.errorCode.size() <= 245;
+    record.SetStatus(read.version, read.status, read.errorCode);
+    const QuickFixStatus again = record.GetStatusFromFile();
+    Require(!carried ||
+            (again.version == read.version && again.status == read.status && again.errorCode == read.errorCode));
+}
+
+void ReadParameter(const std::string& input) {
+    Write(INPUT_FILE, input);
+    setenv("QUICKFIX_PARAMETERS", INPUT_FILE, 1);
+    for (const unsigned int length : {1U, 2U, 256U}) {
+        const std::unique_ptr<char[]> value(new char[length]);
+        const int count = GetParameter("key", "default", value.get(), length);
+        Require(count >= 0 && static_cast<unsigned int>(count) < length && value[static_cast<size_t>(count)] == '\0');
+    }
+}
+
+void ReadCommandLine(const std::string& input) {
+    const std::string key = input.substr(0, input.find(' '));
+    Write("/proc/cmdline", input);
+    const std::string token = StringUtils::GetKeyCmdlineStr(key);
+    Require(token.find(' ') == std::string::npos && (token.empty() || token.find(key) != std::string::npos));
+    std::string text = input;
+    Require(StringUtils::Trim(text).find_last_not_of(" \t\n\v\f\r") + 1 == text.size());
+}
+
+void ReadJson(const std::string& input) {
+    Write(INPUT_FILE, input);
+    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root(JsonTool::ParseJsonFromFile(INPUT_FILE), cJSON_Delete);
+    for (const std::string& key : {std::string("a"), std::string(), input.substr(0, input.find('"'))}) {
+        Require(JsonTool::IsInt(root.get(), key) || JsonTool::GetInt(root.get(), key, -7) == -7);
+        Require(JsonTool::IsString(root.get(), key) || JsonTool::GetString(root.get(), key, "d") == "d");
+        Require(JsonTool::IsBoolean(root.get(), key) || JsonTool::GetBool(root.get(), key, true));
+        Require(JsonTool::IsArray(root.get(), key) == (JsonTool::GetArray(root.get(), key) != nullptr));
+        Require(JsonTool::IsObject(root.get(), key) == (JsonTool::GetObject(root.get(), key) != nullptr));
+    }
+}
+
+void ReadCodes(const std::string& input) {
+    ErrorCodeWrapper codes;
+    try {
+        codes.ConvertErrCode(input);
+    } catch (const std::invalid_argument&) {
+    } catch (const std::out_of_range&) {
+    }
+    const std::string text = codes.GetErrorCode();
+    ErrorCodeWrapper again;
+    again.ConvertErrCode(text);
+    Require(again.GetErrorCode() == text);
+}
+
+std::string Render(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string text = TEKLO::Platform::RenderPlumeText(format, arguments);
+    va_end(arguments);
+    return TEKLO::Platform::EscapeControls(text);
+}
+
+template <typename... Args>
+void RenderIfItFits(const std::string& format, Args... args) {
+    if (LogDetail::FormatFits(format.c_str(), LogDetail::ArgumentTypes<Args...>{}, true)) {
+        Require(Render(format.c_str(), args...).find_first_of("\n\x1b") == std::string::npos);
+    }
+}
+
+void FormatRecord(const std::string& input) {
+    const std::string plain = QuickFixLogger().FormatLog(input.c_str());
+    Require(plain.find("{public}") == std::string::npos);
+    // A width is the program's own; one of millions takes that much memory.
+    std::string format = input.c_str();
+    size_t digits = 0;
+    for (char& character : format) {
+        digits = isdigit(character) != 0 ? digits + 1 : 0;
+        character = digits > 3 ? '-' : character;
+    }
+    RenderIfItFits(format);
+    RenderIfItFits(format, "text\n");
+    RenderIfItFits(format, 7);
+    RenderIfItFits(format, -1L, "\x1b");
+    RenderIfItFits(format, 1.5, size_t{3});
+    RenderIfItFits(format, 3, 1, 1.5L);
+}
+
+void ReadAppList(const std::string& input) {
+    Write(INPUT_FILE, input);
+    try {
+        for (const App& app : ReadApps(INPUT_FILE)) {
+            Require(IsSafeName(app.bundleName) && app.bundleName[0] != '-' && app.versionCode <= INT_MAX);
+        }
+    } catch (const std::invalid_argument&) {
+    }
+}
+
+std::string Markup(const std::string& html) {
+    std::string markup;
+    std::copy_if(html.begin(), html.end(), std::back_inserter(markup),
+                 [](char character) { return character == '<' || character == '>' || character == '"'; });
+    return markup;
+}
+
+void EscapeHtml(const std::string& input) {
+    const auto page = [](const std::string& value) {
+        return RenderHtml({{{value, true, {}}, {"x", false, {{"RWX", value, value}}}}, {}});
+    };
+    Require(Markup(page(input + ".")) == Markup(page("harmless")));
+    Require(page(input).find('\0') == std::string::npos);
+    const std::string quoted = Quote(input);
+    Require(IsPrintable(quoted) && IsPrintable(Printable(input)));
+    try {
+        (void)RenderHtml(ReadReport(EscapeJsonControls(input)));
+    } catch (const std::runtime_error&) {
+    }
+}
+
+class Listener : public CommonEventSubscriber {
+public:
+    explicit Listener(const CommonEventSubscribeInfo& info) : CommonEventSubscriber(info) {}
+
+    void OnReceiveEvent(const CommonEventData& /*data*/) override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++count_;
+        changed_.notify_all();
+    }
+
+    bool WaitForMore(int count) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return count_ > count; });
+    }
+
+    int Count() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return count_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int count_ = 0;
+};
+
+/// A bus with a listener of the port, and the service's own connection to send anything on.
+class Bus {
+public:
+    Bus() {
+        MatchingSkills skills;
+        skills.AddEvent("wanted");
+        listener_ = std::make_shared<Listener>(CommonEventSubscribeInfo(skills));
+        Require(CommonEventManager::SubscribeCommonEvent(listener_));
+        Connect();
+    }
+
+    /// A signal whose arguments are the input: a type's letter, then a text that it is made of, and so on.
+    void Send(const std::string& input) {
+        sd_bus_message* signal = nullptr;
+        Require(sd_bus_message_new_signal(service_, &signal, "/any", "teklo.CommonEvent", "Published") >= 0);
+        size_t at = 0;
+        while (at < input.size()) {
+            const char type = input[at++];
+            const std::string text = input.substr(at, input.find('|', at) - at);
+            Append(signal, type, text);
+            at += text.size() + 1;
+        }
+        (void)sd_bus_send(service_, signal, nullptr);
+        sd_bus_message_unref(signal);
+        // The bus parts with who sends it what is no text.
+        if (sd_bus_call_method(service_, "org.freedesktop.DBus", "/", "org.freedesktop.DBus.Peer", "Ping", nullptr,
+                               nullptr, nullptr) < 0) {
+            Connect();
+        }
+    }
+
+    /// What is sent properly behind it still arrives.
+    void RequireDelivery() {
+        const int before = listener_->Count();
+        Send("swanted");
+        Require(listener_->WaitForMore(before));
+    }
+
+private:
+    void Connect() {
+        service_ = sd_bus_close_unref(service_);
+        Require(sd_bus_new(&service_) >= 0 && sd_bus_set_address(service_, BUS_ADDRESS) >= 0 &&
+                sd_bus_set_bus_client(service_, 1) >= 0 && sd_bus_start(service_) >= 0 &&
+                sd_bus_request_name(service_, "teklo.CommonEventService", 0) >= 0);
+    }
+
+    static void Append(sd_bus_message* signal, char type, const std::string& text) {
+        const unsigned long number = text.size();
+        switch (type) {
+            case 's':
+                (void)sd_bus_message_append(signal, "s", text.c_str());
+                break;
+            case 'v':
+                (void)sd_bus_message_append(signal, "v", "s", text.c_str());
+                break;
+            case 'a':
+                (void)sd_bus_message_append_array(signal, 'y', text.data(), text.size());
+                break;
+            case 'l':
+                (void)sd_bus_message_append(signal, "as", 2, text.c_str(), "");
+                break;
+            default:
+                (void)sd_bus_message_append(signal, "t", number);
+        }
+    }
+
+    BusDaemon daemon_;
+    std::shared_ptr<Listener> listener_;
+    sd_bus* service_ = nullptr;
+};
+
+void ReceiveSignal(const std::string& input) {
+    // Stays to the end of the process, as its listener's thread does.
+    static Bus& bus = *new Bus;
+    bus.Send(input);
+    bus.RequireDelivery();
+}
+
+}  // namespace
+
+const std::map<std::string, FuzzTarget> FUZZ_TARGETS = {
+    {"app_list", ReadAppList},    {"bus_message", ReceiveSignal},
+    {"code_list", ReadCodes},     {"command_line", ReadCommandLine},
+    {"html", EscapeHtml},         {"json", ReadJson},
+    {"log_format", FormatRecord}, {"parameter_file", ReadParameter},
+    {"status_file", ReadStatus},
+};

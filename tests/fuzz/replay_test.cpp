@@ -1,0 +1,53 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "fuzz_targets.h"
+#include "quick_fix_plume_wrapper.h"
+#include "support/files.h"
+
+namespace fs = std::filesystem;
+using namespace TEKLO::QuickFixEngine;
+
+namespace {
+
+/// The seed with some of its bytes changed, moved, repeated or left out.
+std::string Mutated(std::string input, std::mt19937& random) {
+    const std::string alphabet = std::string("=\n#{}[]\":,0 aK\\%\"<&\xff\x80\r|") + '\0';
+    for (size_t change = random() % 4; change < 4 && !input.empty(); ++change) {
+        const size_t at = random() % input.size();
+        switch (random() % 4) {
+            case 0:
+                input[at] = alphabet[random() % alphabet.size()];
+                break;
+            case 1:
+                input.insert(at, input, random() % input.size(), random() % 300);
+                break;
+            case 2:
+                input.erase(at, 1 + random() % 8);
+                break;
+            default:
+                input.insert(at, 1, alphabet[random() % alphabet.size()]);
+        }
+    }
+    return input;
+}
+
+TEST(Seeds, AndWhatIsNearThemAreTakenByAll) {
+    QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
+    std::mt19937 random(20);
+    for (const auto& [name, target] : FUZZ_TARGETS) {
+        int seeds = 0;
+        for (const auto& file : fs::directory_iterator(fs::path(SEEDS) / name)) {
+            const std::string seed = Read(file.path());
+            target(seed);
+            for (int i = 0; i < 200; ++i) {
+                target(Mutated(seed, random));
+            }
+            ++seeds;
+        }
+        EXPECT_GT(seeds, 0) << name;
+    }
+}
+
+}  // namespace
