@@ -1,7 +1,6 @@
 #include "quick_fix_status_record.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -15,18 +14,9 @@
 namespace TEKLO::QuickFixEngine {
 namespace {
 
-constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
 constexpr unsigned int DEFAULT_MODE = 0600;
 constexpr mode_t INIT_STAGE_MODE = 0755;
 constexpr size_t MAX_LINE_LENGTH = 255;
-
-void HandOverToQuickFix(const std::string& path) {
-    unsigned int uid = 0;
-    unsigned int gid = 0;
-    FileUtils::GetPathGidAndUid(QUICK_FIX_DIR, uid, gid);
-    (void)!chmod(path.c_str(), INIT_STAGE_MODE);
-    (void)!chown(path.c_str(), uid, gid);
-}
 
 }  // namespace
 
@@ -50,7 +40,8 @@ void QuickFixStatusRecord::SetStatus(QuickFixStatus& status) {
     std::fstream file;
     const bool opened = FileUtils::OpenFile(file, filePath_, std::ios::out | std::ios::trunc, mode_);
     if (SysUtils::GetRunningStage() == STAGE_INIT) {
-        HandOverToQuickFix(filePath_);
+        (void)!chmod(filePath_.c_str(), INIT_STAGE_MODE);
+        FileUtils::SetGidAndUidToQuickFix(filePath_);
     }
     if (!opened) {
         QF_FILE_LOGE("SetStatus failed. file path : %{public}s.", filePath_.c_str());

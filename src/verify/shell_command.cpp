@@ -38,7 +38,7 @@ std::string ShellCommand::ReadLine(size_t limit) {
         }
     }
     output_.reset();
-    return line.c_str();
+    return line.substr(0, line.find('\0'));
 }
 
 std::string ShellCommand::ReadBlock() {

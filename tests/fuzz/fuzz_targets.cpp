@@ -121,7 +121,7 @@ void FormatRecord(const std::string& input) {
     const std::string plain = QuickFixLogger().FormatLog(input.c_str());
     Require(plain.find("{public}") == std::string::npos);
     // A width is the program's own; one of millions takes that much memory.
-    std::string format = input.c_str();
+    std::string format = input.substr(0, input.find('\0'));
     size_t digits = 0;
     for (char& character : format) {
         digits = isdigit(character) != 0 ? digits + 1 : 0;
