@@ -5,12 +5,10 @@
 
 #include <algorithm>
 #include <climits>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 
 #include "app_list.h"
@@ -26,6 +24,7 @@
 #include "quick_fix_status_record.h"
 #include "string_utils.h"
 #include "support/bus_daemon.h"
+#include "support/event_listener.h"
 #include "support/files.h"
 #include "utf8.h"
 
@@ -166,39 +165,10 @@ void EscapeHtml(const std::string& input) {
     }
 }
 
-class Listener : public CommonEventSubscriber {
-public:
-    explicit Listener(const CommonEventSubscribeInfo& info) : CommonEventSubscriber(info) {}
-
-    void OnReceiveEvent(const CommonEventData& /*data*/) override {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        ++count_;
-        changed_.notify_all();
-    }
-
-    bool WaitForMore(int count) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return count_ > count; });
-    }
-
-    int Count() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return count_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int count_ = 0;
-};
-
 /// A bus with a listener of the port, and the service's own connection to send anything on.
 class Bus {
 public:
     Bus() {
-        MatchingSkills skills;
-        skills.AddEvent("wanted");
-        listener_ = std::make_shared<Listener>(CommonEventSubscribeInfo(skills));
         Require(CommonEventManager::SubscribeCommonEvent(listener_));
         Connect();
     }
@@ -225,9 +195,9 @@ public:
 
     /// What is sent properly behind it still arrives.
     void RequireDelivery() {
-        const int before = listener_->Count();
+        const int before = listener_->count;
         Send("swanted");
-        Require(listener_->WaitForMore(before));
+        Require(listener_->WaitFor(before + 1));
     }
 
 private:
@@ -259,7 +229,7 @@ private:
     }
 
     BusDaemon daemon_;
-    std::shared_ptr<Listener> listener_;
+    std::shared_ptr<Listener> listener_ = std::make_shared<Listener>("wanted");
     sd_bus* service_ = nullptr;
 };
 
