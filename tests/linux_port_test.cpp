@@ -3,6 +3,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <regex>
@@ -22,117 +23,103 @@ std::string Printed(int level, const char* format, Args... args) {
     return testing::internal::GetCapturedStderr();
 }
 
-std::string TextOf(const std::string& line) {
-    const size_t start = line.find("QuickFixUitls: ");
-    return start == std::string::npos ? "MALFORMED " + line : line.substr(start + 15);
+template <typename... Args>
+std::string Text(const char* format, Args... args) {
+    const std::string line = Printed(6, format, args...);
+    return line.substr(line.find("QuickFixUitls: ") + 15);
 }
 
 TEST(PlumePrint, OneLineARecordOnStandardError) {
     const std::regex shape(R"(^I \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} D002E03 QuickFixUitls: a b 1\n$)");
     const std::string line = Printed(4, "a %{public}s %{public}d", "b", 1);
     EXPECT_TRUE(std::regex_match(line, shape)) << line;
-    EXPECT_EQ(Printed(3, "x").substr(0, 2), "D ");
-    EXPECT_EQ(Printed(5, "x").substr(0, 2), "W ");
-    EXPECT_EQ(Printed(6, "x").substr(0, 2), "E ");
-    EXPECT_EQ(TextOf(Printed(6, "a\nb\x1b[2J%{public}s\tc", "\r")), "a\\nb\\x1b[2J\\x0d\tc\n");
-    EXPECT_EQ(TextOf(Printed(6, "%{public}s", std::string(9000, 'x').c_str())).size(), 9001U);
+    EXPECT_EQ(Printed(3, "x").substr(0, 2) + Printed(5, "x").substr(0, 2) + Printed(6, "x").substr(0, 2), "D W E ");
+    EXPECT_EQ(Text("a\nb\x1b[2J%{public}s\tc\x7f", "\r\xc2\x9b\xc2\xa0"),
+              "a\\nb\\x1b[2J\\x0d\\xc2\x9b\xc2\xa0\tc\\x7f\n");
+    EXPECT_EQ(Text("%{public}s", std::string(9000, 'x').c_str()).size(), 9001U);
 }
 
 TEST(PlumePrint, ShowsOnlyWhatIsPublic) {
-    EXPECT_EQ(TextOf(Printed(4, "%s %{private}d %{public}s", "secret", 7, "shown")), "<private> <private> shown\n");
-    EXPECT_EQ(
-        TextOf(Printed(4, "%ld %lld %zu %f %Lf %c %p %{public}d", 1L, 2LL, size_t{3}, 4.0, 5.0L, 'c', nullptr, 8)),
-        "<private> <private> <private> <private> <private> <private> <private> 8\n");
-    EXPECT_EQ(TextOf(Printed(4, "%*d|%{public}-*.*f|", 5, 1, 6, 2, 1.5)), "<private>|1.50  |\n");
-    EXPECT_EQ(TextOf(Printed(4, "%{public}#x %{public}5.1Lf %{public}c 100%%", 255, 1.25L, 'c')),
-              "0xff   1.2 c 100%\n");
-    EXPECT_EQ(TextOf(Printed(4, "%{public}.*s|%{public}.*s", -1, "abc", 2, "abc")), "abc|ab\n");
-    EXPECT_EQ(TextOf(Printed(4, "%{public}s", "\xc2\x9b\xc2\xa0")), "\\xc2\x9b\xc2\xa0\n");
-    EXPECT_EQ(TextOf(Printed(4, "%{public}s", static_cast<const char*>(nullptr))), "(null)\n");
-    EXPECT_EQ(TextOf(Printed(4, "%{public}d %y %{public}s", 1, 2)), "1 \n") << "unknown: nothing behind it is guessed";
-    EXPECT_EQ(TextOf(Printed(4, "at its end %")), "at its end \n");
+    EXPECT_EQ(Text("%s %{private}d %ld %lld %zu %f %Lf %c %p %{public}s", "secret", 7, 1L, 2LL, size_t{3}, 4.0, 5.0L,
+                   'c', nullptr, "shown"),
+              "<private> <private> <private> <private> <private> <private> <private> <private> <private> shown\n");
+    EXPECT_EQ(Text("%*d|%{public}-*.*f|%{public}.*s|%{public}.*s", 5, 1, 6, 2, 1.5, -1, "abc", 2, "abc"),
+              "<private>|1.50  |abc|ab\n");
+    EXPECT_EQ(Text("%{public}#x %{public}5.1Lf %{public}c 100%%", 255, 1.25L, 'c'), "0xff   1.2 c 100%\n");
+    EXPECT_EQ(Text("%{public}s", static_cast<const char*>(nullptr)), "(null)\n");
+    EXPECT_EQ(Text("%{public}d %y %{public}s", 1, 2), "1 \n") << "unknown: nothing behind it is guessed";
+    EXPECT_EQ(Text("at its end %"), "at its end \n");
 }
 
 // A stand-in for the journal's end of the socket; what is sent to it is the real thing.
 TEST(PlumePrint, GoesToTheJournalWhereItsSocketIs) {
     std::filesystem::create_directories("/run/systemd/journal");
     const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::string("/run/systemd/journal/socket").copy(address.sun_path, sizeof(address.sun_path) - 1);
-    ASSERT_EQ(bind(journal, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    const sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
+    ASSERT_EQ(bind(journal, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
 
     EXPECT_EQ(Printed(6, "to %{public}s", "it"), "");
-    std::array<char, 4096> buffer = {};
-    const ssize_t size = recv(journal, buffer.data(), buffer.size(), MSG_DONTWAIT);
-    ASSERT_GT(size, 0);
-    EXPECT_EQ(std::string(buffer.data(), static_cast<size_t>(size)),
-              "MESSAGE=to it\nPRIORITY=3\nSYSLOG_IDENTIFIER=QuickFixUitls\nQUICKFIX_DOMAIN=D002E03\n");
+    std::string sent(4096, '\0');
+    sent.resize(static_cast<size_t>(std::max<ssize_t>(recv(journal, sent.data(), sent.size(), MSG_DONTWAIT), 0)));
+    EXPECT_EQ(sent, "MESSAGE=to it\nPRIORITY=3\nSYSLOG_IDENTIFIER=QuickFixUitls\nQUICKFIX_DOMAIN=D002E03\n");
 
     setenv("QUICKFIX_LOG", "stderr", 1);
-    EXPECT_EQ(TextOf(Printed(6, "chosen")), "chosen\n");
+    EXPECT_EQ(Text("chosen"), "chosen\n");
     unsetenv("QUICKFIX_LOG");
     close(journal);
-    EXPECT_EQ(TextOf(Printed(6, "nobody listens")), "nobody listens\n");
+    EXPECT_EQ(Text("nobody listens"), "nobody listens\n");
+}
+
+std::string Outcome(bool succeeded, const char* text) {
+    return std::string(succeeded ? "" : "refused, leaving ") + "'" + text + "'";
 }
 
 TEST(BoundsChecked, NeverWriteBehindTheirBound) {
     char text[8] = "unset";
-    EXPECT_EQ(sprintf_s(text, 4, "%d", 123), 3);
-    EXPECT_STREQ(text, "123");
-    EXPECT_EQ(sprintf_s(text, 4, "%d", 1234), -1);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(sprintf_s(text, 0, "x"), -1);
+    EXPECT_EQ(Outcome(sprintf_s(text, 4, "%d", 123) == 3, text), "'123'");
+    EXPECT_EQ(Outcome(sprintf_s(text, 4, "%d", 1234) != -1, text), "refused, leaving ''");
+    EXPECT_EQ(Outcome(strcpy_s(text, 4, "abc") == 0, text), "'abc'");
+    EXPECT_EQ(Outcome(strcat_s(text, 4, "d") == 0, text), "refused, leaving ''");
+    EXPECT_EQ(Outcome(strcpy_s(text, 5, "abc") == 0, text), "'abc'");
+    EXPECT_EQ(Outcome(strcat_s(text, 5, "d") == 0, text), "'abcd'");
+    EXPECT_EQ(Outcome(strcpy_s(text, 4, "abcd") == 0, text), "refused, leaving ''");
+    EXPECT_TRUE(sprintf_s(text, 0, "x") == -1 && strcpy_s(text, 0, "") != 0);
 
-    EXPECT_EQ(strcpy_s(text, 4, "abc"), 0);
-    EXPECT_NE(strcat_s(text, 4, "d"), 0);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(strcpy_s(text, 5, "abc"), 0);
-    EXPECT_EQ(strcat_s(text, 5, "d"), 0);
-    EXPECT_STREQ(text, "abcd");
-    EXPECT_NE(strcpy_s(text, 4, "abcd"), 0);
-    EXPECT_STREQ(text, "");
-    EXPECT_NE(strcpy_s(text, 0, ""), 0);
-
-    std::string block = "xxxx";
-    EXPECT_EQ(memset_s(block.data(), 3, 'y', 2), 0);
-    EXPECT_EQ(block, "yyxx");
-    EXPECT_NE(memset_s(block.data(), 3, 'z', 4), 0);
-    EXPECT_EQ(block, "zzzx");
+    char block[] = "xxxx";
+    EXPECT_EQ(Outcome(memset_s(block, 3, 'y', 2) == 0, block), "'yyxx'");
+    EXPECT_EQ(Outcome(memset_s(block, 3, 'z', 4) == 0, block), "refused, leaving 'zzzx'");
 }
 
 // The digest passes the bound of its whole buffer for each pair of digits.
 TEST(BoundsChecked, BoundMayExceedWhatIsLeftOfTheBuffer) {
     char text[5] = {};
-    EXPECT_EQ(sprintf_s(text, sizeof(text), "%02x", 0xab), 2);
-    EXPECT_EQ(sprintf_s(text + 2, sizeof(text), "%02x", 0x0c), 2);
-    EXPECT_STREQ(text, "ab0c");
+    EXPECT_EQ(Outcome(sprintf_s(text, sizeof(text), "%02x", 0xab) == 2, text), "'ab'");
+    EXPECT_EQ(Outcome(sprintf_s(text + 2, sizeof(text), "%02x", 0x0c) == 2, text), "'ab0c'");
+}
+
+/// What is returned for a file of this content, and what is left in a buffer of this length.
+std::string Parameter(const std::string& content, unsigned int length = 16) {
+    Write("/tmp/parameters", content);
+    std::array<char, 16> value = {};
+    const int copied = GetParameter("key", "default", value.data(), length);
+    return std::to_string(copied) + " '" + value.data() + "'";
 }
 
 TEST(GetParameter, ReadsLinesOfKeyAndValue) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"", "default"},
-        {"key=abcdef\n", "abcdef"},
-        {"other=1\n key =\ta=b c \r\n", "a=b c"},
-        {"# key=9\n=8\nno sign\nkey=1\nkey=2", "2"},
-        {"key=\n", ""},
-        {"keyx=1\n", "default"},
-        {std::string("key=a\0b\n", 8), "a"},
-    };
-    std::array<char, 16> value = {};
     setenv("QUICKFIX_PARAMETERS", "/tmp/parameters", 1);
-    EXPECT_EQ(GetParameter("key", "", value.data(), value.size()), 0) << "a missing file is an empty store";
-    for (const auto& [content, expected] : cases) {
-        Write("/tmp/parameters", content);
-        EXPECT_EQ(GetParameter("key", "default", value.data(), value.size()), static_cast<int>(expected.size()));
-        EXPECT_EQ(value.data(), expected) << content;
-    }
-    Write("/tmp/parameters", "key=abcdef\n");
-    EXPECT_EQ(GetParameter("key", "", value.data(), 4), 3);
-    EXPECT_STREQ(value.data(), "abc");
-    EXPECT_LE(GetParameter("key", "", value.data(), 0), 0);
+    EXPECT_EQ(Parameter(""), "7 'default'");
+    EXPECT_EQ(Parameter("key=abcdef\n"), "6 'abcdef'");
+    EXPECT_EQ(Parameter("key=abcdef\n", 4), "3 'abc'");
+    EXPECT_EQ(Parameter("key=abcdef\n", 0), "-1 ''");
+    EXPECT_EQ(Parameter("other=1\n key =\ta=b c \r\n"), "5 'a=b c'");
+    EXPECT_EQ(Parameter("# key=9\n=8\nno sign\nkey=1\nkey=2"), "1 '2'");
+    EXPECT_EQ(Parameter("key=\n"), "0 ''");
+    EXPECT_EQ(Parameter("keyx=1\n"), "7 'default'");
+    EXPECT_EQ(Parameter(std::string("key=a\0b\n", 8)), "1 'a'");
+    setenv("QUICKFIX_PARAMETERS", "/tmp/missing", 1);
+    EXPECT_EQ(Parameter("key=1\n"), "7 'default'") << "a missing file is an empty store";
     setenv("QUICKFIX_PARAMETERS", "/tmp", 1);
-    EXPECT_LT(GetParameter("key", "", value.data(), value.size()), 0) << "it can't be read";
+    EXPECT_EQ(Parameter("key=1\n"), "-1 ''") << "it can't be read";
 }
 
 }  // namespace
