@@ -1,5 +1,3 @@
-#include <cjson/cJSON.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -9,30 +7,23 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
 #include <map>
 #include <regex>
 #include <thread>
 
-#include "file_utils.h"
-#include "json_tool.h"
 #include "platform/singleton.h"
 #include "quick_fix_log.h"
-#include "quick_fix_status_record.h"
-#include "string_utils.h"
 #include "support/fault_injector.h"
 #include "support/files.h"
 #include "support/limits.h"
-#include "support/plume_capture.h"
-#include "test_manager.h"
+#include "support/transcript.h"
 
 namespace fs = std::filesystem;
 using namespace TEKLO::QuickFixEngine;
 
 namespace {
 
-const std::string CONTENT(3000, 'c');
-constexpr char STATUS_FILE[] = "/tmp/status";
+constexpr char TREE[] = "/tmp/tree/";
 
 QuickFixLogger& Logger() {
     return *TEKLO::DelayedSingleton<QuickFixLogger>::GetInstance();
@@ -43,112 +34,59 @@ void InstallFiles() {
         fs::remove_all(path);
     }
     for (const char* path : {"/tmp/tree/a", "/tmp/tree/sub/b", "/patch_qv/overlay/tmp/tree/a"}) {
-        Write(path, CONTENT);
+        Write(path, std::string(3000, 'c'));
     }
-    Write("/tmp/json", R"({"a": 7})");
-    Write(STATUS_FILE, "PatchVersion=1\nK=init\nErrorCode=3,\n");
+    Write("/tmp/status", "PatchVersion=1\nK=init\nErrorCode=3,\n");
     Write("/double/bm", "#!/bin/sh\n[ $2 = -a ] && echo app || printf 'teklo.app.quickfix\\nversionCode 7\\n'\n");
     fs::permissions("/double/bm", fs::perms(0755));
     setenv("PATH", "/double:/usr/bin", 1);
     Logger().RemoveLog();
     Write(FIRST_LOG, "oldest\n");
     Write(SECOND_LOG, std::string(65535, 'x') + "\n");
-    QuickFixStatusRecord::GetInstance().InitStatusRecord(STATUS_FILE, "K");
-}
-
-/// What an operation left in a file, read when no call fails any more.
-std::string Left(const std::string& path) {
-    FaultInjector::End();
-    return Read(path);
-}
-
-std::string Done(bool result, const std::string& path) {
-    return std::string(result ? "true " : "false ") + std::to_string(Left(path).size());
-}
-
-std::string SizeOfDirectory() {
-    try {
-        return std::to_string(FileUtils::GetDirSize("/tmp/tree"));
-    } catch (const fs::filesystem_error&) {
-        return "throws";
-    }
-}
-
-std::string StatusOf(const QuickFixStatus& status) {
-    return status.version + "|" + status.status + "|" + status.errorCode;
-}
-
-std::string SetStatus() {
-    QuickFixStatusRecord::GetInstance().SetStatus("2", "loaded", "");
-    FaultInjector::End();
-    return StatusOf(QuickFixStatusRecord::GetInstance().GetStatusFromFile());
-}
-
-/// The entries of a fragment; the fragment itself when it has none.
-std::string Entries(const std::string& fragment) {
-    const size_t start = fragment.rfind(": {");
-    return start == std::string::npos ? fragment : fragment.substr(start + 3, fragment.find('}') - start - 3);
-}
-
-std::string Verify() {
-    TestManager manager;
-    const std::string entries = Entries(manager.CheckNativePatch());
-    return entries + " " + std::to_string(manager.GetUnprovenCount());
-}
-
-std::string VerifyApp() {
-    TestManager manager;
-    manager.CheckAppPatchInit();
-    manager.CheckAppPatch("app", 7);
-    return Entries(manager.CheckAppPatchEnd());
-}
-
-/// What is found of a record behind a rotation.
-std::string Log() {
-    Logger().OutputLog("marker", "f", "g", 1);
-    const std::string log = Left(FIRST_LOG) + Left(SECOND_LOG);
-    EXPECT_TRUE(log.empty() || log.back() == '\n') << "a torn line";
-    return (log.find("oldest") == std::string::npos ? "" : "oldest ") +
-           std::string(log.find("xx") == std::string::npos ? "" : "old ") +
-           (log.find("[f(g):1]marker\n") == std::string::npos ? "" : "marker");
-}
-
-std::string ReadJson() {
-    cJSON* json = JsonTool::ParseJsonFromFile("/tmp/json");
-    const int value = JsonTool::GetInt(json, "a", -1);
-    cJSON_Delete(json);
-    return std::to_string(value);
+    Do("InitStatusRecord /tmp/status K");
 }
 
 struct Operation {
-    std::function<std::string()> run;
-    std::string outcomes;  // all that may come of it, whichever call fails
+    const char* call;
+    const char* look;      // at what it left
+    const char* outcomes;  // all that may come of the two, whichever call of the C library fails
 };
 
-const std::map<std::string, Operation> OPERATIONS = {
-    {"digest", {[] { return FileUtils::GetFileSHA256("/tmp/tree/a"); }, "([0-9a-f]{64})?"}},
-    {"size", {[] { return std::to_string(FileUtils::GetFileSize("/tmp/tree/a", FileSizeUnit::BYTE)); }, "3000|-1"}},
-    {"folder's size", {SizeOfDirectory, "5|0|throws"}},
-    {"free space", {[] { return FileUtils::GetDiskFreeSpace("/tmp") > 0 ? "some" : "none"; }, "some|none"}},
-    {"clean", {[] { return Done(FileUtils::CleanDir("/tmp/tree", true), "/tmp/tree/a"); }, "true (0|3000)|false 3000"}},
-    {"make folder", {[] { return Done(FileUtils::MakeDir("/tmp/new", 0700), ""); }, "true 0|false 0"}},
-    {"make file", {[] { return Done(FileUtils::MakeFile("/tmp/new", CONTENT), "/tmp/new"); }, "true (3000|0)|false 0"}},
-    {"rename",
-     {[] { return Done(FileUtils::RenameFile("/tmp/tree/a", "/tmp/new"), "/tmp/new"); }, "true 3000|false 0"}},
-    {"copy file",
-     {[] { return Done(FileUtils::CopyFile("/tmp/tree/a", "/tmp/new"), "/tmp/new"); }, "true 3000|false .*"}},
-    {"copy folder",
-     {[] { return Done(FileUtils::CopyDir("/tmp/tree/", "/tmp/copy/"), "/tmp/copy/sub/b"); }, "true 3000|false .*"}},
-    {"lines", {[] { return std::to_string(FileUtils::ReadLines("/tmp/tree/a").size()); }, "1|0"}},
-    {"stream", {[] { return std::to_string(FileUtils::GetFileStream("/tmp/tree/a").size()); }, "3000|0"}},
-    {"json", {ReadJson, "7|-1"}},
-    {"command line", {[] { return StringUtils::GetKeyCmdlineStr("quickfix"); }, "(quickfix=1\n)?"}},
-    {"set status", {SetStatus, "2.loaded.|2..|..|1.init.3,"}},
-    {"get status", {[] { return StatusOf(QuickFixStatusRecord::GetInstance().GetStatusFromFile()); }, "1.init.3,|.."}},
-    {"log", {Log, "old marker|(oldest )?(old )?(marker)?"}},
-    {"verify", {Verify, R"re("/tmp/tree/a": "(true|false,source:.*)" 0|"Native": "null" 0)re"}},
-    {"verify app", {VerifyApp, R"re("app": "(true|false,.*)")re"}},
+constexpr Operation OPERATIONS[] = {
+    {"GetFileSHA256 /tmp/tree/a", "", "[0-9a-f]{64}|\"\""},
+    {"GetFileSize /tmp/tree/a 0", "", "3000|-1"},
+    {"GetDirSize /tmp/tree", "", "5|0|throws filesystem_error"},
+    {"free /tmp", "", "true|false"},
+    {"CleanDir /tmp/tree self", "entries /tmp/tree", "true (throws filesystem_error|[012])|false 2"},
+    {"MakeDir /tmp/new 700", "type /tmp/new", "true 40700|false 0"},
+    {"MakeFile /tmp/new c{3000}", "read /tmp/new", "true (c.3000.|\"\")|false \"\""},
+    {"RenameFile /tmp/tree/a /tmp/new", "read /tmp/new", "true c.3000.|false \"\""},
+    {"CopyFile /tmp/tree/a /tmp/new", "read /tmp/new", "true c.3000.|false .*"},
+    {"CopyDir /tmp/tree/ /tmp/copy/", "read /tmp/copy/sub/b", "true c.3000.|false .*"},
+    {"ReadLines /tmp/tree/a", "", ".c.3000..|\"\""},
+    {"GetFileStream /tmp/tree/a", "", "c.3000.|\"\""},
+    {"GetKeyCmdlineStr quickfix", "", "quickfix=1.n|\"\""},
+    {"SetStatus/3 2 loaded \"\"", "GetStatusFromFile", "2.loaded.|2..|..|1.init.3,"},
+    {"GetStatusFromFile", "", "1.init.3,|.."},
+    {"OutputLog marker", "log /data/update/quickfix/log/quickfix_2.log", "(x.65535..n)?(TIME.f.g.:1.marker.n)?|\"\""},
+    {"CheckNativePatch", "", R"re("/tmp/tree/a": "(true|false,source:[^}]*)"\},[^}]*\}|"Native": "null")re"},
+    {"CheckAppPatch app 7", "", R"re("app": "(true|false,[^}]*)"\},[^}]*\})re"},
 };
+
+std::string OutcomeOf(const std::string& call) {
+    const std::string done = Do(call);
+    const std::string line = done.substr(0, done.find('\n'));
+    const size_t outcome = line.find(" -> ");
+    return outcome == std::string::npos ? "" : line.substr(outcome + 4);
+}
+
+/// What comes of the operation while calls fail, and what it left, looked at when none fails any more.
+std::string Perform(const Operation& operation) {
+    const std::string outcome = OutcomeOf(operation.call);
+    FaultInjector::End();
+    const std::string left = *operation.look != '\0' ? OutcomeOf(operation.look) : "";
+    return outcome + (outcome.empty() || left.empty() ? "" : " ") + left;
+}
 
 TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
     const std::pair<const char*, std::vector<int>> calls[] = {
@@ -159,20 +97,20 @@ TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
         {"writev", {ENOSPC, EINTR}},
     };
     std::map<std::string, int> failed;
-    for (const auto& [name, operation] : OPERATIONS) {
+    for (const Operation& operation : OPERATIONS) {
         InstallFiles();
-        const std::string clean = operation.run();
+        const std::string clean = Perform(operation);
         const std::regex outcomes(operation.outcomes);
         for (const auto& [call, errors] : calls) {
             for (const int error : errors) {
                 bool reached = true;
                 for (int number = 1; reached; ++number) {
-                    SCOPED_TRACE(name + ", " + call + " " + std::to_string(number) + ": " + strerror(error));
+                    SCOPED_TRACE(std::string(operation.call) + ", " + call + " " + std::to_string(number) + ": " +
+                                 strerror(error));
                     InstallFiles();
-                    PlumeCapture capture;
                     const long before = OpenDescriptors();
                     FaultInjector::Fail(call, number, 1, error);
-                    const std::string outcome = operation.run();
+                    const std::string outcome = Perform(operation);
                     reached = FaultInjector::End();
                     failed[call] += reached ? 1 : 0;
                     Logger().RemoveLog();
@@ -182,7 +120,7 @@ TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
                     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command was not waited for";
                 }
                 InstallFiles();
-                EXPECT_EQ(operation.run(), clean) << name << " behind a failing " << call;
+                EXPECT_EQ(Perform(operation), clean) << operation.call << " behind a failing " << call;
             }
         }
     }
@@ -199,27 +137,28 @@ int ErrorNumber(const std::string& name) {
     return error;
 }
 
+// A transcript in which "fault CALL FIRST COUNT ERROR" lets calls fail during the one operation behind it.
 TEST(Faults, OutcomeAndRecordsOfEach) {
-    std::ifstream table(TEST_DATA "/faults.txt");
-    std::string row;
-    int rows = 0;
-    for (std::getline(table, row); std::getline(table, row); ++rows) {
-        SCOPED_TRACE(row);
-        static const std::regex shape("([^;]+); (\\w+) (\\d+) (\\d+) (\\w+); ([^;]*)(; .*)?");
-        std::smatch part;
-        ASSERT_TRUE(std::regex_match(row, part, shape));
-        InstallFiles();
-        PlumeCapture capture(QuickFixPlumeLevel::ERROR);
-        FaultInjector::Fail(part[2].str().c_str(), std::stoi(part[3]), std::stoi(part[4]), ErrorNumber(part[5]));
-        EXPECT_EQ(OPERATIONS.at(part[1]).run(), part[6]);
-        EXPECT_TRUE(FaultInjector::End());
-        std::string records;
-        for (const std::string& record : capture.Take()) {
-            records += "; " + record.substr(2);
+    static const std::regex fault("fault (\\w+) (\\d+) (\\d+) (\\w+)");
+    const std::string expected = Read(TEST_DATA "/faults.txt");
+    std::istringstream lines(expected);
+    std::string seen;
+    std::smatch plan;
+    for (std::string line; std::getline(lines, line);) {
+        if (std::regex_match(line, plan, fault)) {
+            InstallFiles();
+            seen += line + "\n";
+            std::string call;
+            std::getline(lines, call);
+            FaultInjector::Fail(plan[1].str().c_str(), std::stoi(plan[2]), std::stoi(plan[3]), ErrorNumber(plan[4]));
+            seen += Do(call.substr(0, call.find(" -> ")));
+            EXPECT_TRUE(FaultInjector::End()) << line;
+        } else if (line[0] != ' ') {
+            seen += Do(line.substr(0, line.find(" -> ")));
         }
-        EXPECT_EQ(records, part[7]);
     }
-    EXPECT_GT(rows, 40) << "the table is not whole";
+    EXPECT_EQ(seen, expected);
+    EXPECT_NE(seen, "");
 }
 
 /// Interrupts the process's calls about a thousand times a second while it lives.
@@ -243,28 +182,28 @@ private:
 };
 
 TEST(Faults, SignalsChangeNoOutcome) {
-    for (const auto& [name, operation] : OPERATIONS) {
+    for (const Operation& operation : OPERATIONS) {
         InstallFiles();
-        const std::string clean = operation.run();
+        const std::string clean = Perform(operation);
         for (int round = 0; round < 10; ++round) {
             InstallFiles();
             const Interruptions interruptions;
-            EXPECT_EQ(operation.run(), clean) << name;
+            EXPECT_EQ(Perform(operation), clean) << operation.call;
         }
     }
 }
 
 TEST(Faults, WithoutAProcessForTheShellEveryCheckSaysSo) {
     InstallFiles();
-    Logger().OutputLog("opens the log", "f", "g", 1);
+    Do("OutputLog opened");
     const pid_t child = fork();
     if (child == 0) {
         const rlimit none = {0, 0};
         const bool limited = setrlimit(RLIMIT_NPROC, &none) == 0 && (geteuid() != 0 || setuid(65534) == 0);
-        PlumeCapture capture(QuickFixPlumeLevel::ERROR);
-        const bool said = Verify() == R"("/tmp/tree/a": "true" 2)" && capture.Take().size() == 4 &&
-                          VerifyApp().find(": \"false,miss,") != std::string::npos && capture.Take().size() == 3;
-        _exit(!limited ? 2 : said ? 0 : 1);
+        const std::string verdict = OutcomeOf("CheckNativePatch");
+        const bool unproven = verdict.find("unproven: 2") != std::string::npos;
+        const bool missing = OutcomeOf("CheckAppPatch app 7").find(": \"false,miss,") != std::string::npos;
+        _exit(limited && unproven && missing ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -272,69 +211,30 @@ TEST(Faults, WithoutAProcessForTheShellEveryCheckSaysSo) {
 }
 
 TEST(Faults, WalksGoOnWhenFilesVanishUnderThem) {
-    for (const char* name : {"folder's size", "clean", "copy folder", "verify"}) {
+    for (const Operation& operation : OPERATIONS) {
         InstallFiles();
         const long before = OpenDescriptors();
         std::atomic<bool> ended{false};
         std::thread other([&ended] {
+            std::error_code ignored;
             for (int i = 0; !ended; ++i) {
-                const std::string path = "/tmp/tree/" + std::to_string(i % 50);
-                std::error_code ignored;
+                const std::string path = TREE + std::to_string(i % 50);
                 fs::create_directory(path, ignored);
-                std::ofstream(path + "/file") << CONTENT;
-                fs::copy_file("/tmp/json", "/patch_qv/overlay/tmp/tree/b", ignored);
-                fs::remove_all("/tmp/tree/" + std::to_string((i + 25) % 50), ignored);
+                std::ofstream(path + "/file") << "text";
+                fs::copy_file("/tmp/status", "/patch_qv/overlay/tmp/tree/b", ignored);
+                fs::remove_all(TREE + std::to_string((i + 25) % 50), ignored);
                 fs::remove("/patch_qv/overlay/tmp/tree/b", ignored);
             }
         });
-        for (int round = 0; round < 40; ++round) {
-            OPERATIONS.at(name).run();
+        for (int round = 0; round < 20; ++round) {
+            Do(operation.call);
         }
         ended = true;
         other.join();
         InstallFiles();
-        EXPECT_LE(OpenDescriptors(), before) << name;
-        EXPECT_TRUE(std::regex_match(OPERATIONS.at(name).run(), std::regex(OPERATIONS.at(name).outcomes))) << name;
+        EXPECT_LE(OpenDescriptors(), before) << operation.call;
+        EXPECT_TRUE(std::regex_match(Perform(operation), std::regex(operation.outcomes))) << operation.call;
     }
-}
-
-TEST(Faults, LogsThatOthersTouch) {
-    const Records lost = {"E ChangeFileForOverSize: get first log file stat fail",
-                          "E OutputLog: ChangeFileForOverSize fail"};
-    struct Case {
-        const char* name;
-        std::function<void()> touch;
-        std::string first;  // the texts of the lines in both files behind the next record
-        std::string second;
-        Records records;
-    };
-    const Case cases[] = {
-        {"both emptied", [] { fs::resize_file(FIRST_LOG, 0), fs::resize_file(SECOND_LOG, 0); }, "", "next", {}},
-        {"cut within a line", [] { fs::resize_file(SECOND_LOG, Read(SECOND_LOG).size() - 1); }, "old", "one next", {}},
-        {"first deleted", [] { fs::remove(FIRST_LOG); }, "", "one next", {}},
-        {"second deleted", [] { fs::remove(SECOND_LOG); }, "old", "next", {}},
-        {"both deleted", [] { fs::remove(FIRST_LOG), fs::remove(SECOND_LOG); }, "", "", lost},
-    };
-    const auto texts = [](const std::string& path) {
-        std::string found;
-        for (const char* text : {"old", "one", "next"}) {
-            found += Read(path).find(text) == std::string::npos ? "" : (found.empty() ? "" : " ") + std::string(text);
-        }
-        return found;
-    };
-    for (const Case& c : cases) {
-        Logger().RemoveLog();
-        Write(FIRST_LOG, std::string(65532, '.') + "old\n");
-        Logger().OutputLog("one", "f", "g", 1);
-        PlumeCapture capture;
-        c.touch();
-        Logger().OutputLog("next", "f", "g", 1);
-        EXPECT_EQ(texts(FIRST_LOG) + "|" + texts(SECOND_LOG), c.first + "|" + c.second) << c.name;
-        EXPECT_EQ(capture.Take(), c.records) << c.name;
-    }
-    Logger().RemoveLog();
-    Logger().OutputLog("next", "f", "g", 1);
-    EXPECT_EQ(texts(FIRST_LOG), "next");
 }
 
 }  // namespace
