@@ -36,6 +36,11 @@ constexpr size_t DIGEST_READ_SIZE = 1024;
 constexpr size_t DIGEST_STDIO_BUFFER_SIZE = 64 * 1024;
 // The stream reads one byte less than its buffer at a time.
 constexpr size_t COPY_BUFFER_SIZE = 128 * 1024 + 1;
+// A processor may read three times slower into a buffer that begins a few bytes behind a page's start, where the heap puts
+// large ones.
+struct alignas(4096) Page {
+    char bytes[4096];
+};
 constexpr unsigned int KIB_SHIFT = 10;
 constexpr int64_t BYTES_PER_KIB = 1024;
 constexpr int64_t BYTES_PER_MIB = 1024 * 1024;
@@ -326,9 +331,9 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
         QF_LOGE("realpath failed: %{public}s", sourcePath.c_str());
         return false;
     }
-    const std::unique_ptr<char[]> buffer(new char[COPY_BUFFER_SIZE]);
+    const std::unique_ptr<Page[]> buffer(new Page[COPY_BUFFER_SIZE / sizeof(Page) + 1]);
     std::ifstream source;
-    source.rdbuf()->pubsetbuf(buffer.get(), COPY_BUFFER_SIZE);
+    source.rdbuf()->pubsetbuf(buffer[0].bytes, COPY_BUFFER_SIZE);
     source.open(canonicalSource.data());
     std::ofstream dest(destPath);
     if (!source.is_open() || !dest.is_open()) {
