@@ -69,7 +69,8 @@ bench::Results MeasureAll() {
     const long growth = bench::DigestGrowthKib();
     bench::Results results = {
         {bench::CompareDigest(), bench::CompareLogRecord(), bench::CompareVerification(),
-         bench::CompareVerificationGrowth(), bench::CompareCopy(), bench::CompareSplitting(), bench::CompareSize()},
+         bench::CompareVerificationGrowth(), bench::CompareCopy(), bench::CompareSplitting(), bench::CompareLoadTime(),
+         bench::CompareSize()},
         growth,
         bench::DescribeMachine(),
     };

@@ -33,6 +33,7 @@ Comparison CompareVerification();
 Comparison CompareVerificationGrowth();
 Comparison CompareCopy();
 Comparison CompareSplitting();
+Comparison CompareLoadTime();
 Comparison CompareSize();
 
 /// How much the process's peak of memory grows from the digest of 1 MiB to that of 1 GiB. To be called before anything
