@@ -167,6 +167,7 @@ struct Counted {
 
 TEST(LogThreads, SingletonIsCreatedOnce) {
     std::vector<std::future<std::shared_ptr<Counted>>> calls;
+    calls.reserve(8);
     for (int i = 0; i < 8; ++i) {
         calls.push_back(std::async(std::launch::async, DelayedSingleton<Counted>::GetInstance));
     }

@@ -42,6 +42,9 @@ TEST(StatusRecord, AnyOtherUserKeepsModeAndOwner) {
     Record(STATUS_FILE, 0640).SetStatus("1", "init", "");
     EXPECT_EQ(Mode(STATUS_FILE), 0640U);
     EXPECT_EQ(Stat(STATUS_FILE).st_uid, getuid());
+    QuickFixStatusRecord::GetInstance().InitStatusRecord(STATUS_FILE, "K");
+    QuickFixStatusRecord::GetInstance().SetStatus("loaded");
+    EXPECT_EQ(Mode(STATUS_FILE), 0600U) << "by default";
     Record("/nowhere/status", 0640).SetStatus("1", "init", "");
     EXPECT_EQ(QuickFixStatusRecord::GetInstance().GetStatus().status, "init") << "the cache keeps what failed";
     ASSERT_TRUE(!root || setresuid(0, 0, 0) == 0);

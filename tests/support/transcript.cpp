@@ -98,7 +98,7 @@ std::string Open(const Words& words) {
     static std::fstream stream;  // one for all, so that a failure before might stick
     stream.close();
     const auto openMode = words[1] == "in" ? std::ios::in : std::ios::out | std::ios::trunc;
-    return Text(FileUtils::OpenFile(stream, words[0], openMode, Octal(words[2])));
+    return Text(FileUtils::OpenFile(stream, words[0], static_cast<unsigned int>(openMode), Octal(words[2])));
 }
 
 std::string SetLocale(const Words& words) {
