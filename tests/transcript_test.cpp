@@ -43,6 +43,6 @@ TEST_P(Transcripts, Hold) {
     EXPECT_EQ(seen, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(, Transcripts, testing::ValuesIn(Names()), [](const auto& test) { return test.param; });
+INSTANTIATE_TEST_SUITE_P(All, Transcripts, testing::ValuesIn(Names()), [](const auto& test) { return test.param; });
 
 }  // namespace
