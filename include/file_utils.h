@@ -67,8 +67,8 @@ public:
     /// Removes all that is below the directory, and with `removeSelf` the path itself, whatever it is; a
     /// regular file is removed in either case. A link to a directory has its target emptied before the link
     /// is removed. False for null ("CleanDir fail, dirPath is null"), and without a record when the
-    /// directory can't be opened or the path of one of its own entries exceeds 4095 bytes. A missing path, what
-    /// can't be removed, and any failure further below is none.
+    /// directory can't be opened or read or the path of one of its own entries exceeds 4095 bytes. A missing path,
+    /// what can't be removed, and any failure further below is none.
     static bool CleanDir(const char* dirPath, bool removeSelf);
 
     /// Renames within a file system, replacing `newPath`. Records "rename failed: %{public}s" with the new path.
@@ -91,7 +91,7 @@ public:
     /// missing; files of the same name are overwritten. Both paths must end in "/". Links are followed,
     /// owners, modes and times are not carried over. Stops at the first failure: what was copied stays, but
     /// an empty `destDir` of its own is removed. Note that an empty file is a failure, see `CopyFile`.
-    /// Records "opendir failed, path: %{public}s, err: %{public}s", "mkdir failed, path: %{public}s, err:
+    /// Records "opendir failed, path: %{public}s, err: %{public}s", also for a read error, "mkdir failed, path: %{public}s, err:
     /// %{public}s", "copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s" at each level on
     /// the way up, and "copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s".
     static bool CopyDir(const std::string& sourceDir, const std::string& destDir);

@@ -114,7 +114,7 @@ public:
     void SetProgressListener(std::function<void(const std::string& item, bool passed)> listener);
 
     /// The comparisons of the present or last native run that passed although they prove nothing, because the value could
-    /// be had of neither file: no shell or no `ls`, or both files unreadable. A verdict counts when this is 0.
+    /// be had of neither file: no shell or no `ls`, or both files unreadable. More than 0 takes the worth off a verdict.
     uint64_t GetUnprovenCount() const;
 
 private:

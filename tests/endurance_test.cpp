@@ -33,13 +33,16 @@ constexpr int THREADS = 8;
 /// Follows the numbers of each thread's records through the log.
 class Audit {
 public:
+    /// What the rotation has discarded isn't missed, unless all is to be there.
+    explicit Audit(bool whole) : whole_(whole) {}
+
     void TakeFile(const std::string& path) {
         EXPECT_LT(Stat(path).st_size, FULL + LONGEST_RECORD);
         const std::string content = Read(path);
         std::istringstream lines(content);
         for (std::string line; std::getline(lines, line);) {
             // Where a kill may tear a record: between two pages of its write.
-            const bool torn = lines.eof() && content.size() % 4096 == 0;
+            const bool torn = lines.eof() && content.size() % static_cast<size_t>(sysconf(_SC_PAGESIZE)) == 0;
             if (!torn) {
                 TakeLine(line);
             }
@@ -58,10 +61,12 @@ private:
         ASSERT_TRUE(sscanf(line.c_str(), format, &thread, &record, &length) == 2) << line;
         ASSERT_EQ(line.size(), static_cast<size_t>(length)) << line;
         int& last = last_.at(static_cast<size_t>(thread));
-        EXPECT_TRUE(record == last + 1 || last < 0) << "thread " << thread << ": " << record << " behind " << last;
+        EXPECT_TRUE(record == last + 1 || (last < 0 && !whole_))
+            << "thread " << thread << ": " << record << " behind " << last;
         last = record;
     }
 
+    bool whole_;
     std::array<int, THREADS> last_ = {-1, -1, -1, -1, -1, -1, -1, -1};
 };
 
@@ -69,7 +74,7 @@ void WriteRecord(int thread, int record) {
     QF_FILE_LOGI("thread %{public}d record %{public}d of some length", thread, record);
 }
 
-Audit g_audit;
+Audit g_audit(true);
 
 TEST(LogThreads, NoRecordOfManyThreadsIsTornLostOrOutOfOrder) {
     const char* given = getenv("QUICKFIX_LOAD_RECORDS");
@@ -124,7 +129,7 @@ TEST(LogKilled, KeepsEveryRecordThatWasWritten) {
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
         kill(child, SIGKILL);
         ASSERT_EQ(waitpid(child, nullptr, 0), child);
-        Audit audit;
+        Audit audit(false);
         audit.TakeFile(FIRST_LOG);
         audit.TakeFile(SECOND_LOG);
         // The last one may have been written but not counted.

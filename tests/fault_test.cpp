@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <map>
 #include <regex>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/singleton.h"
@@ -88,53 +88,56 @@ std::string Perform(const Operation& operation) {
     return outcome + (outcome.empty() || left.empty() ? "" : " ") + left;
 }
 
-TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
-    const std::pair<const char*, std::vector<int>> calls[] = {
-        {"chmod", {EPERM}},          {"chown", {EPERM}},   {"fopen64", {EMFILE}}, {"fread", {EIO}},
-        {"mkdir", {ENOSPC}},         {"opendir", {EIO}},   {"popen", {EAGAIN}},   {"read", {EIO, EINTR}},
-        {"readdir", {EIO}},          {"readdir64", {EIO}}, {"realpath", {EIO}},   {"remove", {EROFS}},
-        {"rename", {EIO}},           {"stat64", {EIO}},    {"statfs64", {EIO}},   {"write", {ENOSPC, EINTR}},
-        {"writev", {ENOSPC, EINTR}},
-    };
-    std::map<std::string, int> failed;
-    for (const Operation& operation : OPERATIONS) {
+/// Lets each call of one kind fail in turn, and tells how many there were.
+int Sweep(const Operation& operation, const char* call, int error) {
+    InstallFiles();
+    const std::string clean = Perform(operation);
+    const std::regex outcomes(operation.outcomes);
+    int failed = 0;
+    for (bool reached = true; reached; failed += reached ? 1 : 0) {
+        SCOPED_TRACE(std::string(operation.call) + ", " + call + " " + std::to_string(failed + 1) + ": " +
+                     strerror(error));
         InstallFiles();
-        const std::string clean = Perform(operation);
-        const std::regex outcomes(operation.outcomes);
-        for (const auto& [call, errors] : calls) {
-            for (const int error : errors) {
-                bool reached = true;
-                for (int number = 1; reached; ++number) {
-                    SCOPED_TRACE(std::string(operation.call) + ", " + call + " " + std::to_string(number) + ": " +
-                                 strerror(error));
-                    InstallFiles();
-                    const long before = OpenDescriptors();
-                    FaultInjector::Fail(call, number, 1, error);
-                    const std::string outcome = Perform(operation);
-                    reached = FaultInjector::End();
-                    failed[call] += reached ? 1 : 0;
-                    Logger().RemoveLog();
-                    EXPECT_TRUE(std::regex_match(outcome, outcomes)) << outcome;
-                    EXPECT_TRUE(error != EINTR || outcome == clean) << outcome;
-                    EXPECT_LE(OpenDescriptors(), before);
-                    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command was not waited for";
-                }
-                InstallFiles();
-                EXPECT_EQ(Perform(operation), clean) << operation.call << " behind a failing " << call;
-            }
-        }
+        const long before = OpenDescriptors();
+        FaultInjector::Fail(call, failed + 1, 1, error);
+        const std::string outcome = Perform(operation);
+        reached = FaultInjector::End();
+        Logger().RemoveLog();
+        EXPECT_TRUE(std::regex_match(outcome, outcomes)) << outcome;
+        EXPECT_TRUE(error != EINTR || outcome == clean) << outcome;
+        EXPECT_LE(OpenDescriptors(), before);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command was not waited for";
     }
-    for (const auto& [call, errors] : calls) {
-        EXPECT_GT(failed[call], 0) << "no operation calls " << call;
+    InstallFiles();
+    EXPECT_EQ(Perform(operation), clean) << operation.call << " behind a failing " << call;
+    return failed;
+}
+
+TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
+    const std::pair<const char*, int> faults[] = {
+        {"chmod", EPERM},  {"chown", EPERM},   {"fopen64", EMFILE}, {"fread", EIO},     {"fstat64", EIO},
+        {"mkdir", ENOSPC}, {"open64", EMFILE}, {"opendir", EIO},    {"popen", EAGAIN},  {"pread64", EIO},
+        {"read", EIO},     {"read", EINTR},    {"readdir", EIO},    {"readdir64", EIO}, {"realpath", EIO},
+        {"remove", EROFS}, {"rename", EIO},    {"stat64", EIO},     {"statfs64", EIO},  {"write", ENOSPC},
+        {"write", EINTR},  {"writev", ENOSPC}, {"writev", EINTR},
+    };
+    for (const auto& [call, error] : faults) {
+        int failed = 0;
+        for (const Operation& operation : OPERATIONS) {
+            failed += Sweep(operation, call, error);
+        }
+        EXPECT_GT(failed, 0) << "no operation calls " << call;
     }
 }
 
 int ErrorNumber(const std::string& name) {
-    int error = 1;
-    while (strerrorname_np(error) == nullptr || name != strerrorname_np(error)) {
-        ++error;
+    for (int error = 1; error < 200; ++error) {
+        const char* found = strerrorname_np(error);
+        if (found != nullptr && name == found) {
+            return error;
+        }
     }
-    return error;
+    throw std::invalid_argument(name);
 }
 
 // A transcript in which "fault CALL FIRST COUNT ERROR" lets calls fail during the one operation behind it.
@@ -161,12 +164,14 @@ TEST(Faults, OutcomeAndRecordsOfEach) {
     EXPECT_NE(seen, "");
 }
 
+std::atomic<int> g_interruptions{0};
+
 /// Interrupts the process's calls about a thousand times a second while it lives.
 class Interruptions {
 public:
     Interruptions() {
         struct sigaction action = {};  // without SA_RESTART
-        action.sa_handler = [](int) {};
+        action.sa_handler = [](int) { ++g_interruptions; };
         sigaction(SIGALRM, &action, nullptr);
         Set(900);
     }
@@ -191,6 +196,7 @@ TEST(Faults, SignalsChangeNoOutcome) {
             EXPECT_EQ(Perform(operation), clean) << operation.call;
         }
     }
+    EXPECT_GT(g_interruptions, 100);
 }
 
 TEST(Faults, WithoutAProcessForTheShellEveryCheckSaysSo) {

@@ -148,14 +148,21 @@ TEST(FileLog, TakesRecordsWhileTheProcessExits) {
     EXPECT_THAT(Lines(FIRST_LOG), ElementsAre(EndsWith("]first words"), EndsWith("]last words")));
 }
 
+struct Grouping : std::numpunct<char> {
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\1"; }
+};
+
 TEST(FileLog, GlobalLocaleChangesNoByte) {
     ASSERT_EQ(std::system("localedef -i de_DE -f UTF-8 /tmp/de_DE.UTF-8"), 0) << "the package locales is missing";
     setenv("LOCPATH", "/tmp", 1);
-    std::locale::global(std::locale("de_DE.UTF-8"));
+    ASSERT_NE(setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    std::locale::global(std::locale(std::locale::classic(), new Grouping));
     PlumeCapture capture;
     DelayedSingleton<QuickFixLogger>::GetInstance()->OutputLog("x", "f", "g", 1234567);
     QF_FILE_LOGI("%{public}.1f", 1.5);
     std::locale::global(std::locale::classic());
+    setlocale(LC_ALL, "C");
     EXPECT_EQ(capture.Take(), Records{"I TestBody: 1.5"});
     EXPECT_THAT(Lines(FIRST_LOG), ElementsAre("[f(g):1234567]x", EndsWith("]1.5")));
 }

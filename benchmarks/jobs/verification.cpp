@@ -20,7 +20,7 @@ constexpr char LIVE[] = "/bench/";
 constexpr int FILES = 200;
 constexpr int ROUNDS_OF_FILES = 11;
 constexpr int FEW_FILES = 100;
-// One run is soon over, and tells little beside one that takes a minute.
+// One run is soon over, and tells little beside one that takes minutes.
 constexpr int RUNS_OF_FEW = 30;
 constexpr int MANY_FILES = 10000;
 constexpr int ROUNDS_OF_MANY = 3;

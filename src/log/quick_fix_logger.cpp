@@ -1,9 +1,11 @@
 #include "quick_fix_logger.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -27,6 +29,7 @@ constexpr std::string_view PUBLIC_MARKER = "{public}";
 constexpr off_t MAX_LOG_SIZE = 65536;
 constexpr mode_t LOG_FILE_MODE = 0600;
 constexpr size_t TIME_BUFFER_SIZE = 64;
+constexpr size_t LONGEST_TAIL = 2048;  // more than the longest record
 
 struct SecondText {
     std::time_t second = -1;
@@ -60,17 +63,45 @@ bool BeginsWithTime(std::string_view text) {
     return !text.empty();
 }
 
+class Descriptor {
+public:
+    Descriptor(const char* path, int flags) : number_(open(path, flags)) {}
+    ~Descriptor() {
+        if (number_ >= 0) {
+            close(number_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int Get() const { return number_; }
+
+private:
+    int number_;
+};
+
+off_t SizeOf(const Descriptor& file) {
+    struct stat status = {};
+    return fstat(file.Get(), &status) == 0 ? status.st_size : -1;
+}
+
 // A write reaches the file page by page. When its process is killed between two, the beginning of a record stays at the
 // end of a page, and the next record would be glued to it.
-void CutTornTail(const char* path) {
-    struct stat status = {};
-    if (stat(path, &status) != 0 || status.st_size % sysconf(_SC_PAGESIZE) != 0) {
+void CutTailOfKilledProcess(const char* path) {
+    const Descriptor file(path, O_RDWR | O_CLOEXEC);
+    const off_t size = SizeOf(file);
+    if (size <= 0 || size > MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
         return;
     }
-    const std::string content = FileUtils::GetFileStream(path);
-    const size_t tail = content.rfind('\n') + 1;
-    if (BeginsWithTime(std::string_view(content).substr(tail))) {
-        (void)!truncate(path, static_cast<off_t>(tail));
+    std::array<char, LONGEST_TAIL> block = {};
+    const auto wanted = std::min(static_cast<size_t>(size), block.size());
+    if (pread(file.Get(), block.data(), wanted, size - static_cast<off_t>(wanted)) != static_cast<ssize_t>(wanted)) {
+        return;
+    }
+    const std::string_view text(block.data(), wanted);
+    const std::string_view tail = text.substr(text.rfind('\n') + 1);
+    // Another process may just be in the middle of its write.
+    if (BeginsWithTime(tail) && SizeOf(file) == size) {
+        (void)!ftruncate(file.Get(), size - static_cast<off_t>(tail.size()));
     }
 }
 
@@ -92,10 +123,10 @@ void QuickFixLogger::Init() {
         return;
     }
     if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
-        CutTornTail(SECOND_LOG_FILE);
+        CutTailOfKilledProcess(SECOND_LOG_FILE);
         logOfstream_.open(SECOND_LOG_FILE, std::ios::out | std::ios::app);
     } else if (FileUtils::FileIsExist(FIRST_LOG_FILE)) {
-        CutTornTail(FIRST_LOG_FILE);
+        CutTailOfKilledProcess(FIRST_LOG_FILE);
         logOfstream_.open(FIRST_LOG_FILE, std::ios::out | std::ios::app);
     } else {
         CreateLogFile(FIRST_LOG_FILE);

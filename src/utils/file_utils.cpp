@@ -290,7 +290,7 @@ void FileUtils::SetGidAndUidToQuickFix(const std::string& path) {
 
 bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir) {
     const auto entries = ListDirectory(sourceDir);
-    if (!entries) {
+    if (!entries) {  // opened or read: readers of the log know the one text
         QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText());
         return false;
     }

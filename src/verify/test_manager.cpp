@@ -51,6 +51,7 @@ ShellCommand ListLabel(const std::string& path) {
 std::string TestManager::CheckNativePatch() {
     QF_FILE_LOGI("Check Native Patch Begin");
     StartRun(NATIVE_HEADER);
+    unprovenCount_ = 0;
     TraverseFile(std::string(PATCH_OVERLAY_PATH));
     return EndRun("native", NATIVE_NULL);
 }
@@ -284,7 +285,6 @@ void TestManager::StartRun(const char* header) {
     result_ = PASSED;
     successCount_ = 0;
     failedCount_ = 0;
-    unprovenCount_ = 0;
     jsonStr_ = header;
 }
 

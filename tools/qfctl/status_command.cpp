@@ -56,6 +56,36 @@ bool operator==(const QuickFixStatus& one, const QuickFixStatus& other) {
     return one.version == other.version && one.status == other.status && one.errorCode == other.errorCode;
 }
 
+/// Takes the lines apart, until one tells that the file is no status file or can't be had whole.
+void ReadValues(std::istream& file, StatusFile& found) {
+    std::string line;
+    const std::array<std::string*, LINES> values = {&found.values.version, &found.values.status,
+                                                    &found.values.errorCode};
+    for (size_t number = 1; number <= LINES && std::getline(file, line); ++number) {
+        const std::string name = "line " + std::to_string(number);
+        const size_t equals = line.find('=');
+        if (line.size() > MAX_LINE_LENGTH) {
+            found.defect = name + " has more than 255 bytes and would be cut";
+        } else if (equals == std::string::npos) {
+            found.defect = name + " has no '='";
+        }
+        if (!found.defect.empty()) {
+            return;
+        }
+        const std::string key = line.substr(0, equals);
+        *values.at(number - 1) = line.substr(equals + 1);
+        if (number == 2) {
+            found.key = key;
+        } else if (key != (number == 1 ? "PatchVersion" : "ErrorCode")) {
+            found.stranger = name + " begins with " + Quote(key);
+        }
+    }
+    if (found.stranger.empty() && std::getline(file, line)) {
+        found.stranger = "it has more than three lines";
+    }
+    found.defect = file.bad() ? "read error" : "";
+}
+
 StatusFile Examine(const std::string& path) {
     StatusFile found;
     struct stat status = {};
@@ -74,32 +104,7 @@ StatusFile Examine(const std::string& path) {
         found.defect = found.regular ? strerror(errno) : "not a regular file";
         return found;
     }
-    std::string line;
-    const std::array<std::string*, LINES> values = {&found.values.version, &found.values.status,
-                                                    &found.values.errorCode};
-    for (size_t number = 1; number <= LINES && std::getline(file, line); ++number) {
-        const std::string name = "line " + std::to_string(number);
-        const size_t equals = line.find('=');
-        if (line.size() > MAX_LINE_LENGTH) {
-            found.defect = name + " has more than 255 bytes and would be cut";
-        } else if (equals == std::string::npos) {
-            found.defect = name + " has no '='";
-        }
-        if (!found.defect.empty()) {
-            return found;
-        }
-        const std::string key = line.substr(0, equals);
-        *values.at(number - 1) = line.substr(equals + 1);
-        if (number == 2) {
-            found.key = key;
-        } else if (key != (number == 1 ? "PatchVersion" : "ErrorCode")) {
-            found.stranger = name + " begins with " + Quote(key);
-        }
-    }
-    if (found.stranger.empty() && std::getline(file, line)) {
-        found.stranger = "it has more than three lines";
-    }
-    found.defect = file.bad() ? "read error" : "";
+    ReadValues(file, found);
     return found;
 }
 

@@ -222,8 +222,9 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
                     "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     if (checked.unproven > 0) {
-        return Fail(ExitCode::NOT_CHECKED, std::to_string(checked.unproven) +
-                                               " comparisons proved nothing: of neither file could the value be had");
+        return Fail(ExitCode::NOT_CHECKED,
+                    "comparisons that proved nothing, since of neither file could the value be had: " +
+                        std::to_string(checked.unproven));
     }
     if (options.json) {
         std::cout << text;
