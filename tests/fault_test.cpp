@@ -115,11 +115,11 @@ int Sweep(const Operation& operation, const char* call, int error) {
 
 TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
     const std::pair<const char*, int> faults[] = {
-        {"chmod", EPERM},  {"chown", EPERM},   {"fopen64", EMFILE}, {"fread", EIO},     {"fstat64", EIO},
-        {"mkdir", ENOSPC}, {"open64", EMFILE}, {"opendir", EIO},    {"popen", EAGAIN},  {"pread64", EIO},
-        {"read", EIO},     {"read", EINTR},    {"readdir", EIO},    {"readdir64", EIO}, {"realpath", EIO},
-        {"remove", EROFS}, {"rename", EIO},    {"stat64", EIO},     {"statfs64", EIO},  {"write", ENOSPC},
-        {"write", EINTR},  {"writev", ENOSPC}, {"writev", EINTR},
+        {"chmod", EPERM},   {"chown", EPERM},  {"fopen64", EMFILE}, {"fread", EIO},    {"mkdir", ENOSPC},
+        {"open64", EMFILE}, {"opendir", EIO},  {"popen", EAGAIN},   {"pread64", EIO},  {"read", EIO},
+        {"read", EINTR},    {"readdir", EIO},  {"readdir64", EIO},  {"realpath", EIO}, {"remove", EROFS},
+        {"rename", EIO},    {"stat64", EIO},   {"statfs64", EIO},   {"write", ENOSPC}, {"write", EINTR},
+        {"writev", ENOSPC}, {"writev", EINTR},
     };
     for (const auto& [call, error] : faults) {
         int failed = 0;
