@@ -178,7 +178,7 @@ public:
             const std::string live = Live(order.at(next));
             if (random_() % 6 == 0) {
                 const std::string other = Live(order.at(++next));
-                changed[live] = changed[other] = "swapped " + live + " and " + other;
+                changed[live] = changed[other] = "swapped with each other";
                 fs::rename(live, "/live/swapped");
                 fs::rename(other, live);
                 fs::rename("/live/swapped", other);
