@@ -30,7 +30,8 @@ public:
     virtual ~QuickFixLogger();
 
     /// Opens the active file for appending, or creates the first one, unless the stream is open already. On
-    /// failure the stream stays closed; a first file that can't be created is recorded by `CreateLogFile`.
+    /// failure the stream stays closed; a first file that can't be created is recorded by `CreateLogFile`. Of a file that
+    /// ends with a page, the beginning of a record that a killed process left there is cut off first.
     void Init();
 
     /// Creates or empties `path` with permission 0600, gives it the owner of the log directory and leaves it
