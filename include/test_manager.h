@@ -8,8 +8,6 @@
 
 namespace TEKLO::QuickFixEngine {
 
-class ShellCommand;
-
 /// One run checks many items and returns one fragment, a member of a JSON object without the surrounding braces:
 ///
 ///     "Native": {"description":  "...","detail": {"/system/bin/a": "true",
@@ -27,7 +25,8 @@ class ShellCommand;
 /// Records go to the platform log and the file log. Nothing throws but the standard library when memory runs out, and
 /// the listener.
 ///
-/// Threads: one at a time may use an object; the calling thread does the work and blocks on the commands it runs.
+/// Threads: one at a time may use an object; the calling thread does the work. The commands run one after the other, one
+/// for each value, and the thread waits for the end of each.
 class [[gnu::visibility("default")]] TestManager {
 public:
     /// Checks every regular file below /patch_qv/overlay against the live file at the same path without that
@@ -85,7 +84,8 @@ public:
 
     /// Makes the three comparisons below in their order; all three, even after a failure. Each one that finds
     /// a difference marks the item and the run as failed and adds the two values to the item's entry. A value
-    /// that can't be had is empty, so a missing live file differs and two missing ones agree; `GetUnprovenCount` tells.
+    /// that can't be had is empty, so a missing live file differs and two missing ones agree; see
+    /// `GetInconclusiveCount`.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
@@ -113,8 +113,11 @@ public:
     /// passed; an empty one ends that. What it throws ends the run and reaches the caller.
     void SetProgressListener(std::function<void(const std::string& item, bool passed)> listener);
 
-    /// The comparisons of the present or last native run that passed although they prove nothing, because the value could
-    /// be had of neither file: no shell or no `ls`, or both files unreadable. More than 0 takes the worth off a verdict.
+    /// The inconclusive comparisons of the current or last native run: those that passed because the value could be read
+    /// for neither file (no shell or no `ls`, or both files unreadable). Unless it is 0, a passed run proves nothing.
+    uint64_t GetInconclusiveCount() const;
+
+    /// The name that 0.1.0 had for `GetInconclusiveCount`.
     uint64_t GetUnprovenCount() const;
 
 private:
@@ -124,8 +127,6 @@ private:
     void Compare(const std::string& item, const std::string& label, const std::string& source, const std::string& patch,
                  char terminator);
     void FinishItem(const std::string& item, bool passed);
-    std::string GetFileProp(const std::string& path, ShellCommand& listing);
-    std::string GetFileSeLinux(const std::string& path, ShellCommand& listing);
 
     std::string result_;
     std::string testResult_;
@@ -136,7 +137,7 @@ private:
     std::stringstream sstream_;
     uint64_t successCount_ = 0;
     uint64_t failedCount_ = 0;
-    uint64_t unprovenCount_ = 0;
+    uint64_t inconclusiveCount_ = 0;
     std::function<void(const std::string& item, bool passed)> progressListener_;
 };
 

@@ -2,10 +2,16 @@
 
 #include <array>
 #include <cerrno>
-#include <utility>
+#include <cstdio>
+#include <memory>
 
 namespace TEKLO::QuickFixEngine {
 namespace {
+
+struct PipeCloser {
+    void operator()(FILE* pipe) const { pclose(pipe); }
+};
+using Pipe = std::unique_ptr<FILE, PipeCloser>;
 
 /// True, with the stream ready to go on, when a signal that the process caught ended a read.
 bool WasInterrupted(FILE* pipe) {
@@ -18,37 +24,34 @@ bool WasInterrupted(FILE* pipe) {
 
 }  // namespace
 
-ShellCommand::ShellCommand(std::string command) : command_(std::move(command)), output_(popen(command_.c_str(), "r")) {}
-
-bool ShellCommand::EnsureStarted() {
-    if (output_ == nullptr) {
-        output_.reset(popen(command_.c_str(), "r"));
+std::optional<std::string> ReadLineOf(const std::string& command, size_t limit) {
+    const Pipe output(popen(command.c_str(), "r"));
+    if (output == nullptr) {
+        return std::nullopt;
     }
-    return output_ != nullptr;
-}
-
-std::string ShellCommand::ReadLine(size_t limit) {
     std::string line;
     while (line.size() < limit && (line.empty() || line.back() != '\n')) {
-        const int character = getc(output_.get());
+        const int character = getc(output.get());
         if (character != EOF) {
             line += static_cast<char>(character);
-        } else if (!WasInterrupted(output_.get())) {
+        } else if (!WasInterrupted(output.get())) {
             break;
         }
     }
-    output_.reset();
     return line.substr(0, line.find('\0'));
 }
 
-std::string ShellCommand::ReadBlock() {
+std::optional<std::string> ReadBlockOf(const std::string& command) {
+    const Pipe output(popen(command.c_str(), "r"));
+    if (output == nullptr) {
+        return std::nullopt;
+    }
     std::array<char, 512> block = {};
     size_t count = 0;
     do {
-        count += fread(block.data() + count, 1, block.size() - count, output_.get());
-    } while (count < block.size() && WasInterrupted(output_.get()));
-    output_.reset();
-    return {block.data(), count};
+        count += fread(block.data() + count, 1, block.size() - count, output.get());
+    } while (count < block.size() && WasInterrupted(output.get()));
+    return std::string(block.data(), count);
 }
 
 }  // namespace TEKLO::QuickFixEngine

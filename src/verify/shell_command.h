@@ -1,32 +1,17 @@
 #pragma once
 
-#include <cstdio>
-#include <memory>
+#include <cstddef>
+#include <optional>
 #include <string>
 
 namespace TEKLO::QuickFixEngine {
 
-/// A shell command that runs beside its owner from construction on; destruction waits for its end.
-class ShellCommand {
-public:
-    explicit ShellCommand(std::string command);
+/// Each runs a command through the shell, once, and returns when the command has ended; nothing when it can't be started.
 
-    /// False when it could not be started, neither at first nor now that the commands before it may have ended.
-    bool EnsureStarted();
+/// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte.
+std::optional<std::string> ReadLineOf(const std::string& command, size_t limit);
 
-    /// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte; then lets the
-    /// command end.
-    std::string ReadLine(size_t limit);
-
-    /// The output up to its 512th byte; then lets the command end.
-    std::string ReadBlock();
-
-private:
-    struct PipeCloser {
-        void operator()(FILE* pipe) const { pclose(pipe); }
-    };
-    std::string command_;
-    std::unique_ptr<FILE, PipeCloser> output_;
-};
+/// The first 512 bytes of the output.
+std::optional<std::string> ReadBlockOf(const std::string& command);
 
 }  // namespace TEKLO::QuickFixEngine

@@ -38,20 +38,12 @@ void DropLastComma(std::string& text) {
     }
 }
 
-ShellCommand ListMode(const std::string& path) {
-    return ShellCommand("ls -l " + path);
-}
-
-ShellCommand ListLabel(const std::string& path) {
-    return ShellCommand("ls -Z " + path);
-}
-
 }  // namespace
 
 std::string TestManager::CheckNativePatch() {
     QF_FILE_LOGI("Check Native Patch Begin");
     StartRun(NATIVE_HEADER);
-    unprovenCount_ = 0;
+    inconclusiveCount_ = 0;
     TraverseFile(std::string(PATCH_OVERLAY_PATH));
     return EndRun("native", NATIVE_NULL);
 }
@@ -90,27 +82,25 @@ void TestManager::CheckAppPatch(const std::string& bundleName, const unsigned in
 }
 
 bool TestManager::AppIsExist(const std::string& bundleName) {
-    ShellCommand command("bm dump -a | grep -w -o '" + bundleName + "'");
-    if (!command.EnsureStarted()) {
+    const auto output = ReadBlockOf("bm dump -a | grep -w -o '" + bundleName + "'");
+    if (!output) {
         QF_FILE_LOGE("Failed to run the command");
         return false;
     }
-    const std::string output = command.ReadBlock();
     // All but the last byte, which is grep's line feed; a name that is listed twice is longer than the bundle's.
-    return !output.empty() && bundleName.compare(0, output.size() - 1, output, 0, output.size() - 1) == 0;
+    return !output->empty() && bundleName.compare(0, output->size() - 1, *output, 0, output->size() - 1) == 0;
 }
 
 bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
-    ShellCommand command("bm dump -n " + bundleName + " | grep -w -o 'teklo.app.quickfix'");
-    if (!command.EnsureStarted()) {
+    const auto output = ReadBlockOf("bm dump -n " + bundleName + " | grep -w -o 'teklo.app.quickfix'");
+    if (!output) {
         QF_FILE_LOGE("Failed to run the command");
         return false;
     }
-    const std::string output = command.ReadBlock();
-    if (output.empty()) {
+    if (output->empty()) {
         return false;
     }
-    const std::string text = output.substr(0, output.find('\0'));
+    const std::string text = output->substr(0, output->find('\0'));
     if (text.find(QUICK_FIX_BUNDLE_NAME) == std::string::npos) {
         QF_FILE_LOGE("cmdString : %{public}s", text.c_str());
         return false;
@@ -120,16 +110,16 @@ bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
 
 bool TestManager::CheckAppVersion(const std::string& bundleName, const unsigned int& versionCode,
                                   unsigned int& runtimeVersion) {
-    ShellCommand command("bm dump -n " + bundleName + " | grep 'versionCode' | tail -n1 | egrep -o '[0-9]+'");
-    if (!command.EnsureStarted()) {
+    const auto output =
+        ReadBlockOf("bm dump -n " + bundleName + " | grep 'versionCode' | tail -n1 | egrep -o '[0-9]+'");
+    if (!output) {
         QF_FILE_LOGE("Failed to run the command");
         return false;
     }
-    const std::string output = command.ReadBlock();
-    if (output.empty()) {
+    if (output->empty()) {
         return false;
     }
-    runtimeVersion = static_cast<unsigned int>(strtol(output.c_str(), nullptr, 10));
+    runtimeVersion = static_cast<unsigned int>(strtol(output->c_str(), nullptr, 10));
     return runtimeVersion >= versionCode;
 }
 
@@ -187,30 +177,28 @@ void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& 
 void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath) {
     const std::string patch = FileUtils::GetFileSHA256(patchPath);
     const std::string source = FileUtils::GetFileSHA256(viewPath);
+    if (source != patch) {
+        detailStr_.clear();  // the first of the comparisons begins the entry anew
+    }
     Compare(viewPath, "SHA256=", source, patch, ',');
 }
 
-// Both commands of a comparison run side by side: starting one takes longer than all that is done with its output.
 void TestManager::VerifyPatchProp(const std::string& patchPath, const std::string& viewPath) {
-    ShellCommand patchListing = ListMode(patchPath);
-    ShellCommand sourceListing = ListMode(viewPath);
-    const std::string patch = GetFileProp(patchPath, patchListing);
-    const std::string source = GetFileProp(viewPath, sourceListing);
+    const std::string patch = GetFileProp(patchPath);
+    const std::string source = GetFileProp(viewPath);
     Compare(viewPath, "RWX=", source, patch, ',');
 }
 
 void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath) {
-    ShellCommand patchListing = ListLabel(patchPath);
-    ShellCommand sourceListing = ListLabel(viewPath);
-    const std::string patch = GetFileSeLinux(patchPath, patchListing);
-    const std::string source = GetFileSeLinux(viewPath, sourceListing);
+    const std::string patch = GetFileSeLinux(patchPath);
+    const std::string source = GetFileSeLinux(viewPath);
     Compare(viewPath, "SeLinux=", source, patch, '.');
 }
 
 void TestManager::Compare(const std::string& item, const std::string& label, const std::string& source,
                           const std::string& patch, char terminator) {
     if (source == patch) {
-        unprovenCount_ += source.empty() ? 1U : 0U;
+        inconclusiveCount_ += source.empty() ? 1U : 0U;
         return;
     }
     MarkFailed(item);
@@ -219,32 +207,22 @@ void TestManager::Compare(const std::string& item, const std::string& label, con
 }
 
 std::string TestManager::GetFileProp(const std::string& path) {
-    ShellCommand listing = ListMode(path);
-    return GetFileProp(path, listing);
-}
-
-std::string TestManager::GetFileProp(const std::string& path, ShellCommand& listing) {
-    if (!listing.EnsureStarted()) {
+    const auto prop = ReadLineOf("ls -l " + path, PROP_LENGTH);
+    if (!prop) {
         QF_FILE_LOGE("Failed to run the command");
         return "";
     }
-    std::string prop = listing.ReadLine(PROP_LENGTH);
-    QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", path.c_str(), prop.c_str());
-    return prop;
+    QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", path.c_str(), prop->c_str());
+    return *prop;
 }
 
 std::string TestManager::GetFileSeLinux(const std::string& path) {
-    ShellCommand listing = ListLabel(path);
-    return GetFileSeLinux(path, listing);
-}
-
-std::string TestManager::GetFileSeLinux(const std::string& path, ShellCommand& listing) {
-    if (!listing.EnsureStarted()) {
+    const auto line = ReadLineOf("ls -Z " + path, SELINUX_LINE_LENGTH);
+    if (!line) {
         QF_FILE_LOGE("Failed to run the command");
         return "";
     }
-    const std::string line = listing.ReadLine(SELINUX_LINE_LENGTH);
-    std::string label = line.substr(0, line.find(' '));
+    std::string label = line->substr(0, line->find(' '));
     QF_FILE_LOGD("filePath: %{public}s, Selinux: %{public}s", path.c_str(), label.c_str());
     return label;
 }
@@ -276,8 +254,12 @@ void TestManager::SetProgressListener(std::function<void(const std::string& item
     progressListener_ = std::move(listener);
 }
 
+uint64_t TestManager::GetInconclusiveCount() const {
+    return inconclusiveCount_;
+}
+
 uint64_t TestManager::GetUnprovenCount() const {
-    return unprovenCount_;
+    return GetInconclusiveCount();
 }
 
 void TestManager::StartRun(const char* header) {

@@ -157,7 +157,7 @@ std::string CheckNativePatch() {
     TestManager manager;
     const std::string details = Details(manager.CheckNativePatch());
     return details +
-           (manager.GetUnprovenCount() == 0 ? "" : " unproven: " + std::to_string(manager.GetUnprovenCount()));
+           (manager.GetInconclusiveCount() == 0 ? "" : " unproven: " + std::to_string(manager.GetInconclusiveCount()));
 }
 
 /// Of bundles and version codes.
