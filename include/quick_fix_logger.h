@@ -30,8 +30,9 @@ public:
     virtual ~QuickFixLogger();
 
     /// Opens the active file for appending, or creates the first one, unless the stream is open already. On
-    /// failure the stream stays closed; a first file that can't be created is recorded by `CreateLogFile`. Of a file that
-    /// ends with a page, the beginning of a record that a killed process left there is cut off first.
+    /// failure the stream stays closed; a first file that can't be created is recorded by `CreateLogFile`. If a killed
+    /// process left the beginning of a record at the end of a page, that is cut off first; a file that ends with a whole
+    /// line, or that is full, is left as it is.
     void Init();
 
     /// Creates or empties `path` with permission 0600, gives it the owner of the log directory and leaves it
@@ -59,16 +60,17 @@ public:
     std::string FormatLog(const char* format);
 
 private:
+    /// The active file as `ChangeFileForOverSize` last saw it.
     struct ActiveFile {
         const char* path = nullptr;
-        off_t size = 0;  // bytes, before the record
+        off_t size = 0;  // bytes
     };
-    bool ChangeFileForOverSize(ActiveFile & active);
-    void Append(const std::string& record, const ActiveFile& active);
-    static void CutTornRecord(const ActiveFile& active, size_t recordSize);
+    void Append(const std::string& record);
+    void RollBackPartialWrite(size_t recordSize) const;
 
     std::mutex mutex_;
     std::fstream logOfstream_;
+    ActiveFile active_;
 };
 
 }  // namespace TEKLO::QuickFixEngine

@@ -29,34 +29,14 @@ constexpr std::string_view PUBLIC_MARKER = "{public}";
 constexpr off_t MAX_LOG_SIZE = 65536;
 constexpr mode_t LOG_FILE_MODE = 0600;
 constexpr size_t TIME_BUFFER_SIZE = 64;
-constexpr size_t LONGEST_TAIL = 2048;  // more than the longest record
-
-struct SecondText {
-    std::time_t second = -1;
-    char text[TIME_BUFFER_SIZE] = {};
-};
-
-// Converting to local time costs more than the rest of a record's text, so each second's text is made once a thread.
-// Null, and the formatter's result in `ret`, when it fails.
-const char* TextOfSecond(std::time_t second, int& ret) {
-    thread_local SecondText cache;
-    if (cache.second == second) {
-        return cache.text;
-    }
-    std::tm local = {};
-    localtime_r(&second, &local);
-    ret = sprintf_s(cache.text, sizeof(cache.text), "%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
-                    local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    cache.second = ret < 0 ? -1 : second;
-    return ret < 0 ? nullptr : cache.text;
-}
+constexpr size_t MAX_TAIL_BYTES = 2048;  // more than the longest record
 
 /// True for a time stamp, whatever follows it, and for the beginning of one.
 bool BeginsWithTime(std::string_view text) {
-    constexpr std::string_view SHAPE = "dddd-dd-dd dd:dd:dd.ddd";
-    for (size_t i = 0; i < std::min(text.size(), SHAPE.size()); ++i) {
+    constexpr std::string_view TIMESTAMP_PATTERN = "dddd-dd-dd dd:dd:dd.ddd";
+    for (size_t i = 0; i < std::min(text.size(), TIMESTAMP_PATTERN.size()); ++i) {
         const bool isDigit = text[i] >= '0' && text[i] <= '9';
-        if (SHAPE[i] == 'd' ? !isDigit : text[i] != SHAPE[i]) {
+        if (TIMESTAMP_PATTERN[i] == 'd' ? !isDigit : text[i] != TIMESTAMP_PATTERN[i]) {
             return false;
         }
     }
@@ -85,14 +65,14 @@ off_t SizeOf(const Descriptor& file) {
 }
 
 // A write reaches the file page by page. When its process is killed between two, the beginning of a record stays at the
-// end of a page, and the next record would be glued to it.
-void CutTailOfKilledProcess(const char* path) {
+// end of a page, and the next record would be glued to it. A full file is left to the rotation.
+void TruncatePartialRecord(const char* path) {
     const Descriptor file(path, O_RDWR | O_CLOEXEC);
     const off_t size = SizeOf(file);
-    if (size <= 0 || size > MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
+    if (size <= 0 || size >= MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
         return;
     }
-    std::array<char, LONGEST_TAIL> block = {};
+    std::array<char, MAX_TAIL_BYTES> block = {};
     const auto wanted = std::min(static_cast<size_t>(size), block.size());
     if (pread(file.Get(), block.data(), wanted, size - static_cast<off_t>(wanted)) != static_cast<ssize_t>(wanted)) {
         return;
@@ -123,10 +103,10 @@ void QuickFixLogger::Init() {
         return;
     }
     if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
-        CutTailOfKilledProcess(SECOND_LOG_FILE);
+        TruncatePartialRecord(SECOND_LOG_FILE);
         logOfstream_.open(SECOND_LOG_FILE, std::ios::out | std::ios::app);
     } else if (FileUtils::FileIsExist(FIRST_LOG_FILE)) {
-        CutTailOfKilledProcess(FIRST_LOG_FILE);
+        TruncatePartialRecord(FIRST_LOG_FILE);
         logOfstream_.open(FIRST_LOG_FILE, std::ios::out | std::ios::app);
     } else {
         CreateLogFile(FIRST_LOG_FILE);
@@ -152,15 +132,10 @@ bool QuickFixLogger::CreateLogFile(const std::string& path) {
 }
 
 bool QuickFixLogger::ChangeFileForOverSize() {
-    ActiveFile active;
-    return ChangeFileForOverSize(active);
-}
-
-bool QuickFixLogger::ChangeFileForOverSize(ActiveFile& active) {
     const bool hasSecond = FileUtils::FileIsExist(SECOND_LOG_FILE);
-    active.path = hasSecond ? SECOND_LOG_FILE : FIRST_LOG_FILE;
+    active_.path = hasSecond ? SECOND_LOG_FILE : FIRST_LOG_FILE;
     struct stat status = {};
-    if (stat(active.path, &status) != 0) {
+    if (stat(active_.path, &status) != 0) {
         if (hasSecond) {
             QF_LOGE("get last log file stat fail");
         } else {
@@ -168,8 +143,8 @@ bool QuickFixLogger::ChangeFileForOverSize(ActiveFile& active) {
         }
         return false;
     }
-    active.size = status.st_size;
-    if (active.size < MAX_LOG_SIZE) {
+    active_.size = status.st_size;
+    if (active_.size < MAX_LOG_SIZE) {
         return true;
     }
     logOfstream_.close();
@@ -177,7 +152,7 @@ bool QuickFixLogger::ChangeFileForOverSize(ActiveFile& active) {
         remove(FIRST_LOG_FILE);
         FileUtils::RenameFile(SECOND_LOG_FILE, FIRST_LOG_FILE);
     }
-    active = {SECOND_LOG_FILE, 0};
+    active_ = {SECOND_LOG_FILE, 0};
     return CreateLogFile(SECOND_LOG_FILE);
 }
 
@@ -187,11 +162,11 @@ bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto second = std::chrono::floor<seconds>(now);
     const auto millisecond = std::chrono::floor<milliseconds>(now - second).count();
-    int ret = 0;
-    const char* secondText = TextOfSecond(static_cast<std::time_t>(second.count()), ret);
-    if (secondText != nullptr) {
-        ret = sprintf_s(buffer, size, "%s.%03d", secondText, static_cast<int>(millisecond));
-    }
+    const auto time = static_cast<std::time_t>(second.count());
+    std::tm local = {};
+    localtime_r(&time, &local);
+    const int ret = sprintf_s(buffer, size, "%4d-%02d-%02d %02d:%02d:%02d.%03d", local.tm_year + 1900, local.tm_mon + 1,
+                              local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(millisecond));
     if (ret < 0) {
         QF_LOGE("GetFormatTime error, ret : %{public}d", ret);
         return false;
@@ -202,8 +177,7 @@ bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
 void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, const std::string& funcName, int line) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Init();
-    ActiveFile active;
-    if (!ChangeFileForOverSize(active)) {
+    if (!ChangeFileForOverSize()) {
         QF_LOGE("ChangeFileForOverSize fail");
         return;
     }
@@ -221,28 +195,28 @@ void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, con
     record.reserve(strlen(time) + fileName.size() + funcName.size() + lineText.size() + strlen(msg) + PUNCTUATION);
     record.append(time).append("[").append(fileName).append("(").append(funcName).append("):").append(lineText);
     record.append("]").append(msg).append("\n");
-    Append(record, active);
+    Append(record);
 }
 
-void QuickFixLogger::Append(const std::string& record, const ActiveFile& active) {
+void QuickFixLogger::Append(const std::string& record) {
     logOfstream_.write(record.data(), static_cast<std::streamsize>(record.size())).flush();
     if (logOfstream_.good()) {
         return;
     }
     // Closing tries the write again. Then the state is cleared, or the stream would refuse every later record although
     // the disk has room again.
-    CutTornRecord(active, record.size());
+    RollBackPartialWrite(record.size());
     logOfstream_.close();
     logOfstream_.clear();
-    CutTornRecord(active, record.size());
+    RollBackPartialWrite(record.size());
 }
 
 // A write that a full disk cut short leaves the beginning of a line, which the next record would be glued to.
-void QuickFixLogger::CutTornRecord(const ActiveFile& active, size_t recordSize) {
+void QuickFixLogger::RollBackPartialWrite(size_t recordSize) const {
     struct stat status = {};
-    if (stat(active.path, &status) == 0 && status.st_size > active.size &&
-        status.st_size < active.size + static_cast<off_t>(recordSize)) {
-        (void)!truncate(active.path, active.size);
+    if (stat(active_.path, &status) == 0 && status.st_size > active_.size &&
+        status.st_size < active_.size + static_cast<off_t>(recordSize)) {
+        (void)!truncate(active_.path, active_.size);
     }
 }
 
