@@ -64,11 +64,14 @@ public:
     /// is none, records "Util GetDiskFreeSpace disk free: %{public}d kb" at info level.
     static int GetDiskFreeSpace(const std::string& path);
 
-    /// Removes all that is below the directory, and with `removeSelf` the path itself, whatever it is; a
-    /// regular file is removed in either case. A link to a directory has its target emptied before the link
-    /// is removed. False for null ("CleanDir fail, dirPath is null"), and without a record when the
-    /// directory can't be opened or read or the path of one of its own entries exceeds 4095 bytes. A missing path,
-    /// what can't be removed, and any failure further below is none.
+    /// Removes everything below the directory, and with `removeSelf` the path itself, whatever it is; a regular file is
+    /// removed in either case. A link to a directory has its target emptied before the link is removed.
+    ///
+    /// False for null ("CleanDir fail, dirPath is null"); without a record when the directory can't be opened, or when
+    /// the path of one of its own entries exceeds 4095 bytes; and when reading the directory fails ("readdir failed,
+    /// path: %{public}s, err: %{public}s"), after the entries read until then were removed. In these cases the path
+    /// itself stays. True in all others: also for a missing path, for an entry that can't be removed, and for any
+    /// failure in a subdirectory.
     static bool CleanDir(const char* dirPath, bool removeSelf);
 
     /// Renames within a file system, replacing `newPath`. Records "rename failed: %{public}s" with the new path.
@@ -91,15 +94,16 @@ public:
     /// missing; files of the same name are overwritten. Both paths must end in "/". Links are followed,
     /// owners, modes and times are not carried over. Stops at the first failure: what was copied stays, but
     /// an empty `destDir` of its own is removed. Note that an empty file is a failure, see `CopyFile`.
-    /// Records "opendir failed, path: %{public}s, err: %{public}s", also for a read error, "mkdir failed, path: %{public}s, err:
-    /// %{public}s", "copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s" at each level on
-    /// the way up, and "copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s".
+    /// Records "opendir failed, path: %{public}s, err: %{public}s"; "readdir failed, path: %{public}s, err: %{public}s"
+    /// when reading the directory fails, after the entries read until then were copied; "mkdir failed, path:
+    /// %{public}s, err: %{public}s"; "copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s" at each level
+    /// on the way up, and "copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s".
     static bool CopyDir(const std::string& sourceDir, const std::string& destDir);
 
-    /// Copies one file's bytes; the destination is created or emptied as soon as the source's path resolves. False when
-    /// either can't be opened, when the copy is not complete (the disk is full, or the source grew meanwhile), and for
-    /// an empty source (its copy is there then). The data is not synchronised to storage. Records "realpath failed:
-    /// %{public}s"; other failures leave no record.
+    /// Copies one file's bytes, up to the end that the file has when it is read; the destination is created or emptied as
+    /// soon as the source's path resolves. False when either can't be opened, when a read, a write or the final flush
+    /// fails (a full disk), and for an empty source (its copy is there then). The data is not synchronised to storage.
+    /// Records "realpath failed: %{public}s"; other failures leave no record.
     static bool CopyFile(const std::string& sourcePath, const std::string& destPath);
 
     /// The SHA-256 digest as 64 lowercase hexadecimal digits, in constant memory; empty on failure. After a read error

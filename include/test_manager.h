@@ -69,8 +69,10 @@ public:
     /// Ends the app run and returns the "Qen" fragment; without a checked app that is `"Qen": "null"`.
     std::string CheckAppPatchEnd();
 
-    /// Walks a directory in its own order and verifies each regular file below it. One that can't be read is recorded
-    /// at error level as "open patch folder faild : %{public}s" and left out, with no entry and no count.
+    /// Walks a directory in its own order and verifies each regular file below it. A directory that can't be opened is
+    /// left out, with no entry and no count, and recorded at error level as "open patch folder faild : %{public}s". When
+    /// reading one fails, the entries read until then are verified, and "read patch folder failed : %{public}s" is
+    /// recorded.
     void TraverseFile(const std::string& path);
 
     /// Verifies one patch file and adds its entry and its count to the run.

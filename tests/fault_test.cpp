@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "file_utils.h"
 #include "platform/singleton.h"
 #include "quick_fix_log.h"
 #include "support/fault_injector.h"
@@ -50,6 +51,7 @@ struct Operation {
     const char* call;
     const char* look;      // at what it left
     const char* outcomes;  // all that may come of the two, whichever call of the C library fails
+    const char* prepare = "";
 };
 
 constexpr Operation OPERATIONS[] = {
@@ -57,7 +59,7 @@ constexpr Operation OPERATIONS[] = {
     {"GetFileSize /tmp/tree/a 0", "", "3000|-1"},
     {"GetDirSize /tmp/tree", "", "5|0|throws filesystem_error"},
     {"free /tmp", "", "true|false"},
-    {"CleanDir /tmp/tree self", "entries /tmp/tree", "true (throws filesystem_error|[012])|false 2"},
+    {"CleanDir /tmp/tree self", "entries /tmp/tree", "true (throws filesystem_error|[012])|false [012]"},
     {"MakeDir /tmp/new 700", "type /tmp/new", "true 40700|false 0"},
     {"MakeFile /tmp/new c{3000}", "read /tmp/new", "true (c.3000.|\"\")|false \"\""},
     {"RenameFile /tmp/tree/a /tmp/new", "read /tmp/new", "true c.3000.|false \"\""},
@@ -69,6 +71,9 @@ constexpr Operation OPERATIONS[] = {
     {"SetStatus/3 2 loaded \"\"", "GetStatusFromFile", "2.loaded.|2..|..|1.init.3,"},
     {"GetStatusFromFile", "", "1.init.3,|.."},
     {"OutputLog marker", "log /data/update/quickfix/log/quickfix_2.log", "(x.65535..n)?(TIME.f.g.:1.marker.n)?|\"\""},
+    {"OutputLog marker", "log /data/update/quickfix/log/quickfix_2.log",
+     "x.4075..n(2026-03-01 09:05:07.)?(TIME.f.g.:1.marker.n)?|\"\"",
+     R"(write /data/update/quickfix/log/quickfix_2.log "x{4075}\n2026-03-01 09:05:07.")"},
     {"CheckNativePatch", "", R"re("/tmp/tree/a": "(true|false,source:[^}]*)"\},[^}]*\}|"Native": "null")re"},
     {"CheckAppPatch app 7", "", R"re("app": "(true|false,[^}]*)"\},[^}]*\})re"},
 };
@@ -88,16 +93,23 @@ std::string Perform(const Operation& operation) {
     return outcome + (outcome.empty() || left.empty() ? "" : " ") + left;
 }
 
+void InstallFor(const Operation& operation) {
+    InstallFiles();
+    if (*operation.prepare != '\0') {
+        Do(operation.prepare);
+    }
+}
+
 /// Lets each call of one kind fail in turn, and tells how many there were.
 int Sweep(const Operation& operation, const char* call, int error) {
-    InstallFiles();
+    InstallFor(operation);
     const std::string clean = Perform(operation);
     const std::regex outcomes(operation.outcomes);
     int failed = 0;
     for (bool reached = true; reached; failed += reached ? 1 : 0) {
         SCOPED_TRACE(std::string(operation.call) + ", " + call + " " + std::to_string(failed + 1) + ": " +
                      strerror(error));
-        InstallFiles();
+        InstallFor(operation);
         const long before = OpenDescriptors();
         FaultInjector::Fail(call, failed + 1, 1, error);
         const std::string outcome = Perform(operation);
@@ -108,7 +120,7 @@ int Sweep(const Operation& operation, const char* call, int error) {
         EXPECT_LE(OpenDescriptors(), before);
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command was not waited for";
     }
-    InstallFiles();
+    InstallFor(operation);
     EXPECT_EQ(Perform(operation), clean) << operation.call << " behind a failing " << call;
     return failed;
 }
@@ -164,6 +176,22 @@ TEST(Faults, OutcomeAndRecordsOfEach) {
     EXPECT_NE(seen, "");
 }
 
+int g_reads = 0;
+
+TEST(Faults, CopyOfAGrowingFileTakesWhatWasThereToRead) {
+    Write("/tmp/source", "x");
+    // The second read finds the end of the file; it grows behind that.
+    FaultInjector::Watch("read", [] {
+        if (++g_reads > 2) {
+            std::ofstream("/tmp/source", std::ios::app) << "grown";
+        }
+    });
+    EXPECT_TRUE(FileUtils::CopyFile("/tmp/source", "/tmp/dest"));
+    FaultInjector::End();
+    EXPECT_EQ(g_reads, 2);
+    EXPECT_EQ(Read("/tmp/dest"), "x");
+}
+
 std::atomic<int> g_interruptions{0};
 
 /// Interrupts the process's calls about a thousand times a second while it lives.
@@ -188,10 +216,10 @@ private:
 
 TEST(Faults, SignalsChangeNoOutcome) {
     for (const Operation& operation : OPERATIONS) {
-        InstallFiles();
+        InstallFor(operation);
         const std::string clean = Perform(operation);
         for (int round = 0; round < 10; ++round) {
-            InstallFiles();
+            InstallFor(operation);
             const Interruptions interruptions;
             EXPECT_EQ(Perform(operation), clean) << operation.call;
         }
@@ -218,7 +246,7 @@ TEST(Faults, WithoutAProcessForTheShellEveryCheckSaysSo) {
 
 TEST(Faults, WalksGoOnWhenFilesVanishUnderThem) {
     for (const Operation& operation : OPERATIONS) {
-        InstallFiles();
+        InstallFor(operation);
         const long before = OpenDescriptors();
         std::atomic<bool> ended{false};
         std::thread other([&ended] {
@@ -237,7 +265,7 @@ TEST(Faults, WalksGoOnWhenFilesVanishUnderThem) {
         }
         ended = true;
         other.join();
-        InstallFiles();
+        InstallFor(operation);
         EXPECT_LE(OpenDescriptors(), before) << operation.call;
         EXPECT_TRUE(std::regex_match(Perform(operation), std::regex(operation.outcomes))) << operation.call;
     }

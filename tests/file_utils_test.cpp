@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/statfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/files.h"
@@ -24,6 +25,21 @@ TEST(FileQueries, DiskFreeSpace) {
     EXPECT_EQ(capture.Take(),
               (Records{"I GetDiskFreeSpace: Util GetDiskFreeSpace disk free: " + std::to_string(expected) + " kb",
                        "E GetDiskFreeSpace: GetDiskFreeSpace failed"}));
+}
+
+// Only what may be a regular file is asked for its size: in a folder that may be listed but not searched, nothing else is.
+TEST(FileQueries, DirSizePassesOverAPipeInAFolderThatCannotBeSearched) {
+    fs::create_directory("/tmp/listed");
+    ASSERT_EQ(mkfifo("/tmp/listed/pipe", 0600), 0);
+    fs::permissions("/tmp/listed", fs::perms(0444));
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool ordinary = geteuid() != 0 || setuid(65534) == 0;
+        _exit(ordinary && access("/tmp/listed/pipe", F_OK) != 0 && FileUtils::GetDirSize("/tmp/listed") == 0 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 // Behind 4092 bytes of path "/.." is the 4095th; one more, and even the entry that is passed over doesn't fit.

@@ -1,23 +1,22 @@
 #include "directory_listing.h"
 
 #include <cerrno>
-#include <utility>
 
 namespace TEKLO::QuickFixEngine {
 
-std::optional<std::vector<DirectoryEntry>> ListDirectory(const std::string& path) {
+DirectoryListing ListDirectory(const std::string& path) {
     const auto directory = OpenDirectory(path);
     if (directory == nullptr) {
-        return std::nullopt;
+        return {false, errno, {}};
     }
-    std::vector<DirectoryEntry> entries;
+    DirectoryListing listing = {true, 0, {}};
     errno = 0;
     while (const dirent* entry = readdir(directory.get())) {
-        entries.push_back({entry->d_name, entry->d_type});
+        listing.entries.push_back({entry->d_name, entry->d_type});
         errno = 0;
     }
-    // A read error must not pass for the end, or files would be left out without a word.
-    return errno == 0 ? std::optional(std::move(entries)) : std::nullopt;
+    listing.error = errno;
+    return listing;
 }
 
 }  // namespace TEKLO::QuickFixEngine

@@ -3,7 +3,6 @@
 #include <dirent.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,8 +23,14 @@ struct DirectoryEntry {
     bool IsDot() const { return name == "." || name == ".."; }
 };
 
-/// All entries, "." and ".." included, in the directory's own order; nothing, and errno set, when it can't be
-/// opened or read. The directory is closed on return, so that a recursive walk of any depth holds no descriptor.
-std::optional<std::vector<DirectoryEntry>> ListDirectory(const std::string& path);
+struct DirectoryListing {
+    bool opened = false;
+    int error = 0;  // errno of what failed, the opening or a read; 0 when all entries were read
+    std::vector<DirectoryEntry> entries;
+};
+
+/// The entries, "." and ".." included, in the directory's own order, up to the first read error. The directory is closed
+/// on return, so that a recursive walk of any depth holds no descriptor.
+DirectoryListing ListDirectory(const std::string& path);
 
 }  // namespace TEKLO::QuickFixEngine

@@ -66,20 +66,23 @@ using PathBuffer = std::array<char, PATH_MAX>;
     return true;
 }
 
-/// What strerror says of errno, in English whatever the process's locale.
-const char* ErrorText() {
-    const int error = errno;
+/// A file to copy from.
+class SourceBuffer : public std::filebuf {
+public:
+    /// False when bytes that were read have not been taken.
+    bool IsDelivered() const { return gptr() == egptr(); }
+};
+
+/// What strerror says of the error, in English whatever the process's locale.
+const char* ErrorText(int error = errno) {
     const ClassicLocale untranslated;
     return strerror(error);
 }
 
-bool CleanChildren(const char* dirPath) {
-    const auto entries = ListDirectory(dirPath);
-    if (!entries) {
-        return false;
-    }
+/// False when the path of an entry doesn't fit.
+bool RemoveEntries(const char* dirPath, const std::vector<DirectoryEntry>& entries) {
     std::string child;
-    for (const DirectoryEntry& entry : *entries) {
+    for (const DirectoryEntry& entry : entries) {
         if (!JoinPath(dirPath, entry.name, child)) {
             return false;
         }
@@ -212,9 +215,11 @@ uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
         const fs::path directory = std::move(pending.back());
         pending.pop_back();
         for (const auto& entry : fs::directory_iterator(directory, fs::directory_options::skip_permission_denied)) {
-            if (!entry.is_symlink() && entry.is_directory()) {
+            if (entry.is_symlink()) {
+                total += RegularFileSize(entry);
+            } else if (entry.is_directory()) {
                 pending.push_back(entry.path());
-            } else {
+            } else if (entry.is_regular_file()) {
                 total += RegularFileSize(entry);
             }
         }
@@ -244,8 +249,15 @@ bool FileUtils::CleanDir(const char* dirPath, bool removeSelf) {
     }
     struct stat status = {};
     (void)!stat(dirPath, &status);
-    if (S_ISDIR(status.st_mode) && !CleanChildren(dirPath)) {
-        return false;
+    if (S_ISDIR(status.st_mode)) {
+        const DirectoryListing listing = ListDirectory(dirPath);
+        if (!listing.opened || !RemoveEntries(dirPath, listing.entries)) {
+            return false;
+        }
+        if (listing.error != 0) {
+            QF_LOGE("readdir failed, path: %{public}s, err: %{public}s", dirPath, ErrorText(listing.error));
+            return false;
+        }
     }
     if (S_ISREG(status.st_mode)) {
         remove(dirPath);
@@ -289,9 +301,9 @@ void FileUtils::SetGidAndUidToQuickFix(const std::string& path) {
 }
 
 bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir) {
-    const auto entries = ListDirectory(sourceDir);
-    if (!entries) {  // opened or read: readers of the log know the one text
-        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText());
+    const DirectoryListing listing = ListDirectory(sourceDir);
+    if (!listing.opened) {
+        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText(listing.error));
         return false;
     }
     const bool destExisted = DirIsExist(destDir);
@@ -299,7 +311,13 @@ bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir
         QF_LOGE("mkdir failed, path: %{public}s, err: %{public}s", destDir.c_str(), ErrorText());
         return false;
     }
-    for (const DirectoryEntry& entry : *entries) {
+    const auto giveUp = [&destDir, destExisted] {
+        if (!destExisted) {
+            remove(destDir.c_str());
+        }
+        return false;
+    };
+    for (const DirectoryEntry& entry : listing.entries) {
         if (entry.IsDot()) {
             continue;
         }
@@ -317,10 +335,11 @@ bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir
             QF_LOGE("copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s", fullSourcePath.c_str(),
                     fullDestPath.c_str());
         }
-        if (!destExisted) {
-            remove(destDir.c_str());
-        }
-        return false;
+        return giveUp();
+    }
+    if (listing.error != 0) {
+        QF_LOGE("readdir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText(listing.error));
+        return giveUp();
     }
     return true;
 }
@@ -332,21 +351,21 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
         return false;
     }
     const std::unique_ptr<Page[]> buffer(new Page[COPY_BUFFER_SIZE / sizeof(Page) + 1]);
-    std::ifstream source;
-    source.rdbuf()->pubsetbuf(buffer[0].bytes, COPY_BUFFER_SIZE);
-    source.open(canonicalSource.data());
+    SourceBuffer source;
+    source.pubsetbuf(buffer[0].bytes, COPY_BUFFER_SIZE);
+    source.open(canonicalSource.data(), std::ios::in);
     std::ofstream dest(destPath);
     if (!source.is_open() || !dest.is_open()) {
         return false;
     }
-    dest << source.rdbuf();
+    dest << &source;
     if (dest.fail()) {
         dest.clear();
         return false;
     }
     // The insertion succeeds as soon as one byte was taken: a disk that fills up shows here.
     dest.flush();
-    return dest.good() && source.peek() == std::ifstream::traits_type::eof();
+    return dest.good() && source.IsDelivered();
 }
 
 std::string FileUtils::GetFileSHA256(const std::string& filePath) {

@@ -128,12 +128,12 @@ std::string TestManager::CheckAppPatchEnd() {
 }
 
 void TestManager::TraverseFile(const std::string& path) {
-    const auto entries = ListDirectory(path);
-    if (!entries) {
+    const DirectoryListing listing = ListDirectory(path);
+    if (!listing.opened) {
         QF_FILE_LOGE("open patch folder faild : %{public}s", path.c_str());
         return;
     }
-    for (const DirectoryEntry& entry : *entries) {
+    for (const DirectoryEntry& entry : listing.entries) {
         if (entry.IsDot()) {
             continue;
         }
@@ -143,6 +143,9 @@ void TestManager::TraverseFile(const std::string& path) {
         } else if (entry.type == DT_REG) {
             VerifyPatch(child);
         }
+    }
+    if (listing.error != 0) {
+        QF_FILE_LOGE("read patch folder failed : %{public}s", path.c_str());
     }
 }
 
