@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <locale>
@@ -51,6 +52,23 @@ TEST(StatusRecord, AnyOtherUserKeepsModeAndOwner) {
     EXPECT_THAT(capture.Take(), testing::IsSupersetOf({"I GetRunningStage: current stage is sa",
                                                        "D SetStatus: SetStatus version_: 1, status: init, ErrorCode: .",
                                                        "E SetStatus: SetStatus failed. file path : /nowhere/status."}));
+}
+
+TEST(StatusRecord, AVeryLongLineTakesNoMemory) {
+    constexpr off_t LENGTH = 200L << 20;
+    Write(STATUS_FILE, "PatchVersion=" + std::string(300, 'v'));
+    std::filesystem::resize_file(STATUS_FILE, LENGTH);
+    std::ofstream(STATUS_FILE, std::ios::app) << "\nK=" << std::string(253, 's') << "\nErrorCode=7,";
+    rusage before = {};
+    getrusage(RUSAGE_SELF, &before);
+    QuickFixStatusRecord::GetInstance().InitStatusRecord(STATUS_FILE, "K");
+    rusage after = {};
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8 << 10) << "KiB";
+    const QuickFixStatus status = QuickFixStatusRecord::GetInstance().GetStatus();
+    EXPECT_EQ(status.version, std::string(242, 'v'));
+    EXPECT_EQ(status.status, std::string(253, 's'));
+    EXPECT_EQ(status.errorCode, "7,");
 }
 
 }  // namespace

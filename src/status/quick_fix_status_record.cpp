@@ -1,10 +1,12 @@
 #include "quick_fix_status_record.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <fstream>
+#include <limits>
 #include <utility>
 
 #include "file_utils.h"
@@ -16,7 +18,24 @@ namespace {
 
 constexpr unsigned int DEFAULT_MODE = 0600;
 constexpr mode_t INIT_STAGE_MODE = 0755;
+constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
 constexpr size_t MAX_LINE_LENGTH = 255;
+
+/// Reads a line up to its limit and passes over the rest of it. False at the end of the file.
+bool ReadLine(std::istream& file, std::string& line) {
+    std::array<char, MAX_LINE_LENGTH + 1> text = {};
+    file.getline(text.data(), text.size());
+    const auto taken = static_cast<size_t>(file.gcount());
+    if (taken == 0) {
+        return false;
+    }
+    line.assign(text.data(), file.good() ? taken - 1 : taken);  // good: the line feed was taken too
+    if (file.fail()) {
+        file.clear();
+        file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -40,8 +59,11 @@ void QuickFixStatusRecord::SetStatus(QuickFixStatus& status) {
     std::fstream file;
     const bool opened = FileUtils::OpenFile(file, filePath_, std::ios::out | std::ios::trunc, mode_);
     if (SysUtils::GetRunningStage() == STAGE_INIT) {
+        unsigned int uid = 0;
+        unsigned int gid = 0;
+        FileUtils::GetPathGidAndUid(QUICK_FIX_DIR, uid, gid);
         (void)!chmod(filePath_.c_str(), INIT_STAGE_MODE);
-        FileUtils::SetGidAndUidToQuickFix(filePath_);
+        (void)!chown(filePath_.c_str(), uid, gid);
     }
     if (!opened) {
         QF_FILE_LOGE("SetStatus failed. file path : %{public}s.", filePath_.c_str());
@@ -80,10 +102,9 @@ QuickFixStatus QuickFixStatusRecord::GetStatusFromFile() {
     QuickFixStatus status;
     std::string line;
     for (std::string* field : {&status.version, &status.status, &status.errorCode}) {
-        if (!std::getline(file, line)) {
+        if (!ReadLine(file, line)) {
             break;
         }
-        line.resize(std::min(line.size(), MAX_LINE_LENGTH));
         const size_t equals = line.find('=');
         if (equals == std::string::npos) {
             break;
