@@ -6,7 +6,7 @@
 /// `format` is a string literal in printf's language. A conversion may carry a privacy marker, `%{public}s`: the
 /// platform shows only what is marked public. In front of the text the macro puts the place it is used at,
 /// "[file(function):line] ", the file without folder and ending. A format that doesn't fit its arguments, in number or
-/// kind, doesn't compile.
+/// kind, doesn't compile. An argument may be any expression of a number, pointer or C string, one with a lambda included.
 ///
 /// The platform log gets the record when its level is at or above `QuickFixPlumeWrapper::level_`; the arguments of
 /// QF_LOGx are evaluated only then. The QF_FILE_LOGx macros evaluate each argument once and append the text to the file
@@ -72,9 +72,14 @@ struct SourceName {
 
 enum class ArgumentKind { INT, LONG, LONG_LONG, DOUBLE, LONG_DOUBLE, STRING, POINTER, OTHER };
 
+template <typename T, typename Pointee = std::remove_cv_t<std::remove_pointer_t<T>>>
+constexpr bool IsText = std::is_pointer_v<T> &&
+                        (std::is_same_v<Pointee, char> || std::is_same_v<Pointee, signed char> ||
+                         std::is_same_v<Pointee, unsigned char>);
+
 template <typename T>
 constexpr ArgumentKind KindOf() {
-    if constexpr (std::is_same_v<T, const char*> || std::is_same_v<T, char*>) {
+    if constexpr (IsText<T>) {
         return ArgumentKind::STRING;
     } else if constexpr (std::is_pointer_v<T> || std::is_null_pointer_v<T>) {
         return ArgumentKind::POINTER;
@@ -91,13 +96,6 @@ constexpr ArgumentKind KindOf() {
         return ArgumentKind::OTHER;
     }
 }
-
-template <typename... Args>
-struct ArgumentTypes {};
-
-/// Never defined: names the types of a macro's arguments without evaluating them.
-template <typename... Args>
-ArgumentTypes<Args...> TypesOf(const char* format, Args... args);
 
 constexpr bool IsOneOf(char wanted, const char* set) {
     while (*set != '\0' && *set != wanted) {
@@ -156,9 +154,10 @@ constexpr ArgumentKind ConversionKind(const char* modifier, const char* letter) 
         return IntegerKind(modifier, letter);
     }
     if (IsOneOf(*letter, "aAeEfFgG")) {
-        return Equals(modifier, letter, "L")  ? ArgumentKind::LONG_DOUBLE
-               : Equals(modifier, letter, "") ? ArgumentKind::DOUBLE
-                                              : ArgumentKind::OTHER;
+        const bool isDouble = Equals(modifier, letter, "") || Equals(modifier, letter, "l");
+        return isDouble                        ? ArgumentKind::DOUBLE
+               : Equals(modifier, letter, "L") ? ArgumentKind::LONG_DOUBLE
+                                               : ArgumentKind::OTHER;
     }
     if (!Equals(modifier, letter, "")) {
         return ArgumentKind::OTHER;
@@ -183,7 +182,7 @@ constexpr bool Takes(ArgumentKind wanted, ArgumentKind given) {
 /// True when the conversions of `format` take exactly these arguments. `privateMarker` says whether `{private}` may be
 /// used.
 template <typename... Args>
-constexpr bool FormatFits(const char* format, ArgumentTypes<Args...> /*types*/, bool privateMarker) {
+constexpr bool FormatFits(const char* format, bool privateMarker) {
     const ArgumentKind given[] = {KindOf<Args>()..., ArgumentKind::OTHER};
     size_t next = 0;
     for (const char* at = format; *at != '\0'; ++at) {
@@ -248,36 +247,53 @@ void WriteRecord(QuickFixPlumeLevel level, int platformLevel, const LogSite& sit
     AppendToFileLog(site, prefixedFormat + sizeof(QF_LOG_PREFIX) - 1, args...);
 }
 
+template <typename Call>
+inline constexpr SourceName<BaseNameLength(Call::File())> SOURCE_NAME(Call::File());
+
+// A call's format comes twice: as a type, which the compiler checks, and in front of the arguments, where it isn't used.
+template <typename Call, typename... Args>
+void LogToPlatform(Call /*call*/, int platformLevel, const char* function, int line, const char* /*format*/,
+                   Args... args) {
+    static_assert(FormatFits<Args...>(Call::Format(), true), "the markers of the format don't fit the arguments");
+    PrintRecord(platformLevel, {SOURCE_NAME<Call>.text, function, line}, Call::PrefixedFormat(), args...);
+}
+
+template <typename Call, typename... Args>
+void LogToBoth(Call /*call*/, QuickFixPlumeLevel level, int platformLevel, const char* function, int line,
+               const char* /*format*/, Args... args) {
+    static_assert(FormatFits<Args...>(Call::Format(), false), "the markers of the format don't fit the arguments");
+    WriteRecord(level, platformLevel, {SOURCE_NAME<Call>.text, function, line}, Call::PrefixedFormat(), args...);
+}
+
 }  // namespace TEKLO::QuickFixEngine::LogDetail
 
 #define QF_LOG_FORMAT(format, ...) format
 
-// The format stays the first of the variable arguments, so that a call without arguments needs no compiler extension.
-#define QF_LOG_SITE(privateMarker, ...)                                                                     \
-    static_assert(::TEKLO::QuickFixEngine::LogDetail::FormatFits(                                           \
-                      QF_LOG_FORMAT(__VA_ARGS__, 0),                                                        \
-                      decltype(::TEKLO::QuickFixEngine::LogDetail::TypesOf(__VA_ARGS__)){}, privateMarker), \
-                  "the markers of the format don't fit the arguments");                                     \
-    static constexpr ::TEKLO::QuickFixEngine::LogDetail::SourceName<                                        \
-        ::TEKLO::QuickFixEngine::LogDetail::BaseNameLength(__FILE__)>                                       \
-        qfSource(__FILE__);                                                                                 \
-    const ::TEKLO::QuickFixEngine::LogDetail::LogSite qfSite {                                              \
-        qfSource.text, __func__, __LINE__                                                                   \
-    }
+// A value of a type of the call's own. The type is defined inside a lambda so that nothing is declared around the
+// arguments, which may be lambdas that log. The format stays the first of the variable arguments, so that a call without
+// arguments needs no compiler extension.
+#define QF_LOG_CALL(...)                                                                                          \
+    [] {                                                                                                          \
+        struct Call {                                                                                             \
+            static constexpr const char* File() { return __FILE__; }                                              \
+            static constexpr const char* Format() { return QF_LOG_FORMAT(__VA_ARGS__, 0); }                       \
+            static constexpr const char* PrefixedFormat() { return QF_LOG_PREFIX QF_LOG_FORMAT(__VA_ARGS__, 0); } \
+        };                                                                                                        \
+        return Call{};                                                                                            \
+    }()
 
-#define QF_LOG_RECORD(level, platformLevel, ...)                                                               \
-    do {                                                                                                       \
-        const ::TEKLO::QuickFixEngine::QuickFixPlumeLevel qfLevel = level;                                     \
-        if (::TEKLO::QuickFixEngine::QuickFixPlumeWrapper::JudgeLevel(qfLevel)) {                              \
-            QF_LOG_SITE(true, __VA_ARGS__);                                                                    \
-            ::TEKLO::QuickFixEngine::LogDetail::PrintRecord(platformLevel, qfSite, QF_LOG_PREFIX __VA_ARGS__); \
-        }                                                                                                      \
+#define QF_LOG_RECORD(level, platformLevel, ...)                                                                 \
+    do {                                                                                                         \
+        if (::TEKLO::QuickFixEngine::QuickFixPlumeWrapper::JudgeLevel(level)) {                                  \
+            ::TEKLO::QuickFixEngine::LogDetail::LogToPlatform(QF_LOG_CALL(__VA_ARGS__), platformLevel, __func__, \
+                                                              __LINE__, __VA_ARGS__);                            \
+        }                                                                                                        \
     } while (false)
 
-#define QF_FILE_LOG_RECORD(level, platformLevel, ...)                                                             \
-    do {                                                                                                          \
-        QF_LOG_SITE(false, __VA_ARGS__);                                                                          \
-        ::TEKLO::QuickFixEngine::LogDetail::WriteRecord(level, platformLevel, qfSite, QF_LOG_PREFIX __VA_ARGS__); \
+#define QF_FILE_LOG_RECORD(level, platformLevel, ...)                                                           \
+    do {                                                                                                        \
+        ::TEKLO::QuickFixEngine::LogDetail::LogToBoth(QF_LOG_CALL(__VA_ARGS__), level, platformLevel, __func__, \
+                                                      __LINE__, __VA_ARGS__);                                   \
     } while (false)
 
 #define QF_LOGD(...) QF_LOG_RECORD(::TEKLO::QuickFixEngine::QuickFixPlumeLevel::DEBUG, 3, __VA_ARGS__)

@@ -66,6 +66,23 @@ TEST(LogMacros, RecordsCarryTheirPlaceOnBothLogs) {
     EXPECT_EQ(Lines(FIRST_LOG), Records{"[log_test" + place + "100% of it"});
 }
 
+TEST(LogMacros, TakeAnyExpressionAsAnArgument) {
+    PlumeCapture capture;
+    const int outer = 1;
+    QF_FILE_LOGI(
+        "%{public}d %{public}zu",
+        [&outer] {
+            QF_FILE_LOGI("inner %{public}d", outer);
+            return outer + 1;
+        }(),
+        std::vector<int>{1, 2, 3}.size());
+    EXPECT_EQ(capture.Take(), (Records{"I operator(): inner 1", "I TestBody: 2 3"}));
+    const unsigned char bytes[] = {'u', '\0'};
+    signed char more[] = {'s', '\0'};
+    QF_LOGI("%{public}s %{public}s %{public}.1lf", bytes, more, 0.5F);
+    EXPECT_EQ(capture.Take(), Records{"I TestBody: u s 0.5"});
+}
+
 TEST(LogMacros, LeaveTooLongAndEmptyTextsOutOfTheFileLog) {
     PlumeCapture capture;
     for (const size_t length : {size_t{0}, size_t{1023}, size_t{1024}}) {
@@ -77,7 +94,7 @@ TEST(LogMacros, LeaveTooLongAndEmptyTextsOutOfTheFileLog) {
 
 template <typename... Args>
 bool Fits(const char* format, Args... /*arguments*/) {
-    return LogDetail::FormatFits(format, LogDetail::ArgumentTypes<Args...>{}, true);
+    return LogDetail::FormatFits<Args...>(format, true);
 }
 
 TEST(LogMacros, FormatsAreCheckedAgainstTheirArguments) {
@@ -87,13 +104,14 @@ TEST(LogMacros, FormatsAreCheckedAgainstTheirArguments) {
     EXPECT_TRUE(Fits("%{public}s %{private}d %s", "a", 1, "b"));
     EXPECT_TRUE(Fits("%d%u%c%x%hhd", true, 1U, 'c', PLAIN, short{1}));
     EXPECT_TRUE(Fits("%ld %llu %zu %jd %td", 1L, 1ULL, size_t{1}, intmax_t{1}, ptrdiff_t{1}));
-    EXPECT_TRUE(Fits("%{public}-*.*f %Lg %p", 1, 2, 1.0F, 1.0L, "x"));
+    EXPECT_TRUE(Fits("%{public}-*.*f %Lg %p %lf", 1, 2, 1.0F, 1.0L, "x", 1.0));
 
     EXPECT_FALSE(Fits("%{public}s") || Fits("none", 1) || Fits("%{public}d %{public}d", 1) || Fits("%*d", 1));
     EXPECT_FALSE(Fits("%{public}s", 1) || Fits("%{public}s", std::string("s")) || Fits("%{public}d", "text"));
-    EXPECT_FALSE(Fits("%{public}d", 1L) || Fits("%{public}ld", 1) || Fits("%{public}d", 1.0));
+    EXPECT_FALSE(Fits("%{public}d", 1L) || Fits("%{public}ld", 1) || Fits("%{public}d", 1.0) || Fits("%lf", 1.0L));
+    EXPECT_FALSE(Fits("%ls", "a") || Fits("%s", L"a") || Fits("%s", static_cast<void*>(nullptr)) || Fits("%hf", 1.0));
     EXPECT_FALSE(Fits("%{public}d", Scoped::SCOPED) || Fits("%n", nullptr) || Fits("%{secret}s", "a") || Fits("%", 1));
-    EXPECT_FALSE(LogDetail::FormatFits("%{private}d", LogDetail::ArgumentTypes<int>{}, false));
+    EXPECT_FALSE(LogDetail::FormatFits<int>("%{private}d", false));
 }
 
 TEST(FileLog, GoesOnAfterAFullDiskWithoutATornLine) {

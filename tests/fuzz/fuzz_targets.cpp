@@ -111,7 +111,7 @@ std::string Render(const char* format, ...) {
 
 template <typename... Args>
 void RenderIfItFits(const std::string& format, Args... args) {
-    if (LogDetail::FormatFits(format.c_str(), LogDetail::ArgumentTypes<Args...>{}, true)) {
+    if (LogDetail::FormatFits<Args...>(format.c_str(), true)) {
         Require(Render(format.c_str(), args...).find_first_of("\n\x1b") == std::string::npos);
     }
 }

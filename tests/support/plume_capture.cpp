@@ -31,7 +31,7 @@ std::vector<std::string> PlumeCapture::TakeRaw() {
 }
 
 std::vector<std::string> PlumeCapture::Take() {
-    static const std::regex shape(R"(^3/([346])/d002e03/QuickFixUitls/\[\w+\((~?\w+)\):\d+\] ([^]*)$)");
+    static const std::regex shape(R"(^3/([346])/d002e03/QuickFixUitls/\[\w+\((~?\w+(?:\(\))?)\):\d+\] ([^]*)$)");
     std::vector<std::string> records;
     for (const std::string& raw : TakeRaw()) {
         std::smatch parts;
