@@ -130,3 +130,16 @@ extern "C" [[gnu::visibility("default")]] int open64(const char* path, int flags
     va_end(arguments);
     return Fails("open64") ? -1 : next(path, flags, mode);
 }
+
+// One that takes the port's place, as a program's own would.
+extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...) {
+    if (Fails("sprintf_s")) {
+        dest[0] = '\0';
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf(dest, destSize, format, arguments);
+    va_end(arguments);
+    return length < 0 || static_cast<size_t>(length) >= destSize ? -1 : length;
+}

@@ -1,6 +1,7 @@
 /// Bounds-checked string functions.
 ///
-/// Supplied by: the device's C library or SDK, or the bundled ports (platform/common).
+/// Supplied by: the device's C library or SDK, or the bundled ports (platform/common). An executable may also define
+/// them itself and thereby takes the place of either.
 ///
 /// The library promises: pointers are valid and texts end in a zero byte. `destSize` is the size of the whole buffer
 /// and may be larger than what is left of it behind `dest`, so an implementation must take it as it is and never
@@ -14,14 +15,14 @@
 
 /// Formats into `dest`. Returns the number of characters written, the ending zero byte not counted; negative
 /// when the text doesn't fit or can't be formatted, `dest` is then the empty text.
-[[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...);
+extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...);
 
 /// Copies `src`. Returns 0, or an error number when it doesn't fit; `dest` is then the empty text.
-[[gnu::visibility("default")]] int strcpy_s(char* dest, size_t destSize, const char* src);
+extern "C" [[gnu::visibility("default")]] int strcpy_s(char* dest, size_t destSize, const char* src);
 
 /// Appends `src`. Returns 0, or an error number when it doesn't fit; `dest` is then the empty text.
-[[gnu::visibility("default")]] int strcat_s(char* dest, size_t destSize, const char* src);
+extern "C" [[gnu::visibility("default")]] int strcat_s(char* dest, size_t destSize, const char* src);
 
 /// Sets `count` bytes. Returns 0, or an error number when `count` exceeds `destSize`; all `destSize` bytes are then
 /// set.
-[[gnu::visibility("default")]] int memset_s(void* dest, size_t destSize, int value, size_t count);
+extern "C" [[gnu::visibility("default")]] int memset_s(void* dest, size_t destSize, int value, size_t count);
