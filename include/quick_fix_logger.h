@@ -22,7 +22,8 @@ namespace TEKLO::QuickFixEngine {
 /// tries again, so the log goes on as soon as a full disk has room.
 ///
 /// Threads: any thread may call `OutputLog`, `RemoveLog`, `GetFormatTime` and `FormatLog`. The other
-/// functions are steps of `OutputLog` and expect its mutex held.
+/// functions are steps of `OutputLog` and expect its mutex held. A fork waits for the record that another thread is
+/// writing, so a child can log at once. Signal handlers must not call anything here.
 class [[gnu::visibility("default")]] QuickFixLogger {
 public:
     /// Opens nothing; that is left to the first record.
@@ -65,12 +66,15 @@ private:
         const char* path = nullptr;
         off_t size = 0;  // bytes
     };
+    static void LockBeforeFork();
+    static void UnlockAfterFork();
     void Append(const std::string& record);
     void RollBackPartialWrite(size_t recordSize) const;
 
     std::mutex mutex_;
     std::fstream logOfstream_;
     ActiveFile active_;
+    static const int forkHandlers_;
 };
 
 }  // namespace TEKLO::QuickFixEngine

@@ -12,6 +12,7 @@
 #include "platform/parameter.h"
 #include "platform/plume_log.h"
 #include "support/files.h"
+#include "support/forked_children.h"
 
 namespace {
 
@@ -49,6 +50,14 @@ TEST(PlumePrint, ShowsOnlyWhatIsPublic) {
     EXPECT_EQ(Text("%{public}s", static_cast<const char*>(nullptr)), "(null)\n");
     EXPECT_EQ(Text("%{public}d %y %{public}s", 1, 2), "1 \n") << "unknown: nothing behind it is guessed";
     EXPECT_EQ(Text("at its end %"), "at its end \n");
+}
+
+TEST(PlumePrint, ForkedChildrenPrintWhileOtherThreadsDo) {
+    testing::internal::CaptureStderr();
+    const int hanging =
+        CountHangingChildren(200, [] { PlumePrint(3, 6, 0xD002E03, "QuickFixUitls", "%{public}d", 1); });
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(hanging, 0);
 }
 
 // A stand-in for the journal's end of the socket; what is sent to it is the real thing.

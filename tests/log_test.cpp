@@ -13,6 +13,7 @@
 #include "platform/singleton.h"
 #include "quick_fix_log.h"
 #include "support/files.h"
+#include "support/forked_children.h"
 #include "support/plume_capture.h"
 #include "test_manager.h"
 
@@ -172,6 +173,10 @@ TEST(FileLog, TakesRecordsWhileTheProcessExits) {
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
     EXPECT_THAT(Lines(FIRST_LOG), ElementsAre(EndsWith("]first words"), EndsWith("]last words")));
+}
+
+TEST(FileLog, ForkedChildrenLogWhileOtherThreadsDo) {
+    EXPECT_EQ(CountHangingChildren(200, [] { QF_FILE_LOGI("a record"); }), 0);
 }
 
 struct Grouping : std::numpunct<char> {

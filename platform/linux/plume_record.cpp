@@ -9,13 +9,12 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <string>
 
+#include "local_time.h"
 #include "plume_format.h"
 
 namespace TEKLO::Platform {
@@ -74,23 +73,12 @@ bool StderrTakesColour() {
     return (noColour == nullptr || noColour[0] == '\0') && isatty(STDERR_FILENO) == 1;
 }
 
-std::string LocalTime() {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    std::tm local = {};
-    localtime_r(&now.tv_sec, &local);
-    char text[64] = {};
-    const size_t length = strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &local);
-    snprintf(text + length, sizeof(text) - length, ".%03d", static_cast<int>(now.tv_nsec / 1000000));
-    return text;
-}
-
 void WriteToStderr(int level, unsigned int domain, const char* tag, const std::string& text) {
     const LevelStyle style = StyleOf(level);
     char domainText[16] = {};
     snprintf(domainText, sizeof(domainText), "%X", domain);
     std::string line;
-    line.append(1, style.letter).append(" ").append(LocalTime()).append(" ").append(domainText).append(" ");
+    line.append(1, style.letter).append(" ").append(FormatLocalTime()).append(" ").append(domainText).append(" ");
     line.append(tag).append(": ").append(EscapeControls(text));
     if (StderrTakesColour()) {
         line = style.colour + line + "\x1b[0m";

@@ -1,5 +1,7 @@
 #include "platform/plume_log.h"
 
+#include <pthread.h>
+
 #include <cstdarg>
 #include <mutex>
 #include <utility>
@@ -18,6 +20,12 @@ struct Log {
 Log& TheLog() {
     static Log& log = *new Log;
     return log;
+}
+
+// A child that is forked while another thread writes a record would find the log locked for good.
+[[gnu::constructor(101)]] void RegisterForkHandlers() {
+    const auto unlock = [] { TheLog().mutex.unlock(); };
+    pthread_atfork([] { TheLog().mutex.lock(); }, unlock, unlock);
 }
 
 }  // namespace

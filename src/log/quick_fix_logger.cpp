@@ -1,6 +1,7 @@
 #include "quick_fix_logger.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -86,6 +87,22 @@ void TruncatePartialRecord(const char* path) {
 }
 
 }  // namespace
+
+// Registered when the library is loaded: a child that is forked while another thread writes a record, or creates the logger,
+// would find the lock held for good.
+const int QuickFixLogger::forkHandlers_ = pthread_atfork(LockBeforeFork, UnlockAfterFork, UnlockAfterFork);
+
+void QuickFixLogger::LockBeforeFork() {
+    if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
+        logger->mutex_.lock();
+    }
+}
+
+void QuickFixLogger::UnlockAfterFork() {
+    if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
+        logger->mutex_.unlock();
+    }
+}
 
 QuickFixLogger::QuickFixLogger() {
     tzset();  // localtime_r alone doesn't look at TZ

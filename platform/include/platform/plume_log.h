@@ -7,7 +7,8 @@
 /// sign, `%{public}s` or `%{private}d`; the arguments fit it in number and kind. One call is one record.
 ///
 /// The library relies on: the call returns, never throws, and may come from any thread, also while the
-/// process exits. It must not write to the library's file log: that log is locked during some of these calls.
+/// process exits, and from a child that was forked while other threads were writing records. It must neither write to the
+/// library's file log nor fork: that log is locked during some of these calls, and a fork waits for it.
 #pragma once
 
 /// Writes one record.
