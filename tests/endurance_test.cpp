@@ -162,6 +162,7 @@ public:
         std::string content(1 + random_() % 9000, '\0');
         std::generate(content.begin(), content.end(), [this] { return static_cast<char>(random_()); });
         for (const std::string& path : {live, OVERLAY + live}) {
+            fs::remove(path);  // an ordinary user could not write over a file whose mode was changed
             Write(path, content + live);
             fs::permissions(path, fs::perms(0644));
             Write("/labels" + path, "u:object_r:system_file:s0\n");

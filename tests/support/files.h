@@ -17,10 +17,13 @@ inline std::string Read(const std::string& path) {
     return content.str();
 }
 
-/// Writes a file, its missing folders too.
+/// Writes a file, its missing folders too. Throws if it can't.
 inline void Write(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << content;
+    std::ofstream file;
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.open(path, std::ios::binary);
+    file.write(content.data(), static_cast<std::streamsize>(content.size())).flush();
 }
 
 inline struct stat Stat(const std::string& path) {
