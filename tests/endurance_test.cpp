@@ -19,6 +19,7 @@
 #include "quick_fix_log.h"
 #include "support/fault_injector.h"
 #include "support/files.h"
+#include "support/labels.h"
 #include "test_manager.h"
 
 namespace fs = std::filesystem;
@@ -146,11 +147,6 @@ public:
     static constexpr size_t COUNT = 125;
 
     Pairs() {
-        // Shows the label of /x that the file /labels/x holds, since this file system has none.
-        Write("/double/ls",
-              "#!/bin/sh\n[ $1 = -Z ] || exec /usr/bin/ls \"$@\"\nread -r label </labels$2\necho \"$label $2\"\n");
-        fs::permissions("/double/ls", fs::perms(0755));
-        setenv("PATH", "/double:/usr/bin", 1);
         for (size_t i = 0; i < COUNT; ++i) {
             Install(Live(i));
         }
@@ -165,7 +161,7 @@ public:
             fs::remove(path);  // an ordinary user could not write over a file whose mode was changed
             Write(path, content + live);
             fs::permissions(path, fs::perms(0644));
-            Write("/labels" + path, "u:object_r:system_file:s0\n");
+            SetLabel(path, "u:object_r:system_file:s0");
         }
     }
 
@@ -208,8 +204,10 @@ private:
                 fs::permissions(path, fs::perms(Mode(path) ^ (1U << random_() % 12)));
                 return "the mode of " + path + ": " + std::to_string(Mode(path));
             case 3:
-                Write("/labels" + path, "u:object_r:other:s0\n");
-                return "the label of " + path;
+                if (SetLabel(path, "u:object_r:other:s0")) {
+                    return "the label of " + path;
+                }
+                [[fallthrough]];
             default:
                 fs::remove(live);
                 return "deleted " + live;

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <locale>
+#include <type_traits>
 
 #include "quick_fix_log.h"
 #include "support/files.h"
@@ -17,6 +18,11 @@ using namespace TEKLO::QuickFixEngine;
 namespace {
 
 const std::string OVERLAY = "/patch_qv/overlay";
+
+// Callers take the address of a public function, so no other may share its name.
+static_assert(std::is_member_function_pointer_v<decltype(&TestManager::GetFileProp)>);
+static_assert(std::is_member_function_pointer_v<decltype(&TestManager::GetFileSeLinux)>);
+static_assert(std::is_member_function_pointer_v<decltype(&QuickFixLogger::ChangeFileForOverSize)>);
 
 void WriteWithMode(const std::string& path, const std::string& content, unsigned int mode) {
     Write(path, content);

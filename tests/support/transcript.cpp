@@ -23,6 +23,7 @@
 #include "quick_fix_status_record.h"
 #include "string_utils.h"
 #include "support/files.h"
+#include "support/labels.h"
 #include "support/plume_capture.h"
 #include "sys_utils.h"
 #include "test_manager.h"
@@ -194,6 +195,7 @@ const std::map<std::string, std::function<void(const Words&)>> STEPS = {
     {"socket", [](auto& words) { (void)mknod(words[0].c_str(), S_IFSOCK | 0600, 0); }},
     {"mode", [](auto& words) { fs::permissions(words[0], fs::perms(Octal(words[1]))); }},
     {"command", InstallCommand},
+    {"label", [](auto& words) { SetLabel(words[0], words[1]); }},
     {"own", [](auto& words) { (void)!chown(words[0].c_str(), 1234, 2345); }},
     {"SetGidAndUidToQuickFix", [](auto& words) { FileUtils::SetGidAndUidToQuickFix(words[0]); }},
     {"parameter", [](auto& words) { TEKLO::MemoryPlatform::SetParameter(words[0], words[1]); }},
