@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -149,18 +150,18 @@ bool QuickFixLogger::CreateLogFile(const std::string& path) {
 }
 
 bool QuickFixLogger::ChangeFileForOverSize() {
-    const bool hasSecond = FileUtils::FileIsExist(SECOND_LOG_FILE);
-    active_.path = hasSecond ? SECOND_LOG_FILE : FIRST_LOG_FILE;
+    // One look tells whether the second file is there and how large it is: each record comes by here.
     struct stat status = {};
-    if (stat(active_.path, &status) != 0) {
-        if (hasSecond) {
-            QF_LOGE("get last log file stat fail");
-        } else {
-            QF_LOGE("get first log file stat fail");
-        }
+    const bool hasSecond = stat(SECOND_LOG_FILE, &status) == 0;
+    if (!hasSecond && errno != ENOENT && FileUtils::FileIsExist(SECOND_LOG_FILE)) {
+        QF_LOGE("get last log file stat fail");
         return false;
     }
-    active_.size = status.st_size;
+    if (!hasSecond && stat(FIRST_LOG_FILE, &status) != 0) {
+        QF_LOGE("get first log file stat fail");
+        return false;
+    }
+    active_ = {hasSecond ? SECOND_LOG_FILE : FIRST_LOG_FILE, status.st_size};
     if (active_.size < MAX_LOG_SIZE) {
         return true;
     }

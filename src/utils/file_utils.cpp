@@ -147,8 +147,8 @@ bool FileUtils::FileIsExist(const std::string& filePath) {
         QF_LOGE("filePath is empty");
         return false;
     }
-    char canonical[PATH_MAX];  // not zeroed: each record of the file log comes by here
-    return realpath(filePath.c_str(), canonical) != nullptr;
+    PathBuffer canonicalPath = {};
+    return realpath(filePath.c_str(), canonicalPath.data()) != nullptr;
 }
 
 bool FileUtils::DirIsExist(const std::string& dirPath) {
