@@ -89,9 +89,10 @@ constexpr ArgumentKind KindOf() {
         return ArgumentKind::LONG_DOUBLE;
     } else if constexpr (std::is_integral_v<T> || (std::is_enum_v<T> && std::is_convertible_v<T, long long>)) {
         using Promoted = std::make_signed_t<decltype(+T{})>;
-        return std::is_same_v<Promoted, int>    ? ArgumentKind::INT
-               : std::is_same_v<Promoted, long> ? ArgumentKind::LONG
-                                                : ArgumentKind::LONG_LONG;
+        return std::is_same_v<Promoted, int>         ? ArgumentKind::INT
+               : std::is_same_v<Promoted, long>      ? ArgumentKind::LONG
+               : std::is_same_v<Promoted, long long> ? ArgumentKind::LONG_LONG
+                                                     : ArgumentKind::OTHER;
     } else {
         return ArgumentKind::OTHER;
     }
@@ -120,6 +121,15 @@ constexpr const char* SkipAll(const char* text, const char* set) {
         ++text;
     }
     return text;
+}
+
+/// Behind a width or a precision, digits or one star, which is counted.
+constexpr const char* SkipNumber(const char* text, int& stars) {
+    if (*text != '*') {
+        return SkipAll(text, "0123456789");
+    }
+    ++stars;
+    return text + 1;
 }
 
 constexpr bool Equals(const char* begin, const char* end, const char* text) {
@@ -185,6 +195,7 @@ template <typename... Args>
 constexpr bool FormatFits(const char* format, bool privateMarker) {
     const ArgumentKind given[] = {KindOf<Args>()..., ArgumentKind::OTHER};
     size_t next = 0;
+    int stars = 0;
     for (const char* at = format; *at != '\0'; ++at) {
         if (*at != '%') {
             continue;
@@ -194,8 +205,10 @@ constexpr bool FormatFits(const char* format, bool privateMarker) {
         }
         at = SkipPrefix(at, "{public}");
         at = privateMarker ? SkipPrefix(at, "{private}") : at;
-        for (at = SkipAll(at, "-+ #0"); IsOneOf(*at, "*.0123456789"); ++at) {
-            if (*at == '*' && !Takes(ArgumentKind::INT, given[next++])) {
+        at = SkipNumber(SkipAll(at, "-+ #0"), stars);
+        at = *at == '.' ? SkipNumber(at + 1, stars) : at;
+        for (; stars > 0; --stars) {
+            if (!Takes(ArgumentKind::INT, given[next++])) {
                 return false;
             }
         }

@@ -87,7 +87,7 @@ public:
     /// Makes the three comparisons below in their order; all three, even after a failure. Each one that finds
     /// a difference marks the item and the run as failed and adds the two values to the item's entry. A value
     /// that can't be had is empty, so a missing live file differs and two missing ones agree; see
-    /// `GetInconclusiveCount`.
+    /// `GetInconclusiveCount`. The comparison of digests begins the item's entry anew, the other two continue it.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);

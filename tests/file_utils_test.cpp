@@ -56,6 +56,13 @@ TEST(FileChanges, CleanDirStopsWhereThePathLimitIs) {
     }
 }
 
+TEST(FileChanges, CopyIntoItselfGoesOnUpToThePathLimit) {
+    Write("/tmp/self/file", "x");
+    PlumeCapture capture;
+    EXPECT_FALSE(FileUtils::CopyDir("/tmp/self/", "/tmp/self/copy/"));
+    EXPECT_EQ(capture.Take().front().rfind("E CopyDir: mkdir failed, path: /tmp/self/copy/copy/", 0), 0U);
+}
+
 TEST(FileChanges, WalksGoAsDeepAsThePathLimitWithFewDescriptors) {
     fs::create_directory("/tmp/copy");
     std::string path = "/tmp/deep";

@@ -110,6 +110,7 @@ TEST(LogMacros, FormatsAreCheckedAgainstTheirArguments) {
     EXPECT_FALSE(Fits("%{public}s") || Fits("none", 1) || Fits("%{public}d %{public}d", 1) || Fits("%*d", 1));
     EXPECT_FALSE(Fits("%{public}s", 1) || Fits("%{public}s", std::string("s")) || Fits("%{public}d", "text"));
     EXPECT_FALSE(Fits("%{public}d", 1L) || Fits("%{public}ld", 1) || Fits("%{public}d", 1.0) || Fits("%lf", 1.0L));
+    EXPECT_FALSE(Fits("%.5*d", 1, 1) || Fits("%1.2.3d", 1) || Fits("%**d", 1, 1, 1) || Fits("%.-1d", 1));
     EXPECT_FALSE(Fits("%ls", "a") || Fits("%s", L"a") || Fits("%s", static_cast<void*>(nullptr)) || Fits("%hf", 1.0));
     EXPECT_FALSE(Fits("%{public}d", Scoped::SCOPED) || Fits("%n", nullptr) || Fits("%{secret}s", "a") || Fits("%", 1));
     EXPECT_FALSE(LogDetail::FormatFits<int>("%{private}d", false));

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include <ctime>
 #include <locale>
 #include <string_view>
+#include <utility>
 
 #include "file_utils.h"
 #include "quick_fix_log.h"
@@ -31,7 +31,6 @@ constexpr std::string_view PUBLIC_MARKER = "{public}";
 constexpr off_t MAX_LOG_SIZE = 65536;
 constexpr mode_t LOG_FILE_MODE = 0600;
 constexpr size_t TIME_BUFFER_SIZE = 64;
-constexpr size_t MAX_TAIL_BYTES = 2048;  // more than the longest record
 
 /// True for a time stamp, whatever follows it, and for the beginning of one.
 bool BeginsWithTime(std::string_view text) {
@@ -43,6 +42,20 @@ bool BeginsWithTime(std::string_view text) {
         }
     }
     return !text.empty();
+}
+
+// The C library locks the time zone during a conversion and doesn't release it in a forked child.
+std::mutex g_conversion;
+
+std::tm ToLocalTime(std::time_t time) {
+    const std::lock_guard<std::mutex> lock(g_conversion);
+    static bool isZoneRead = false;
+    if (!std::exchange(isZoneRead, true)) {
+        tzset();  // localtime_r alone doesn't look at TZ
+    }
+    std::tm local = {};
+    localtime_r(&time, &local);
+    return local;
 }
 
 class Descriptor {
@@ -74,13 +87,11 @@ void TruncatePartialRecord(const char* path) {
     if (size <= 0 || size >= MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
         return;
     }
-    std::array<char, MAX_TAIL_BYTES> block = {};
-    const auto wanted = std::min(static_cast<size_t>(size), block.size());
-    if (pread(file.Get(), block.data(), wanted, size - static_cast<off_t>(wanted)) != static_cast<ssize_t>(wanted)) {
+    std::string text(static_cast<size_t>(size), '\0');
+    if (pread(file.Get(), text.data(), text.size(), 0) != size) {
         return;
     }
-    const std::string_view text(block.data(), wanted);
-    const std::string_view tail = text.substr(text.rfind('\n') + 1);
+    const std::string_view tail = std::string_view(text).substr(text.rfind('\n') + 1);
     // Another process may just be in the middle of its write.
     if (BeginsWithTime(tail) && SizeOf(file) == size) {
         (void)!ftruncate(file.Get(), size - static_cast<off_t>(tail.size()));
@@ -97,16 +108,17 @@ void QuickFixLogger::LockBeforeFork() {
     if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
         logger->mutex_.lock();
     }
+    g_conversion.lock();
 }
 
 void QuickFixLogger::UnlockAfterFork() {
+    g_conversion.unlock();
     if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
         logger->mutex_.unlock();
     }
 }
 
 QuickFixLogger::QuickFixLogger() {
-    tzset();  // localtime_r alone doesn't look at TZ
     logOfstream_.imbue(std::locale::classic());
 }
 
@@ -180,9 +192,7 @@ bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto second = std::chrono::floor<seconds>(now);
     const auto millisecond = std::chrono::floor<milliseconds>(now - second).count();
-    const auto time = static_cast<std::time_t>(second.count());
-    std::tm local = {};
-    localtime_r(&time, &local);
+    const std::tm local = ToLocalTime(static_cast<std::time_t>(second.count()));
     const int ret = sprintf_s(buffer, size, "%4d-%02d-%02d %02d:%02d:%02d.%03d", local.tm_year + 1900, local.tm_mon + 1,
                               local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(millisecond));
     if (ret < 0) {

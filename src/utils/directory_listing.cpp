@@ -4,12 +4,8 @@
 
 namespace TEKLO::QuickFixEngine {
 
-DirectoryListing ListDirectory(const std::string& path) {
-    const auto directory = OpenDirectory(path);
-    if (directory == nullptr) {
-        return {false, errno, {}};
-    }
-    DirectoryListing listing = {true, 0, {}};
+DirectoryListing ReadEntries(Directory directory) {
+    DirectoryListing listing;
     errno = 0;
     while (const dirent* entry = readdir(directory.get())) {
         listing.entries.push_back({entry->d_name, entry->d_type});

@@ -12,8 +12,10 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
 };
 
-inline std::unique_ptr<DIR, DirectoryCloser> OpenDirectory(const std::string& path) {
-    return std::unique_ptr<DIR, DirectoryCloser>(opendir(path.c_str()));
+using Directory = std::unique_ptr<DIR, DirectoryCloser>;
+
+inline Directory OpenDirectory(const std::string& path) {
+    return Directory(opendir(path.c_str()));
 }
 
 struct DirectoryEntry {
@@ -24,13 +26,12 @@ struct DirectoryEntry {
 };
 
 struct DirectoryListing {
-    bool opened = false;
-    int error = 0;  // errno of what failed, the opening or a read; 0 when all entries were read
     std::vector<DirectoryEntry> entries;
+    int error = 0;  // errno of the read that failed, or 0
 };
 
 /// The entries, "." and ".." included, in the directory's own order, up to the first read error. The directory is closed
 /// on return, so that a recursive walk of any depth holds no descriptor.
-DirectoryListing ListDirectory(const std::string& path);
+DirectoryListing ReadEntries(Directory directory);
 
 }  // namespace TEKLO::QuickFixEngine

@@ -19,6 +19,7 @@
 #include <memory>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "classic_locale.h"
 #include "directory_listing.h"
@@ -250,8 +251,12 @@ bool FileUtils::CleanDir(const char* dirPath, bool removeSelf) {
     struct stat status = {};
     (void)!stat(dirPath, &status);
     if (S_ISDIR(status.st_mode)) {
-        const DirectoryListing listing = ListDirectory(dirPath);
-        if (!listing.opened || !RemoveEntries(dirPath, listing.entries)) {
+        Directory directory = OpenDirectory(dirPath);
+        if (directory == nullptr) {
+            return false;
+        }
+        const DirectoryListing listing = ReadEntries(std::move(directory));
+        if (!RemoveEntries(dirPath, listing.entries)) {
             return false;
         }
         if (listing.error != 0) {
@@ -301,9 +306,9 @@ void FileUtils::SetGidAndUidToQuickFix(const std::string& path) {
 }
 
 bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir) {
-    const DirectoryListing listing = ListDirectory(sourceDir);
-    if (!listing.opened) {
-        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText(listing.error));
+    Directory directory = OpenDirectory(sourceDir);
+    if (directory == nullptr) {
+        QF_LOGE("opendir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText());
         return false;
     }
     const bool destExisted = DirIsExist(destDir);
@@ -311,6 +316,7 @@ bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir
         QF_LOGE("mkdir failed, path: %{public}s, err: %{public}s", destDir.c_str(), ErrorText());
         return false;
     }
+    const DirectoryListing listing = ReadEntries(std::move(directory));
     const auto giveUp = [&destDir, destExisted] {
         if (!destExisted) {
             remove(destDir.c_str());

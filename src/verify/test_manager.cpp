@@ -128,11 +128,12 @@ std::string TestManager::CheckAppPatchEnd() {
 }
 
 void TestManager::TraverseFile(const std::string& path) {
-    const DirectoryListing listing = ListDirectory(path);
-    if (!listing.opened) {
+    Directory directory = OpenDirectory(path);
+    if (directory == nullptr) {
         QF_FILE_LOGE("open patch folder faild : %{public}s", path.c_str());
         return;
     }
+    const DirectoryListing listing = ReadEntries(std::move(directory));
     for (const DirectoryEntry& entry : listing.entries) {
         if (entry.IsDot()) {
             continue;

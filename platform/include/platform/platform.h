@@ -13,8 +13,10 @@
 ///   that defines one of the functions itself takes the port's place.
 /// - Nothing throws. What fails says so in its result.
 /// - Everything may be called from any thread, from the first static initialiser to the last static destructor. What
-///   writing a record takes (PlumePrint, sprintf_s) also works in a child that was forked while other threads were in it:
-///   a port that locks there registers handlers with pthread_atfork, with an init priority before the library's.
+///   writing a record takes (PlumePrint, sprintf_s) also works in a child that was forked while other threads were in it.
+///   A port that locks there registers handlers with pthread_atfork when it is loaded, with an init priority before the
+///   library's: a fork must take the port's locks after that of the file log. A program that defines PlumePrint itself
+///   comes too late for that and must not lock in fork handlers.
 /// - A port never includes a header of the library, and never writes to its file log.
 /// - A port may start threads; the library starts none. What it calls back (`OnReceiveEvent`) may log and may call the
 ///   port.
