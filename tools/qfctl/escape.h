@@ -6,7 +6,7 @@
 /// terminal, and nothing of it invisible.
 std::string Quote(const std::string& text);
 
-/// The text itself when it is valid UTF-8 without control characters, else quoted.
+/// The text itself when it is valid UTF-8 without control and format characters, else quoted.
 std::string Printable(const std::string& text);
 
 /// JSON text made by plain concatenation, with control characters escaped as JSON wants them.

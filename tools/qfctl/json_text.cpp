@@ -11,10 +11,9 @@ struct Free {
 std::string Utf8Only(const std::string& text) {
     std::string valid;
     for (size_t at = 0; at < text.size();) {
-        const bool ascii = static_cast<unsigned char>(text[at]) < 0x80;
-        const bool c1Control = text[at] == '\xc2' && at + 1 < text.size() && (text[at + 1] & '\xe0') == '\x80';
-        const size_t length = ascii ? (text[at] == '\0' ? 0 : 1) : c1Control ? 2 : PrintableLength(text, at);
-        valid += length > 0 ? text.substr(at, length) : "\xef\xbf\xbd";
+        char32_t code = 0;
+        const size_t length = DecodeUtf8(text, at, code);
+        valid += length > 0 && code != 0 ? text.substr(at, length) : "\xef\xbf\xbd";
         at += length > 0 ? length : 1;
     }
     return valid;

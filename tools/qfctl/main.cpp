@@ -56,7 +56,7 @@ ExitCode Run(int argc, char** argv) {
         app.parse(Reversed(argc, argv));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) {
-            return Fail(ExitCode::USAGE, std::string(error.what()) + "; see qfctl --help or qfctl COMMAND --help");
+            return Fail(ExitCode::USAGE, Printable(error.what()) + "; see qfctl --help or qfctl COMMAND --help");
         }
         app.exit(error);  // prints the help or the version
     }
@@ -75,6 +75,6 @@ int main(int argc, char** argv) {
     try {
         return static_cast<int>(Run(argc, argv));
     } catch (const std::exception& error) {
-        return static_cast<int>(Fail(ExitCode::NOT_CHECKED, error.what()));
+        return static_cast<int>(Fail(ExitCode::NOT_CHECKED, Printable(error.what())));
     }
 }

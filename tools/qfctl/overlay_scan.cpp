@@ -51,7 +51,7 @@ bool IsSafeName(const std::string& name) {
         const bool ascii = static_cast<unsigned char>(character) < 0x80;
         return ascii && strchr(SAFE_ASCII, character) == nullptr;
     };
-    return IsPrintable(name) && std::none_of(name.begin(), name.end(), isUnsafe);
+    return IsPlainText(name) && std::none_of(name.begin(), name.end(), isUnsafe);
 }
 
 OverlayScan ScanOverlay(const std::string& overlay) {

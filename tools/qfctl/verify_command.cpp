@@ -89,7 +89,7 @@ public:
 
     void Count(const std::string& item) {
         ++done_;
-        Print("[" + std::to_string(done_) + "/" + std::to_string(total_) + "] " + item);
+        Print("[" + std::to_string(done_) + "/" + std::to_string(total_) + "] " + Printable(item));
     }
 
 private:

@@ -9,5 +9,5 @@
 /// a line that sums it up. A run without items is left out.
 void PrintTable(std::ostream& out, const VerifyReport& report, bool colour);
 
-/// A value as people see it: "(none)" when there is none, digests shortened, control characters escaped.
+/// A value as people see it: "(none)" when there is none, digests shortened, control and format characters escaped.
 std::string ShownValue(const std::string& check, const std::string& value);

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# qfctl tells the truth under every fault: a table of set-ups, commands, exit codes and what is printed.
+source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
+
+logs=/data/update/quickfix/log
+
+# expect CODE PART SET_UP COMMAND: in an empty folder, after SET_UP, COMMAND ends with CODE, and PART is in what it
+# prints on either stream; a PART that begins with '!' is not.
+expect() {
+  rm -rf /tmp/files /live $overlay/* $logs/* && mkdir /tmp/files /live && cd /tmp/files || exit 1
+  eval "$3"
+  run "$1" timeout 20 bash -c "$4"
+  case $2 in
+    !*) [[ $out$err != *"${2#!}"* ]] || fail "holds ${2#!}: $4" ;;
+    *) [[ $out$err == *"$2"* ]] || fail "lacks $2: $4" ;;
+  esac
+}
+export QFCTL overlay logs
+PATH=/tmp/path:$PATH
+mkdir /tmp/path
+ln -s "$QFCTL" /tmp/path/qfctl
+unset -f qfctl
+export -f put pair
+
+# Characters that nobody sees, or that reorder what stands around them.
+for character in $'\u202e' $'\u2028' $'\u200b' $'\ufeff' $'\u2066' $'\u00ad' $'\U000e0041'; do
+  shown=$(printf %s "$character" | od -An -tx1 | tr -d '\n' | sed 's/ /\\x/g')
+  expect 1 "\"/live/a${shown}b\"" "pair '/live/a${character}b' live patch" 'qfctl verify --html page'
+  has "$(cat page)" "/live/a${shown}b&quot;</span>"
+  [[ $out$(cat page) != *"$character"* ]] || fail "shown as it is: $shown"
+  expect 0 "\"a${shown}b\"" "printf 'PatchVersion=a%sb\n' '$character' >s" 'qfctl status show --file s'
+  expect 0 "a${character}b" "printf 'PatchVersion=a%sb\n' '$character' >s" 'qfctl status show --file s --json'
+  expect 2 "a${shown}b" : "qfctl log --a${character}b"
+done
+
+finish
