@@ -33,4 +33,14 @@ for character in $'\u202e' $'\u2028' $'\u200b' $'\ufeff' $'\u2066' $'\u00ad' $'\
   expect 2 "a${shown}b" : "qfctl log --a${character}b"
 done
 
+# Following ends with its reader.
+expect 0 former 'printf "former\n" >$logs/quickfix_1.log' 'qfctl log -f | head -n 1'
+
+# The log is emptied where it is a file of its own.
+expect 1 'it is a link' 'put precious kept; ln -s $PWD/precious $logs/quickfix_1.log; put $logs/quickfix_2.log x' \
+  'qfctl log --clear 2>&1 && exit 9; code=$?; [[ $(<precious) == kept && ! -s $logs/quickfix_2.log ]] && exit $code'
+expect 1 "can't be emptied" 'mkfifo $logs/quickfix_1.log' 'qfctl log --clear'
+expect 1 'not a regular file' 'mkfifo $logs/quickfix_1.log; exec 7<>$logs/quickfix_1.log' 'qfctl log --clear'
+exec 7<&-
+
 finish

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -6,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <condition_variable>
+#include <csignal>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -19,6 +21,7 @@
 #include "escape.h"
 #include "json_text.h"
 #include "log_reader.h"
+#include "unique_fd.h"
 
 namespace {
 
@@ -26,7 +29,7 @@ constexpr char LOG_DIR[] = "/data/update/quickfix/log";
 constexpr char FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
 constexpr char SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
 constexpr size_t TIME_LENGTH = 23;
-constexpr int LOOK_AGAIN_MS = 200;
+constexpr int POLL_INTERVAL_MS = 200;
 
 struct LogOptions {
     bool follow = false;
@@ -38,23 +41,22 @@ struct LogOptions {
 /// Sleeps until something happens in the log's folder, or for a while: the folder itself may come and go.
 class FolderWatch {
 public:
-    FolderWatch() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
-    ~FolderWatch() { close(descriptor_); }
-    FolderWatch(const FolderWatch&) = delete;
-    FolderWatch& operator=(const FolderWatch&) = delete;
+    FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    void Wait() {
+    /// False when nobody reads standard output any more.
+    bool Wait() {
         // Adding a watch that is there already changes nothing.
-        inotify_add_watch(descriptor_, LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
-        pollfd events = {descriptor_, POLLIN, 0};
-        poll(&events, 1, LOOK_AGAIN_MS);
+        inotify_add_watch(events_.Get(), LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
+        std::array<pollfd, 2> polled = {{{events_.Get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+        poll(polled.data(), polled.size(), POLL_INTERVAL_MS);
         std::array<char, 4096> buffer = {};
-        while (read(descriptor_, buffer.data(), buffer.size()) > 0) {
+        while (read(events_.Get(), buffer.data(), buffer.size()) > 0) {
         }
+        return polled[1].revents == 0;
     }
 
 private:
-    int descriptor_;
+    UniqueFd events_;
 };
 
 /// "TIME[FILE(FUNCTION):LINE]MESSAGE" taken apart; a line of another shape is all message.
@@ -97,15 +99,15 @@ public:
         changed_.notify_one();
     }
 
-    bool Works() {
+    bool IsGood() {
         const std::lock_guard<std::mutex> lock(mutex_);
-        return works_;
+        return good_;
     }
 
 private:
     void PrintAll() {
         std::unique_lock<std::mutex> lock(mutex_);
-        while (works_) {
+        while (good_) {
             changed_.wait(lock, [this] { return ended_ || !pending_.empty(); });
             if (pending_.empty()) {
                 return;
@@ -114,7 +116,7 @@ private:
             lock.unlock();
             const bool printed = static_cast<bool>((std::cout << text).flush());
             lock.lock();
-            works_ = printed;
+            good_ = printed;
         }
     }
 
@@ -122,7 +124,7 @@ private:
     std::condition_variable changed_;
     std::string pending_;
     bool ended_ = false;
-    bool works_ = true;
+    bool good_ = true;
     std::thread thread_;
 };
 
@@ -146,22 +148,40 @@ ExitCode Show(const LogOptions& options) {
         return found || options.grep.empty() ? ExitCode::DONE : ExitCode::FAILED;
     }
     FolderWatch watch;
-    while (printer.Works()) {
+    while (printer.IsGood()) {
         reader.ReadNew(print);
-        watch.Wait();
+        if (!watch.Wait()) {
+            raise(SIGPIPE);  // as the next record would
+            break;
+        }
     }
-    return ExitCode::NOT_CHECKED;
+    return Fail(ExitCode::NOT_CHECKED, "standard output can't be written");
+}
+
+/// Why the file can't be emptied; empty when it is, or absent. What a link leads to is left alone.
+std::string EmptyFile(const char* path) {
+    const UniqueFd file(open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!file.IsOpen()) {
+        return errno == ENOENT || errno == ENOTDIR ? "" : errno == ELOOP ? "it is a link" : strerror(errno);
+    }
+    if (fstat(file.Get(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        return "it is not a regular file";
+    }
+    return ftruncate(file.Get(), 0) == 0 ? "" : strerror(errno);
 }
 
 /// Empties the files and leaves them in place: a process that logs has one of them open, and would log into nothing if
 /// it was deleted.
 ExitCode Clear() {
+    ExitCode result = ExitCode::DONE;
     for (const char* path : {FIRST_LOG_FILE, SECOND_LOG_FILE}) {
-        if (truncate(path, 0) != 0 && errno != ENOENT && errno != ENOTDIR) {
-            return Fail(ExitCode::FAILED, std::string(path) + " can't be emptied: " + strerror(errno));
+        const std::string error = EmptyFile(path);
+        if (!error.empty()) {
+            result = Fail(ExitCode::FAILED, std::string(path) + " can't be emptied: " + error);
         }
     }
-    return ExitCode::DONE;
+    return result;
 }
 
 ExitCode Log(const LogOptions& options) {
