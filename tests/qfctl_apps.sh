@@ -25,6 +25,10 @@ refused() {  # CONTENT MESSAGE
 refused "" "it is no JSON"
 refused '{"apps": []} more' "it is no JSON"
 refused '{"apps": {}}' 'it has no list "apps"'
+refused '[]' 'it has no list "apps"'
+for twice in '"apps": [], "apps"' '"Apps": [], "apps"' '"apps": [], "APPS"' '"Apps"' '"other"'; do
+  refused "{$twice: [$good]}" "apps is missing, misspelt or given twice"
+done
 refused "{\"apps\": [$good, 7]}" "entry 2: it is no object"
 refused '{"apps": [{"bundleName": 7, "versionCode": 1}]}' "entry 1: bundleName is no text"
 refused '{"apps": [{"bundleName": "a"}]}' "entry 1: versionCode is missing"

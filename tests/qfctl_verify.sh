@@ -101,7 +101,7 @@ has "$out" $'pass     /\xc3\xa9\xe2\x82\xac'
 # What the checks would not tell the truth about.
 put $overlay/pipe x
 mkfifo /pipe
-run 3 qfctl verify; has "$err" '"/pipe" is a pipe or a device'
+run 3 qfctl verify; has "$err" '"/pipe" is a pipe, a device'
 rm $overlay/pipe
 mkdir -m 0 $overlay/locked
 run 3 as_nobody "$QFCTL" verify; has "$err" "the folder \"$overlay/locked\" can't be read: Permission denied"

@@ -67,6 +67,9 @@ std::vector<App> ReadApps(const std::string& path) {
         throw std::invalid_argument("it is no JSON");
     }
     const Json root(JsonTool::ParseJsonFromFile(path));
+    if (cJSON_IsObject(root.get())) {
+        RequireOnce(root.get(), "apps");
+    }
     const cJSON* list = JsonTool::GetArray(root.get(), "apps");
     if (list == nullptr) {
         throw std::invalid_argument("it has no list \"apps\"");

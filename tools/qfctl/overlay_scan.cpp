@@ -25,8 +25,8 @@ std::string WhyNotComparable(const std::string& path) {
     if (!found && (errno == ENOENT || errno == ENOTDIR)) {
         return "";
     }
-    if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
-        return Quote(path) + " is a pipe or a device, reading it may never end";
+    if (found && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        return Quote(path) + " is a pipe, a device or a socket";
     }
     if (!found || access(path.c_str(), R_OK) != 0) {
         return Quote(path) + " can't be read: " + strerror(errno);
