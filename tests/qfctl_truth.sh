@@ -43,4 +43,11 @@ expect 1 "can't be emptied" 'mkfifo $logs/quickfix_1.log' 'qfctl log --clear'
 expect 1 'not a regular file' 'mkfifo $logs/quickfix_1.log; exec 7<>$logs/quickfix_1.log' 'qfctl log --clear'
 exec 7<&-
 
+# Codes are decimal numbers of 32 bits with commas between or behind them.
+codes() { expect "$1" "$2" "printf 'PatchVersion=1\nStatus=a\nErrorCode=%s\n' '$3' >s" 'qfctl status show --file s --json'; }
+codes 0 '"errorCodes":[]' ''
+codes 0 '"errorCodes":[3,-7,2147483647,-2147483648]' 3,-7,2147483647,-2147483648,
+codes 0 '"errorCodes":[7]' 7
+for list in 7x,0x10 ' 7' +7 1,,2 , 2147483648 1e3 7.0 $'7\r' 'a,b'; do codes 3 'error codes are no list of numbers' "$list"; done
+
 finish

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,7 +21,6 @@
 #include "file_utils.h"
 #include "json_text.h"
 #include "quick_fix_status_record.h"
-#include "string_utils.h"
 
 namespace {
 
@@ -119,16 +119,22 @@ QuickFixStatusRecord& OpenRecord(const StatusOptions& options, const StatusFile&
     return record;
 }
 
-/// The codes of a text form as a JSON list; null when they don't parse.
-Json ListOfCodes(std::string text) {
-    try {
-        ErrorCodeWrapper().ConvertErrCode(text);
-    } catch (const std::logic_error&) {
-        return nullptr;
-    }
+std::optional<int32_t> ParseCode(const std::string& text) {
+    int32_t code = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code, 10);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional<int32_t>(code) : std::nullopt;
+}
+
+/// The codes of a text form, decimal numbers of 32 bits with a comma behind each, as a JSON list; null when it is none.
+Json ListOfCodes(const std::string& text) {
     Json list(cJSON_CreateArray());
-    for (const std::string& piece : StringUtils::Split(text, ',')) {
-        cJSON_AddItemToArray(list.get(), cJSON_CreateNumber(std::stoi(piece)));
+    std::istringstream pieces(text);
+    for (std::string piece; std::getline(pieces, piece, ',');) {
+        const auto code = ParseCode(piece);
+        if (!code) {
+            return nullptr;
+        }
+        cJSON_AddItemToArray(list.get(), cJSON_CreateNumber(*code));
     }
     return list;
 }
@@ -216,12 +222,11 @@ ExitCode Set(const StatusOptions& options) {
     status.status = options.status.value_or(status.status);
     ErrorCodeWrapper codes;
     for (const std::string& text : options.errorCodes) {
-        int32_t code = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code, 10);
-        if (error != std::errc() || end != text.data() + text.size()) {
+        const auto code = ParseCode(text);
+        if (!code) {
             return Fail(ExitCode::USAGE, "the error code is no number of 32 bits: " + Quote(text));
         }
-        codes.AddErrorCode(static_cast<ErrorCode>(code));
+        codes.AddErrorCode(static_cast<ErrorCode>(*code));
     }
     status.errorCode = options.errorCodes.empty() ? status.errorCode : codes.GetErrorCode();
     const std::string why = WhyNotCarried(status, options.key.value_or(found.key));
