@@ -50,4 +50,36 @@ codes 0 '"errorCodes":[3,-7,2147483647,-2147483648]' 3,-7,2147483647,-2147483648
 codes 0 '"errorCodes":[7]' 7
 for list in 7x,0x10 ' 7' +7 1,,2 , 2147483648 1e3 7.0 $'7\r' 'a,b'; do codes 3 'error codes are no list of numbers' "$list"; done
 
+# No file's name, and no key, means anything to the parser.
+declare -A shown=([-]=./-)
+names=(++ '[a,b]' '[]' '{}' %% "'x'" '"x"' '`x`' =x = hash log verify help --help --json -h -- - -x --json=1 a,b 'a b' '~' '#x' '@x'
+  ';x' '(x)' '*')
+odd() { local each; for each in "${names[@]}"; do put "./$each" "$each"; done; }
+expect 0 '"file":"++"' 'odd; put a a' 'qfctl hash --json ++ -- --'
+for name in "${names[@]}"; do
+  [[ $name == -?* ]] && set -- a -- "$name" || set -- "$name" a
+  run 0 qfctl hash "$@"
+  (($(grep -cxF "$(printf %s "$name" | sha256sum | cut -d ' ' -f 1)  ${shown[$name]:-$name}" <<<"$out") == 1)) || fail "not hashed: $name"
+done
+expect 1 '"": No such file' : 'qfctl hash ""'
+expect 1 'has no "++"' : 'qfctl cmdline ++'
+expect 1 'has no "stage"' : 'qfctl cmdline stage'
+expect 1 'has no "--json"' : 'qfctl cmdline -- --json'
+expect 2 'not expected: b;' : 'qfctl cmdline a b'
+expect 2 'FILE is required' : 'qfctl hash --'
+expect 1 'no status file "++"' : 'qfctl status show --file ++'
+expect 0 '!qfctl:' 'pair /live/a x x' 'qfctl verify --report ++ --html "[a,b]" && cd / && cat "/tmp/files/++" "/tmp/files/[a,b]"'
+
+# Standard streams that are closed, or closed by their reader.
+record='put $logs/quickfix_1.log "former
+"; pair /live/a x x'
+for command in 'verify' 'stage' 'hash /live/a' 'log' 'status set --file s --status x'; do
+  expect 0 '!qfctl:' "$record" "qfctl $command <&- >/dev/null 2>&-"
+done
+for command in 'verify' 'verify --json' 'hash /live/a' 'stage' 'log' 'log --follow' '--help'; do
+  expect 3 "standard output can't be written" "$record" "qfctl $command >&-"
+  [[ $(<$logs/quickfix_1.log) != *pass* ]] || fail "the log holds what was printed"
+done
+expect 0 '"total": "1"' "$record" 'qfctl verify --report r --html p | true; grep -q "<title>" p && cat r'
+
 finish

@@ -1,10 +1,4 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -12,51 +6,15 @@
 
 #include "commands.h"
 #include "escape.h"
-#include "file_utils.h"
+#include "file_digest.h"
 #include "json_text.h"
 
 namespace {
-
-using TEKLO::QuickFixEngine::FileUtils;
 
 struct HashOptions {
     bool json = false;
     std::vector<std::string> files;
 };
-
-/// Why there is no digest of the file, and what that makes of the exit code; DONE when there is one.
-ExitCode CheckReadable(const std::string& file) {
-    struct stat status = {};
-    if (stat(file.c_str(), &status) != 0) {
-        const bool absent = errno == ENOENT || errno == ENOTDIR;
-        return Fail(absent ? ExitCode::FAILED : ExitCode::NOT_CHECKED, Quote(file) + ": " + strerror(errno));
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return Fail(ExitCode::NOT_CHECKED, Quote(file) + ": not a regular file");
-    }
-    if (access(file.c_str(), R_OK) != 0) {
-        return Fail(ExitCode::NOT_CHECKED, Quote(file) + ": " + strerror(errno));
-    }
-    return ExitCode::DONE;
-}
-
-bool ReadsToItsEnd(const std::string& file) {
-    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    std::vector<char> block(1U << 20);
-    ssize_t count = 1;
-    while (count > 0) {
-        count = TEMP_FAILURE_RETRY(read(descriptor, block.data(), block.size()));
-    }
-    close(descriptor);
-    return count == 0;
-}
-
-/// The library's digest takes a read error for the end of the file; one that lasts shows in a read of its own, one that
-/// passes in another digest. Empty when there is one.
-std::string DigestOfAll(const std::string& file) {
-    const std::string digest = FileUtils::GetFileSHA256(file);
-    return ReadsToItsEnd(file) && FileUtils::GetFileSHA256(file) == digest ? digest : "";
-}
 
 /// As sha256sum prints it: a name that would break the line is escaped, and a backslash in front of it says so.
 std::string ChecksumLine(const std::string& digest, const std::string& file) {
@@ -75,23 +33,21 @@ std::string ChecksumLine(const std::string& digest, const std::string& file) {
 ExitCode Hash(const HashOptions& options) {
     ExitCode result = ExitCode::DONE;
     const Json list(cJSON_CreateArray());
-    for (const std::string& file : options.files) {
-        ExitCode outcome = CheckReadable(file);
-        const std::string digest = outcome == ExitCode::DONE ? DigestOfAll(file) : "";
-        if (outcome == ExitCode::DONE && digest.empty()) {
-            outcome = Fail(ExitCode::NOT_CHECKED, Quote(file) + ": can't be read, or changes meanwhile");
-        }
-        result = std::max(result, outcome);
-        if (outcome != ExitCode::DONE) {
+    for (const std::string& operand : options.files) {
+        const std::string file = operand.substr(1);  // without OPERAND_PREFIX
+        const FileDigest digest = ComputeDigest(file);
+        if (!digest.IsKnown()) {
+            const ExitCode code = digest.IsAbsent() ? ExitCode::FAILED : ExitCode::NOT_CHECKED;
+            result = std::max(result, Fail(code, Quote(file) + ": " + digest.error));
             continue;
         }
         if (!options.json) {
-            std::cout << ChecksumLine(digest, file);
+            std::cout << ChecksumLine(digest.text, file);
             continue;
         }
         Json entry(cJSON_CreateObject());
         AddText(entry, "file", file);
-        AddText(entry, "sha256", digest);
+        AddText(entry, "sha256", digest.text);
         cJSON_AddItemToArray(list.get(), entry.release());
     }
     if (options.json) {

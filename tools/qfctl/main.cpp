@@ -1,6 +1,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -10,6 +11,7 @@
 #include "escape.h"
 #include "quick_fix_plume_wrapper.h"
 #include "quick_fix_version.h"
+#include "standard_streams.h"
 
 namespace {
 
@@ -24,15 +26,27 @@ constexpr char EXIT_CODES[] =
     "  3  it could not be checked or read\n"
     "  4  the event did not come\n";
 
-/// The arguments from the last to the first, as the parser takes them. It would take a file "[a,b]" to hash for two.
-std::vector<std::string> Reversed(int argc, char** argv) {
-    std::vector<std::string> arguments;
-    for (int i = argc - 1; i > 0; --i) {
-        const std::string argument = argv[i];
-        const bool bracketed = std::string(argv[1]) == "hash" && argument.substr(0, 1) == "[";
-        arguments.push_back((bracketed ? "./" : "") + argument);
+/// The arguments from the last to the first, as the parser takes them, with operands marked.
+std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& arguments) {
+    const std::string command = arguments.empty() ? "" : arguments[0];
+    size_t operands = command == "hash" ? arguments.size() : command == "cmdline" ? 1 : 0;
+    bool optionsEnded = false;
+    std::vector<std::string> reversed;
+    for (const std::string& argument : arguments) {
+        const bool isOperand = optionsEnded || argument.size() < 2 || argument[0] != '-';
+        if (reversed.empty() || operands == 0) {
+            reversed.push_back(argument);
+        } else if (isOperand) {
+            reversed.push_back(OPERAND_PREFIX + argument);
+            --operands;
+        } else if (argument == "--") {
+            optionsEnded = true;
+        } else {
+            reversed.push_back(argument);
+        }
     }
-    return arguments;
+    std::reverse(reversed.begin(), reversed.end());
+    return reversed;
 }
 
 ExitCode Run(int argc, char** argv) {
@@ -53,7 +67,7 @@ ExitCode Run(int argc, char** argv) {
         return Fail(ExitCode::USAGE, "there is no command " + Quote(name) + "; qfctl --help lists them");
     }
     try {
-        app.parse(Reversed(argc, argv));
+        app.parse(ArgumentsForParser({argv + 1, argv + argc}));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) {
             return Fail(ExitCode::USAGE, Printable(error.what()) + "; see qfctl --help or qfctl COMMAND --help");
@@ -70,6 +84,9 @@ ExitCode Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!OpenClosedStandardStreams()) {
+        return static_cast<int>(ExitCode::NOT_CHECKED);
+    }
     // The library's platform records stay out of the way unless a command asks for them.
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     try {

@@ -40,9 +40,10 @@ ExitCode ShowCmdline(const Answer& answer) {
     if (access(CMDLINE_FILE, R_OK) != 0) {
         return Fail(ExitCode::NOT_CHECKED, std::string(CMDLINE_FILE) + " can't be read: " + strerror(errno));
     }
-    std::string token = StringUtils::GetKeyCmdlineStr(answer.key);
+    const std::string key = answer.key.substr(1);  // without OPERAND_PREFIX
+    std::string token = StringUtils::GetKeyCmdlineStr(key);
     if (token.empty()) {
-        return Fail(ExitCode::FAILED, "the kernel command line has no " + Quote(answer.key));
+        return Fail(ExitCode::FAILED, "the kernel command line has no " + Quote(key));
     }
     Print(answer.json, "token", StringUtils::RTrim(token));
     return ExitCode::DONE;
@@ -82,7 +83,7 @@ void AddSystemCommands(CLI::App& app, ExitCode& result) {
                 ShowCmdline)
         ->add_option("KEY", answer->key, "Any part of the token")
         ->required()
-        ->check([](const std::string& key) { return key.empty() ? "must not be empty" : ""; });
+        ->check([](const std::string& key) { return key.size() < 2 ? "must not be empty" : ""; });
     AddQuestion(app, result, answer, "stage", "Show the running stage: init for user 0, sa for any other", ShowStage);
     AddQuestion(app, result, answer, "base-version", "Show the product's base version", ShowBaseVersion);
 }
