@@ -82,4 +82,78 @@ for command in 'verify' 'verify --json' 'hash /live/a' 'stage' 'log' 'log --foll
 done
 expect 0 '"total": "1"' "$record" 'qfctl verify --report r --html p | true; grep -q "<title>" p && cat r'
 
+# command NAME SCRIPT: what comes first in the path as NAME.
+command_is() { printf '#!/bin/sh\n%s\n' "$2" >"/tmp/path/$1" && chmod +x "/tmp/path/$1"; }
+
+# What can't be read is not verified, and never passes.
+expect 3 "can't be read" 'put $overlay/proc/1/mem ""' 'qfctl verify'
+if [[ -n ${FAULT_INJECTOR:-} ]]; then
+  for plan in "fread 1 9 5" "fread 1 1 5" "read 1 9 5"; do
+    expect 3 qfctl: 'pair /live/a live patch' "LD_PRELOAD=$FAULT_INJECTOR QUICKFIX_FAULT='$plan /tmp/reached' qfctl verify"
+    rmdir /tmp/reached || fail "not reached: $plan"
+  done
+fi
+expect 3 'ls did not show the SeLinux value of "/live/a"' \
+  'pair /live/a x x; command_is ls "[ \"\$*\" = \"-Z /live/a\" ] || exec /bin/ls \"\$@\""' 'qfctl verify'
+expect 3 'ls did not show the RWX value of "/patch_qv/overlay/live/a"' \
+  'pair /live/a x x; command_is ls "[ \"\$*\" = \"-l $overlay/live/a\" ] || exec /bin/ls \"\$@\""' 'qfctl verify'
+
+# What changes between the scan and the commands, done by the first command: no name is run, nothing hangs.
+swap() {
+  pair /live/a same same
+  command_is ls "[ -e /tmp/files/swapped ] || { : >/tmp/files/swapped
+    $1
+    } >/dev/null 2>&1; exec /bin/ls \"\$@\""
+}
+unharmed='qfctl verify; code=$?; [[ ! -e pwned ]] && exit $code'
+expect 3 'the overlay changed' "swap 'echo x >\"$overlay/b;touch pwned\"'" "$unharmed"
+expect 3 'the overlay changed' "swap 'mkdir \"$overlay/b;touch pwned\"; mv $overlay/live/a \"$overlay/b;touch pwned/a\"'" "$unharmed"
+expect 3 'the overlay changed' "swap 'mv $overlay/live/a $overlay/live/b'" 'qfctl verify'
+expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a'" 'qfctl verify'
+expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a; yes 1<>/live/a &'" 'qfctl verify -v'
+expect 3 'could not be read to the end' \
+  "swap 'cp /live/a c; rm /live/a; mkfifo /live/a; { sleep 0.3; mv c /live/a; } &'" 'qfctl verify'
+((EUID != 0)) || expect 3 '"/live/a" is a pipe, a device' "swap 'ln -sf /dev/zero /live/a'" 'qfctl verify'
+rm /tmp/path/ls
+
+# A bm, or a shell, that can't answer is not an app that is absent.
+export BM_BUNDLES=/tmp/bundles
+mkdir $BM_BUNDLES
+dump() { printf '{"versionCode": %s, "patch": "teklo.app.quickfix"%b}\n' "$2" "${3:-}" >"$BM_BUNDLES/$1"; }
+dump com.good 7
+dump com.old 6
+dump com.latin1 7 '\351'
+apps() {
+  local entries
+  entries=$(printf '{"bundleName": "%s", "versionCode": 7},' "$@")
+  printf '{"apps": [%s]}' "${entries%,}" >/tmp/apps.json
+}
+bm_is() { command_is bm "$2"; apps $1; }
+real='exec $PROJECT/scripts/stand-in/bm "$@"'
+verify='qfctl verify --app --apps /tmp/apps.json'
+expect 3 'bm dump -a fails' "bm_is com.good 'exit 1'" "$verify"
+expect 3 'bm dump -a fails' 'bm_is com.good "ls $BM_BUNDLES; exit 1"' "$verify"
+expect 3 'bm dump -n com.good fails' "bm_is 'com.old com.good' '[ \"\$2 \$3\" != \"-n com.good\" ] || exit 1; $real'" "$verify"
+expect 1 'com.gone  Installed' "bm_is 'com.gone com.good' '$real'" "$verify"
+expect 1 'com.old  Version' "bm_is com.old '$real'" "$verify"
+expect 1 'com     PatchFlag' "rm /tmp/bundles/*1; bm_is com '[ \"\$2\" = -n ] || exec echo com.x; exit 1'" "$verify"
+dump com.latin1 7 '\351'
+for call in 2 3 4; do  # the list that the run asks for, then the two dumps, fails once
+  expect 3 'of bm about "com.good"' "bm_is com.good 'echo >>calls; [ \$(wc -l <calls) != $call ] || exit 1; $real'" "$verify"
+done
+expect 0 'com.latin1' "bm_is com.latin1 '$real'" "LC_ALL=C.UTF-8 $verify"
+if ((EUID == 0)); then
+  for limit in -u -n; do
+    for number in {1..14}; do
+      for command in "$verify" 'qfctl verify'; do
+        bm_is 'com.good com.latin1' "$real"
+        rm -rf $overlay/* && pair /live/a same same
+        code=0
+        out=$(as_nobody bash -c "ulimit $limit $number && exec $command" 2>&1) || code=$?
+        [[ $code == 0 && $out == *" passed, 0 failed"* ]] || ((code == 3 || code > 125)) || fail "$code with ulimit $limit $number: $command"
+      done
+    done
+  done
+fi
+
 finish

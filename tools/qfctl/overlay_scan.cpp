@@ -18,8 +18,19 @@ namespace {
 
 constexpr char SAFE_ASCII[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_-.+,:@%=";
 
-/// Why the checks of one file would not tell the truth about it; empty when they would.
-std::string WhyNotComparable(const std::string& path) {
+void ScanFile(const std::string& path, const std::string& overlay, OverlayScan& scan) {
+    scan.files.push_back(path.substr(overlay.size()));
+    for (const std::string& side : {path, scan.files.back()}) {
+        std::string error = CheckReadable(side);
+        if (!error.empty()) {
+            scan.errors.push_back(std::move(error));
+        }
+    }
+}
+
+}  // namespace
+
+std::string CheckReadable(const std::string& path) {
     struct stat status = {};
     const bool found = stat(path.c_str(), &status) == 0;
     if (!found && (errno == ENOENT || errno == ENOTDIR)) {
@@ -33,18 +44,6 @@ std::string WhyNotComparable(const std::string& path) {
     }
     return "";
 }
-
-void ScanFile(const std::string& path, const std::string& overlay, OverlayScan& scan) {
-    ++scan.files;
-    for (const std::string& side : {path, path.substr(overlay.size())}) {
-        std::string obstacle = WhyNotComparable(side);
-        if (!obstacle.empty()) {
-            scan.obstacles.push_back(std::move(obstacle));
-        }
-    }
-}
-
-}  // namespace
 
 bool IsSafeName(const std::string& name) {
     const auto isUnsafe = [](char character) {
@@ -75,11 +74,11 @@ OverlayScan ScanOverlay(const std::string& overlay) {
             } else if (!link && entries->is_regular_file(unknown)) {
                 ScanFile(path, overlay, scan);
             } else if (unknown) {
-                scan.obstacles.push_back(Quote(path) + " can't be examined: " + unknown.message());
+                scan.errors.push_back(Quote(path) + " can't be examined: " + unknown.message());
             }
         }
         if (error) {
-            scan.obstacles.push_back("the folder " + Quote(folder) + " can't be read: " + error.message());
+            scan.errors.push_back("the folder " + Quote(folder) + " can't be read: " + error.message());
         }
     }
     return scan;

@@ -3,11 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -15,13 +17,17 @@
 #include <vector>
 
 #include "app_list.h"
+#include "app_verdicts.h"
 #include "atomic_file.h"
 #include "commands.h"
 #include "escape.h"
+#include "file_verdicts.h"
 #include "html_report.h"
 #include "overlay_scan.h"
 #include "quick_fix_plume_wrapper.h"
+#include "read_watchdog.h"
 #include "test_manager.h"
+#include "unique_fd.h"
 #include "utf8.h"
 #include "verify_report.h"
 #include "verify_table.h"
@@ -52,27 +58,25 @@ bool TakesColour(int descriptor) {
     return (noColour == nullptr || *noColour == '\0') && isatty(descriptor) == 1;
 }
 
-/// Standard error kept from the commands of a run: for a missing live file they say what the table says better.
-class QuietStderr {
+/// Keeps standard error from the commands of a run: for a missing live file they say what the table says better.
+class ScopedStderrToNull {
 public:
-    QuietStderr() : former_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (former_ >= 0 && nowhere >= 0) {
-            dup2(nowhere, STDERR_FILENO);
-        }
-        close(nowhere);
-    }
-    ~QuietStderr() {
-        if (former_ >= 0) {
-            dup2(former_, STDERR_FILENO);
-            close(former_);
+    ScopedStderrToNull() : former_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+        const UniqueFd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
+        if (former_.IsOpen() && null.IsOpen()) {
+            dup2(null.Get(), STDERR_FILENO);
         }
     }
-    QuietStderr(const QuietStderr&) = delete;
-    QuietStderr& operator=(const QuietStderr&) = delete;
+    ~ScopedStderrToNull() {
+        if (former_.IsOpen()) {
+            dup2(former_.Get(), STDERR_FILENO);
+        }
+    }
+    ScopedStderrToNull(const ScopedStderrToNull&) = delete;
+    ScopedStderrToNull& operator=(const ScopedStderrToNull&) = delete;
 
 private:
-    int former_;
+    UniqueFd former_;
 };
 
 /// A line on the terminal that tells how far the run is; nothing where standard error is no terminal.
@@ -108,8 +112,8 @@ private:
     int terminal_;
 };
 
-/// True when all of the overlay can be handed to the library; otherwise says what stands in the way.
-bool CanBeVerified(const OverlayScan& scan) {
+/// Prints why not when the overlay can't be handed to the library whole.
+bool CheckOverlayPreconditions(const OverlayScan& scan) {
     if (!scan.unsafeNames.empty()) {
         std::cerr << "qfctl: nothing was verified: the commands of the verification go through a shell, "
                      "which would "
@@ -118,13 +122,13 @@ bool CanBeVerified(const OverlayScan& scan) {
             std::cerr << "  " << Quote(name) << "\n";
         }
     }
-    for (const std::string& obstacle : scan.obstacles) {
-        std::cerr << "qfctl: nothing was verified: " << obstacle << "\n";
+    for (const std::string& error : scan.errors) {
+        std::cerr << "qfctl: nothing was verified: " << error << "\n";
     }
-    if (!scan.unsafeNames.empty() || !scan.obstacles.empty()) {
+    if (!scan.unsafeNames.empty() || !scan.errors.empty()) {
         return false;
     }
-    if (scan.files == 0) {
+    if (scan.files.empty()) {
         std::cerr << "qfctl: nothing was verified: there is no file below " << OVERLAY << "\n";
         return false;
     }
@@ -149,7 +153,8 @@ bool IsInPath(const std::string& command) {
     return false;
 }
 
-bool CanBeAsked(const std::vector<App>& apps) {
+/// Prints why not when the apps can't be asked about.
+bool CheckAppPreconditions(const std::vector<App>& apps) {
     for (const char* command : {"bm", "grep", "egrep", "tail"}) {
         if (!IsInPath(command)) {
             std::cerr << "qfctl: nothing was verified: the command " << command << " is not in PATH\n";
@@ -160,41 +165,50 @@ bool CanBeAsked(const std::vector<App>& apps) {
         std::cerr << "qfctl: nothing was verified: the list of apps is empty\n";
         return false;
     }
-    return true;
+    const std::string error = [] {
+        const ScopedStderrToNull quiet;
+        return CheckBundleTool();
+    }();
+    if (!error.empty()) {
+        std::cerr << "qfctl: nothing was verified: " << error << "\n";
+    }
+    return error.empty();
 }
 
-struct Checked {
+struct CheckOutput {
     std::string fragments;  // of the chosen runs, joined
     uint64_t unproven = 0;
 };
 
-Checked RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
-    Checked checked;
+CheckOutput RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
+    CheckOutput output;
     if (options.RunsNative()) {
-        checked = {manager.CheckNativePatch(), manager.GetUnprovenCount()};
+        output = {manager.CheckNativePatch(), manager.GetUnprovenCount()};
     }
     if (!options.RunsApps()) {
-        return checked;
+        return output;
     }
     manager.CheckAppPatchInit();
     for (const App& app : apps) {
         manager.CheckAppPatch(app.bundleName, app.versionCode);
     }
-    checked.fragments += (checked.fragments.empty() ? "" : ",") + manager.CheckAppPatchEnd();
-    return checked;
+    output.fragments += (output.fragments.empty() ? "" : ",") + manager.CheckAppPatchEnd();
+    return output;
 }
 
-Checked RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
+CheckOutput RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
     ProgressLine progress(total);
-    const QuietStderr quiet;
+    const ScopedStderrToNull quiet;
+    const ReadWatchdog watchdog;
     TestManager manager;
     manager.SetProgressListener([&progress](const std::string& item, bool /*passed*/) { progress.Count(item); });
     return RunChecks(manager, options, apps);
 }
 
-Checked RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
+CheckOutput RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
     setenv("QUICKFIX_LOG", "stderr", 1);
     QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::DEBUG;
+    const ReadWatchdog watchdog;
     TestManager manager;
     return RunChecks(manager, options, apps);
 }
@@ -208,23 +222,45 @@ bool WriteOrSayWhyNot(const std::string& path, const std::string& content) {
     return failure.empty();
 }
 
+std::vector<std::string> SortedNames(const std::vector<VerifiedItem>& items) {
+    std::vector<std::string> names;
+    std::transform(items.begin(), items.end(), std::back_inserter(names),
+                   [](const VerifiedItem& item) { return item.name; });
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// Why the report of a run can't be trusted; empty when it can.
+std::string CheckReport(const VerifyReport& report, const OverlayScan& scan, const std::vector<App>& apps) {
+    std::vector<std::string> scanned = scan.files;
+    std::sort(scanned.begin(), scanned.end());
+    if (SortedNames(report.files) != scanned) {
+        return "the overlay changed while it was verified, or its file system doesn't tell files from folders";
+    }
+    const ScopedStderrToNull quiet;
+    const std::string error = CheckFileVerdicts(report.files, OVERLAY);
+    return error.empty() && !apps.empty() ? CheckAppVerdicts(report.apps, apps) : error;
+}
+
 ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
+    setenv("LC_ALL", "C", 1);  // grep says of a byte that is no UTF-8 "binary file matches" in other locales
     const OverlayScan scan = options.RunsNative() ? ScanOverlay(OVERLAY) : OverlayScan();
-    if ((options.RunsNative() && !CanBeVerified(scan)) || (options.RunsApps() && !CanBeAsked(apps))) {
+    if ((options.RunsNative() && !CheckOverlayPreconditions(scan)) ||
+        (options.RunsApps() && !CheckAppPreconditions(apps))) {
         return ExitCode::NOT_CHECKED;
     }
-    const Checked checked =
-        options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, scan.files + apps.size());
-    const std::string text = "{" + EscapeJsonControls(checked.fragments) + "}\n";
+    const CheckOutput output =
+        options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, scan.files.size() + apps.size());
+    const std::string text = "{" + EscapeJsonControls(output.fragments) + "}\n";
     const VerifyReport report = ReadReport(text);
-    if (report.files.size() != scan.files) {
-        return Fail(ExitCode::NOT_CHECKED,
-                    "the overlay changed while it was verified, or its file system doesn't tell files from folders");
+    const std::string error = CheckReport(report, scan, apps);
+    if (!error.empty()) {
+        return Fail(ExitCode::NOT_CHECKED, error);
     }
-    if (checked.unproven > 0) {
+    if (output.unproven > 0) {
         return Fail(ExitCode::NOT_CHECKED,
                     "comparisons that proved nothing, since of neither file could the value be had: " +
-                        std::to_string(checked.unproven));
+                        std::to_string(output.unproven));
     }
     if (options.json) {
         std::cout << text;

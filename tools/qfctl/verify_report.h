@@ -10,6 +10,10 @@ struct Difference {
     std::string patch;
 };
 
+inline bool operator==(const Difference& one, const Difference& other) {
+    return one.check == other.check && one.live == other.live && one.patch == other.patch;
+}
+
 struct VerifiedItem {
     std::string name;  // live path or bundle name
     bool passed = false;

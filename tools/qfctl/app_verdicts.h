@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app_list.h"
+#include "verify_report.h"
+
+/// Why the device's tool bm does not answer; empty when it lists the installed bundles.
+std::string CheckBundleTool();
+
+/// Asks bm again about the apps that failed: the commands of a run don't tell its failure, or that of a shell, from an
+/// app that is absent. Says of the first verdict that can't be trusted why not; empty when all can.
+std::string CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps);
