@@ -80,7 +80,8 @@ for command in 'verify' 'verify --json' 'hash /live/a' 'stage' 'log' 'log --foll
   expect 3 "standard output can't be written" "$record" "qfctl $command >&-"
   [[ $(<$logs/quickfix_1.log) != *pass* ]] || fail "the log holds what was printed"
 done
-expect 0 '"total": "1"' "$record" 'qfctl verify --report r --html p | true; grep -q "<title>" p && cat r'
+expect 0 '"total": "30"' 'for i in {1..30}; do pair /live/$(printf %0200d $i) x x; done' \
+  'qfctl verify --report r --html p | true; grep -q "<title>" p && cat r'
 
 # command NAME SCRIPT: what comes first in the path as NAME.
 command_is() { printf '#!/bin/sh\n%s\n' "$2" >"/tmp/path/$1" && chmod +x "/tmp/path/$1"; }
@@ -114,7 +115,28 @@ expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a; yes 1<>/live/a
 expect 3 'could not be read to the end' \
   "swap 'cp /live/a c; rm /live/a; mkfifo /live/a; { sleep 0.3; mv c /live/a; } &'" 'qfctl verify'
 ((EUID != 0)) || expect 3 '"/live/a" is a pipe, a device' "swap 'ln -sf /dev/zero /live/a'" 'qfctl verify'
+
+# A report goes where its path led at the beginning, keeps mode and owner, and leaves nothing beside it.
+expect 0 '!kept"' "put precious kept; swap 'ln -s precious r'" 'qfctl verify --report r && [[ ! -L r && $(<precious) == kept ]]'
+expect 0 '"total": "1"' "mkdir sub other; swap 'mv sub moved; ln -s other sub'" \
+  'qfctl verify --report sub/r && cat moved/r && [[ -z $(ls other) ]]'
 rm /tmp/path/ls
+((EUID != 0)) || expect 0 '640 1234 5678' 'pair /live/a x x; : >r; chmod 640 r; chown 1234:5678 r' \
+  'qfctl verify --report r && [[ -s r ]] && stat -c "%a %u %g" r'
+((EUID != 0)) || expect 3 'belongs to another user' 'pair /live/a x x; chmod 777 .; : >r; chmod 666 r' \
+  'setpriv --reuid 65534 --clear-groups qfctl verify --report r'
+((EUID != 0)) || expect 3 'File too large' 'pair /live/a x x; chmod 777 .' \
+  'set -o pipefail; { ulimit -f 0; setpriv --reuid 65534 --clear-groups qfctl verify --report r; } 2>&1 | cat; code=$?; ls -A; exit $code'
+is "$(ls -A /tmp/files)" ''
+if [[ -n ${FAULT_INJECTOR:-} ]]; then
+  for signal in 1 2 15; do
+    expect $((128 + signal)) '' 'pair /live/a x x; put r former' \
+      "LD_PRELOAD=$FAULT_INJECTOR QUICKFIX_FAULT='fsync 1 1 -$signal /tmp/reached' qfctl verify --report r; exit \$?"
+    rmdir /tmp/reached || fail "no signal $signal"
+    is "$(ls -A)" r
+    has "$(<r)" '"total": "1"'
+  done
+fi
 
 # A bm, or a shell, that can't answer is not an app that is absent.
 export BM_BUNDLES=/tmp/bundles

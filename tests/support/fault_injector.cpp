@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -41,6 +42,10 @@ bool Fails(const char* call) {
     }
     if (!g_failed.exchange(true) && g_notice[0] != '\0') {
         (void)syscall(SYS_mkdirat, AT_FDCWD, g_notice, 0700);
+    }
+    if (g_error < 0) {
+        (void)raise(-g_error);
+        return false;
     }
     errno = g_error;
     return true;
@@ -101,10 +106,10 @@ CALL(int, fchmod, -1, (int file, mode_t mode), (file, mode))
 CALL(FILE*, fopen64, nullptr, (const char* path, const char* mode), (path, mode))
 CALL(size_t, fread, 0, (void* to, size_t size, size_t count, FILE* file), (to, size, count, file))
 CALL(int, fstat64, -1, (int file, struct stat64* status), (file, status))
+CALL(int, fchown, -1, (int file, uid_t user, gid_t group), (file, user, group))
 CALL(int, fsync, -1, (int file), (file))
 CALL(int, lstat64, -1, (const char* path, struct stat64* status), (path, status))
 CALL(int, mkdir, -1, (const char* path, mode_t mode), (path, mode))
-CALL(int, mkstemp64, -1, (char* path), (path))
 CALL(DIR*, opendir, nullptr, (const char* path), (path))
 CALL(int, poll, -1, (pollfd * files, nfds_t count, int timeout), (files, count, timeout))
 CALL(int, ftruncate64, -1, (int file, off64_t size), (file, size))
@@ -116,6 +121,7 @@ CALL(dirent64*, readdir64, nullptr, (DIR * directory), (directory))
 CALL(char*, realpath, nullptr, (const char* path, char* resolved), (path, resolved))
 CALL(int, remove, -1, (const char* path), (path))
 CALL(int, rename, -1, (const char* from, const char* to), (from, to))
+CALL(int, renameat, -1, (int folder, const char* from, int other, const char* to), (folder, from, other, to))
 CALL(int, stat64, -1, (const char* path, struct stat64* status), (path, status))
 CALL(int, statfs64, -1, (const char* path, struct statfs64* status), (path, status))
 CALL(int, truncate64, -1, (const char* path, off64_t size), (path, size))
@@ -143,4 +149,13 @@ extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destS
     const int length = vsnprintf(dest, destSize, format, arguments);
     va_end(arguments);
     return length < 0 || static_cast<size_t>(length) >= destSize ? -1 : length;
+}
+
+extern "C" [[gnu::visibility("default")]] int openat64(int folder, const char* path, int flags, ...) {
+    static const auto next = reinterpret_cast<int (*)(int, const char*, int, ...)>(dlsym(RTLD_NEXT, "openat64"));
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return Fails("openat64") ? -1 : next(folder, path, flags, mode);
 }

@@ -1,41 +1,67 @@
 #include "atomic_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
+#include <random>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-/// A new file beside the one that it is to replace; removed again unless it takes that place.
-class NeighbourFile {
+class ScopedSignalBlock {
 public:
-    explicit NeighbourFile(const std::string& path) : name_(path + ".XXXXXX"), descriptor_(mkstemp(name_.data())) {}
-    ~NeighbourFile() {
-        if (descriptor_ < 0) {
-            return;
-        }
-        close(descriptor_);
-        if (!inPlace_) {
-            unlink(name_.c_str());
+    ScopedSignalBlock() {
+        sigset_t all = {};
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &former_);
+    }
+    ~ScopedSignalBlock() {
+        // Past the limit for files a write fails, and that is reported.
+        sigset_t limit = {};
+        sigemptyset(&limit);
+        sigaddset(&limit, SIGXFSZ);
+        const timespec none = {};
+        sigtimedwait(&limit, nullptr, &none);
+        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
+    }
+    ScopedSignalBlock(const ScopedSignalBlock&) = delete;
+    ScopedSignalBlock& operator=(const ScopedSignalBlock&) = delete;
+
+private:
+    sigset_t former_ = {};
+};
+
+/// A new file in the folder; removed again unless it takes the place of another one.
+class ScopedTempFile {
+public:
+    explicit ScopedTempFile(int folder) : folder_(folder) {
+        std::random_device random;
+        do {
+            name_ = ".qfctl." + std::to_string(random());
+            file_ = UniqueFd(openat(folder_, name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        } while (!file_.IsOpen() && errno == EEXIST);
+    }
+    ~ScopedTempFile() {
+        if (file_.IsOpen() && !isInPlace_) {
+            unlinkat(folder_, name_.c_str(), 0);
         }
     }
-    NeighbourFile(const NeighbourFile&) = delete;
-    NeighbourFile& operator=(const NeighbourFile&) = delete;
+    ScopedTempFile(const ScopedTempFile&) = delete;
+    ScopedTempFile& operator=(const ScopedTempFile&) = delete;
 
-    bool IsOpen() const { return descriptor_ >= 0; }
+    bool IsOpen() const { return file_.IsOpen(); }
 
     bool Write(const std::string& content) const {
         size_t written = 0;
         while (written < content.size()) {
-            const ssize_t count = write(descriptor_, content.data() + written, content.size() - written);
+            const ssize_t count = write(file_.Get(), content.data() + written, content.size() - written);
             if (count < 0 && errno != EINTR) {
                 return false;
             }
@@ -44,39 +70,69 @@ public:
         return true;
     }
 
-    bool Replace(const std::string& path) {
+    bool TakeOwnerAndMode(const struct stat& former) const {
+        struct stat own = {};
+        if (fstat(file_.Get(), &own) != 0) {
+            return false;
+        }
+        const bool isOwned = own.st_uid == former.st_uid && own.st_gid == former.st_gid;
+        return (isOwned || fchown(file_.Get(), former.st_uid, former.st_gid) == 0) &&
+               fchmod(file_.Get(), former.st_mode & 07777) == 0;
+    }
+
+    bool TakeDefaultMode() const {
         const mode_t mask = umask(0);
         umask(mask);
-        inPlace_ = fchmod(descriptor_, 0666 & ~mask) == 0 && fsync(descriptor_) == 0 &&
-                   rename(name_.c_str(), path.c_str()) == 0;
-        return inPlace_;
+        return fchmod(file_.Get(), 0666 & ~mask) == 0;
+    }
+
+    bool Replace(const std::string& name) {
+        isInPlace_ = fsync(file_.Get()) == 0 && renameat(folder_, name_.c_str(), folder_, name.c_str()) == 0;
+        return isInPlace_;
     }
 
 private:
+    int folder_;
     std::string name_;
-    int descriptor_;
-    bool inPlace_ = false;
+    UniqueFd file_;
+    bool isInPlace_ = false;
 };
 
 }  // namespace
 
-std::string WhyNotWritable(const std::string& path) {
+FileTarget::FileTarget(const std::string& path) {
     struct stat status = {};
-    const bool found = stat(path.c_str(), &status) == 0;
-    if (found && !S_ISREG(status.st_mode)) {
-        return "it is not a regular file";
+    std::error_code error;
+    fs::path resolved = fs::absolute(path);
+    if (stat(path.c_str(), &status) == 0) {
+        if (!S_ISREG(status.st_mode)) {
+            error_ = "it is not a regular file";
+            return;
+        }
+        if (status.st_uid != geteuid() && geteuid() != 0) {
+            error_ = "it belongs to another user";
+            return;
+        }
+        former_ = status;
+        resolved = fs::canonical(path, error);
+    } else if (lstat(path.c_str(), &status) == 0) {
+        error_ = "it is a link to nowhere";
+        return;
     }
-    if (!found && lstat(path.c_str(), &status) == 0) {
-        return "it is a link to nowhere";
+    name_ = resolved.filename();
+    folder_ = UniqueFd(open(resolved.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (error || !folder_.IsOpen() || faccessat(folder_.Get(), ".", W_OK | X_OK, 0) != 0) {
+        error_ = error ? error.message() : strerror(errno);
     }
-    const std::string folder = fs::absolute(path).parent_path();
-    return access(folder.c_str(), W_OK) == 0 ? "" : strerror(errno);
 }
 
-std::string WriteWhole(const std::string& path, const std::string& content) {
-    std::error_code error;
-    const fs::path resolved = fs::canonical(path, error);  // a link stays, its target is replaced
-    const std::string target = error ? path : resolved.string();
-    NeighbourFile file(target);
-    return file.IsOpen() && file.Write(content) && file.Replace(target) ? "" : strerror(errno);
+std::string FileTarget::Write(const std::string& content) const {
+    if (!error_.empty()) {
+        return error_;
+    }
+    const ScopedSignalBlock signalsWait;
+    ScopedTempFile file(folder_.Get());
+    const bool isWritten = file.IsOpen() && file.Write(content) &&
+                           (former_ ? file.TakeOwnerAndMode(*former_) : file.TakeDefaultMode()) && file.Replace(name_);
+    return isWritten ? "" : strerror(errno);
 }

@@ -200,8 +200,8 @@ std::optional<unsigned int> ParseMode(const std::string& text) {
 
 /// The library doesn't tell; the folder or the disk is what is left.
 std::string WhyNotWritten(const std::string& path) {
-    const std::string obstacle = WhyNotWritable(path);
-    return obstacle.empty() ? "the file can't be written, or the disk is full" : obstacle;
+    const std::string error = FileTarget(path).GetError();
+    return error.empty() ? "the file can't be written, or the disk is full" : error;
 }
 
 ExitCode Set(const StatusOptions& options) {

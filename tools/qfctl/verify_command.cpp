@@ -11,6 +11,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -213,13 +214,30 @@ CheckOutput RunVerbosely(const VerifyOptions& options, const std::vector<App>& a
     return RunChecks(manager, options, apps);
 }
 
-/// Writes a file that was asked for; true when there is none to write.
-bool WriteOrSayWhyNot(const std::string& path, const std::string& content) {
-    const std::string failure = path.empty() ? "" : WriteWhole(path, content);
-    if (!failure.empty()) {
-        std::cerr << "qfctl: the report " << Quote(path) << " can't be written: " << failure << "\n";
+/// A report that was asked for, or none.
+struct ReportFile {
+    explicit ReportFile(const std::string& file) : path(file) {
+        if (!path.empty()) {
+            target.emplace(path);
+        }
     }
-    return failure.empty();
+
+    const std::string path;
+    std::optional<FileTarget> target;
+};
+
+struct Reports {
+    ReportFile text;
+    ReportFile page;
+};
+
+/// Prints why not when a report that was asked for can't be written.
+bool WriteReportFile(const ReportFile& file, const std::string& content) {
+    const std::string error = file.target ? file.target->Write(content) : "";
+    if (!error.empty()) {
+        std::cerr << "qfctl: the report " << Quote(file.path) << " can't be written: " << error << "\n";
+    }
+    return error.empty();
 }
 
 std::vector<std::string> SortedNames(const std::vector<VerifiedItem>& items) {
@@ -242,7 +260,7 @@ std::string CheckReport(const VerifyReport& report, const OverlayScan& scan, con
     return error.empty() && !apps.empty() ? CheckAppVerdicts(report.apps, apps) : error;
 }
 
-ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
+ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const Reports& reports) {
     setenv("LC_ALL", "C", 1);  // grep says of a byte that is no UTF-8 "binary file matches" in other locales
     const OverlayScan scan = options.RunsNative() ? ScanOverlay(OVERLAY) : OverlayScan();
     if ((options.RunsNative() && !CheckOverlayPreconditions(scan)) ||
@@ -262,14 +280,15 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps) {
                     "comparisons that proved nothing, since of neither file could the value be had: " +
                         std::to_string(output.unproven));
     }
+    // First what a closed standard output can't cost.
+    const bool isTextWritten = WriteReportFile(reports.text, text);
+    const bool isPageWritten = WriteReportFile(reports.page, reports.page.target ? RenderHtml(report) : "");
     if (options.json) {
         std::cout << text;
     } else {
         PrintTable(std::cout, report, TakesColour(STDOUT_FILENO));
     }
-    const bool textWritten = WriteOrSayWhyNot(options.reportFile, text);
-    const bool pageWritten = WriteOrSayWhyNot(options.htmlFile, options.htmlFile.empty() ? "" : RenderHtml(report));
-    if (!textWritten || !pageWritten) {
+    if (!isTextWritten || !isPageWritten) {
         return ExitCode::NOT_CHECKED;
     }
     return report.Passed() ? ExitCode::DONE : ExitCode::FAILED;
@@ -289,11 +308,11 @@ ExitCode Verify(const VerifyOptions& options) {
         IsSameFile(options.htmlFile, options.appsFile)) {
         return Fail(ExitCode::USAGE, "--apps, --report and --html must name different files");
     }
-    for (const std::string& file : {options.reportFile, options.htmlFile}) {
-        const std::string obstacle = file.empty() ? "" : WhyNotWritable(file);
-        if (!obstacle.empty()) {
-            return Fail(ExitCode::NOT_CHECKED,
-                        "nothing was verified: the report " + Quote(file) + " can't be written: " + obstacle);
+    const Reports reports = {ReportFile(options.reportFile), ReportFile(options.htmlFile)};
+    for (const ReportFile* file : {&reports.text, &reports.page}) {
+        if (file->target && !file->target->GetError().empty()) {
+            return Fail(ExitCode::NOT_CHECKED, "nothing was verified: the report " + Quote(file->path) +
+                                                   " can't be written: " + file->target->GetError());
         }
     }
     std::vector<App> apps;
@@ -312,7 +331,7 @@ ExitCode Verify(const VerifyOptions& options) {
                         "the list of apps " + Quote(options.appsFile) + " is refused: " + error.what());
         }
     }
-    return Run(options, apps);
+    return Run(options, apps, reports);
 }
 
 CLI::Option* AddFileOption(CLI::App* command, const char* name, std::string& file, const char* help) {
