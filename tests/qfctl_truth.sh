@@ -138,6 +138,21 @@ if [[ -n ${FAULT_INJECTOR:-} ]]; then
   done
 fi
 
+# Status files change one after the other.
+both='for i in {1..25}; do qfctl status set --file s --version $i & qfctl status set --file l --status v$i & wait
+  [[ $(<s) == "PatchVersion=$i"$'"'\\n'"'"Status=v$i"$'"'\\n'"'ErrorCode= ]] || exit 9; done'
+expect 0 '' 'ln -s s l' "$both"
+expect 0 '!version      ""' 'put s "PatchVersion=1
+Status=a
+ErrorCode=
+"' 'for i in {1..25}; do qfctl status set --file s --version 1$i & qfctl status show --file s >>shown || exit 9; wait; done
+  ! grep -v "^version      1\|^status       a\|^error codes  $" shown'
+expect 0 '' 'flock . sleep 1 & sleep 0.2' 'qfctl status set --file s --version 1'
+expect 3 'another process holds it' 'flock . sleep 12 & sleep 0.2' 'qfctl status set --file s --version 1'
+expect 3 "can't be locked: Permission denied" 'mkdir -m 300 d' \
+  'cd d; if ((EUID == 0)); then chown 65534 . && setpriv --reuid 65534 --clear-groups qfctl status set --file s --version 1; else
+  qfctl status set --file s --version 1; fi'
+
 # A bm, or a shell, that can't answer is not an app that is absent.
 export BM_BUNDLES=/tmp/bundles
 mkdir $BM_BUNDLES

@@ -1,3 +1,4 @@
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -19,6 +20,7 @@
 #include "error_code_wrapper.h"
 #include "escape.h"
 #include "file_utils.h"
+#include "folder_lock.h"
 #include "json_text.h"
 #include "quick_fix_status_record.h"
 
@@ -139,7 +141,16 @@ Json ListOfCodes(const std::string& text) {
     return list;
 }
 
+ExitCode FailToLock(const StatusOptions& options, const FolderLock& lock) {
+    return Fail(ExitCode::NOT_CHECKED, "the folder of " + Quote(options.file) + " can't be locked: " + lock.GetError());
+}
+
 ExitCode Show(const StatusOptions& options) {
+    // A file that others may not change meanwhile can be shown without.
+    const FolderLock lock(options.file, LOCK_SH);
+    if (!lock.GetError().empty() && !lock.IsDenied()) {
+        return FailToLock(options, lock);
+    }
     const StatusFile found = Examine(options.file);
     if (!found.defect.empty()) {
         return Fail(ExitCode::NOT_CHECKED,
@@ -211,6 +222,10 @@ ExitCode Set(const StatusOptions& options) {
     if (!FileUtils::IsValidPath(options.file)) {
         return Fail(ExitCode::USAGE, "the file's path must not hold \"..\"");
     }
+    const FolderLock lock(options.file, LOCK_EX);
+    if (!lock.GetError().empty()) {
+        return FailToLock(options, lock);
+    }
     const StatusFile found = Examine(options.file);
     const std::string& reason = found.defect.empty() ? found.stranger : found.defect;
     if (!reason.empty()) {
@@ -241,6 +256,10 @@ ExitCode Set(const StatusOptions& options) {
 }
 
 ExitCode Clear(const StatusOptions& options) {
+    const FolderLock lock(options.file, LOCK_EX);
+    if (!lock.GetError().empty()) {
+        return FailToLock(options, lock);
+    }
     const StatusFile found = Examine(options.file);
     struct stat status = {};
     if (found.exists && !found.regular) {
