@@ -24,10 +24,10 @@ bool AgreesWithDigests(const VerifiedItem& item, const std::string& live, const 
 }
 
 std::string CheckFileVerdict(const VerifiedItem& item, const std::string& overlay) {
-    const std::string changed = Quote(item.name) + " or its patch file changed, or could not be read to the end";
+    std::string changed = Quote(item.name) + " or its patch file changed, or could not be read to the end";
     const std::string patchPath = overlay + item.name;
     for (const std::string& path : {patchPath, item.name}) {
-        const std::string error = CheckReadable(path);
+        std::string error = CheckReadable(path);
         if (!error.empty()) {
             return error;
         }
