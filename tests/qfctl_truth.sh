@@ -126,8 +126,7 @@ rm /tmp/path/ls
 ((EUID != 0)) || expect 3 'belongs to another user' 'pair /live/a x x; chmod 777 .; : >r; chmod 666 r' \
   'setpriv --reuid 65534 --clear-groups qfctl verify --report r'
 ((EUID != 0)) || expect 3 'File too large' 'pair /live/a x x; chmod 777 .' \
-  'set -o pipefail; { ulimit -f 0; setpriv --reuid 65534 --clear-groups qfctl verify --report r; } 2>&1 | cat; code=$?; ls -A; exit $code'
-is "$(ls -A /tmp/files)" ''
+  'set -o pipefail; { ulimit -f 0; setpriv --reuid 65534 --clear-groups qfctl verify --report r; } 2>&1 | cat; code=$?; [[ -z $(ls -A) ]] && exit $code'
 if [[ -n ${FAULT_INJECTOR:-} ]]; then
   for signal in 1 2 15; do
     expect $((128 + signal)) '' 'pair /live/a x x; put r former' \
