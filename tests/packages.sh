@@ -14,7 +14,7 @@ installed_files() {
 }
 
 # What the library is built with; who builds against the library needs none of it.
-run 0 dpkg --purge --force-depends libssl-dev libcjson-dev libsystemd-dev libsdbus-c++-dev libcli11-dev
+run 0 dpkg --purge --force-depends libssl-dev libcjson-dev libsystemd-dev libcli11-dev
 installed_files >before
 
 run 1 dpkg -i "${tools[@]}"; has "$err" "depends on libquickfix-utils0 (= $version)"

@@ -49,7 +49,7 @@ Comparison CompareSize() {
         BYTES,
         1,
         {Stripped("libquickfix_utils.so"), Stripped("libquickfix_platform.so"), Installed("libcjson.so"),
-         Installed("libsdbus-c++.so"), Installed("libspdlog.so"), Installed("libcrypto.so")},
+         Installed("libsystemd.so"), Installed("libspdlog.so"), Installed("libcrypto.so")},
         {{0, 2, Relation::SIZE},
          {0, 3, Relation::SIZE},
          {0, 4, Relation::SIZE},

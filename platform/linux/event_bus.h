@@ -1,8 +1,6 @@
 #pragma once
 
-#include <sdbus-c++/IConnection.h>
-
-#include <memory>
+#include <chrono>
 #include <string>
 
 namespace TEKLO::Platform {
@@ -12,14 +10,16 @@ inline constexpr char EVENT_INTERFACE[] = "teklo.CommonEvent";
 inline constexpr char EVENT_SIGNAL[] = "Published";
 inline constexpr char EVENT_PATH[] = "/teklo/CommonEvent";
 
+/// How long a subscriber waits for the connection.
+inline constexpr std::chrono::milliseconds CONNECT_TIMEOUT{2000};
+
+/// How long the bus may take to answer. Shorter than CONNECT_TIMEOUT, so that the reason is logged while somebody waits.
+inline constexpr std::chrono::milliseconds ANSWER_TIMEOUT{1800};
+
 /// "system", "session", or an address.
-std::string ChosenBus();
+std::string BusFromEnvironment();
 
-/// Throws sdbus::Error when there is no such bus. Waits up to 90 seconds for one that doesn't answer; calls on the
-/// connection wait 2.
-std::unique_ptr<sdbus::IConnection> ConnectTo(const std::string& bus);
-
-/// Says on the platform log what went wrong. Past the replaceable PlumePrint, so that it is no record of a caller's.
-void ReportEventTrouble(const std::string& what, const std::string& why);
+/// Bypasses PlumePrint, which the program may replace: this is no record of a caller's.
+void LogEventWarning(const std::string& what, const std::string& why);
 
 }  // namespace TEKLO::Platform

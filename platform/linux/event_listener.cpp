@@ -1,12 +1,9 @@
 #include "event_listener.h"
 
-#include <poll.h>
 #include <pthread.h>
-#include <sdbus-c++/Error.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -15,18 +12,18 @@
 #include <system_error>
 #include <utility>
 
+#include "bus_connection.h"
 #include "event_bus.h"
 
 namespace TEKLO::Platform {
 
 namespace {
 
-constexpr std::chrono::milliseconds ANSWER_LIMIT{2000};
-constexpr std::chrono::milliseconds STOP_LIMIT{1000};
+constexpr std::chrono::milliseconds STOP_TIMEOUT{1000};
 constexpr std::chrono::milliseconds RECONNECT_INTERVAL{200};
 
 // The bus holds the sender against the owner of the name when the signal is sent.
-std::string BroadcastsOfTheService() {
+std::string ServiceMatchRule() {
     return std::string("type='signal',sender='") + EVENT_SERVICE + "',interface='" + EVENT_INTERFACE + "',member='" +
            EVENT_SIGNAL + "'";
 }
@@ -54,12 +51,12 @@ private:
 }  // namespace
 
 /// In a forked child there is no such thread, and perhaps a locked mutex.
-bool EventListener::IsInherited() const {
-    return process_ != 0 && process_ != getpid();
+bool EventListener::IsInForkedChild() const {
+    return ownerPid_ != 0 && ownerPid_ != getpid();
 }
 
 bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
-    if (IsInherited()) {
+    if (IsInForkedChild()) {
         return false;
     }
     // First the list, then the connection: the thread gives the connection up when it finds the list empty.
@@ -72,7 +69,7 @@ bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
 }
 
 bool EventListener::Unsubscribe(const SubscriberList::Subscriber& subscriber) {
-    if (IsInherited()) {
+    if (IsInForkedChild()) {
         return false;
     }
     const bool removed = subscribers_.Remove(subscriber);
@@ -82,7 +79,7 @@ bool EventListener::Unsubscribe(const SubscriberList::Subscriber& subscriber) {
 }
 
 void EventListener::Stop() {
-    if (IsInherited()) {
+    if (IsInForkedChild()) {
         return;
     }
     std::unique_lock<std::mutex> lock(mutex_);
@@ -94,7 +91,7 @@ void EventListener::Stop() {
     }
     const bool fromWithin = thread_.get_id() == std::this_thread::get_id();
     // A subscriber that doesn't return, or a bus that doesn't answer, must not keep the process from ending.
-    if (fromWithin || !changed_.wait_for(lock, STOP_LIMIT, [this] { return ended_; })) {
+    if (fromWithin || !changed_.wait_for(lock, STOP_TIMEOUT, [this] { return ended_; })) {
         thread_.detach();
         return;
     }
@@ -113,7 +110,7 @@ bool EventListener::EnsureConnected() {
     const uint64_t attempt = startedAttempts_ + 1;
     requested_ = true;
     changed_.notify_all();
-    changed_.wait_for(lock, ANSWER_LIMIT, [&] { return connected_ || stopped_ || finishedAttempts_ >= attempt; });
+    changed_.wait_for(lock, CONNECT_TIMEOUT, [&] { return connected_ || stopped_ || finishedAttempts_ >= attempt; });
     return connected_;
 }
 
@@ -122,23 +119,23 @@ bool EventListener::EnsureStarted() {
         return true;
     }
     try {
-        wakeUp_ = wakeUp_ < 0 ? eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : wakeUp_;
-        if (wakeUp_ < 0) {
+        wakeFd_ = wakeFd_ < 0 ? eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : wakeFd_;
+        if (wakeFd_ < 0) {
             throw std::system_error(errno, std::generic_category(), "eventfd");
         }
         const SignalBlock block;
         thread_ = std::thread([this] { Run(); });
-        process_ = getpid();
+        ownerPid_ = getpid();
         return true;
     } catch (const std::system_error& error) {
-        ReportEventTrouble("no thread to hear events on", error.what());
+        LogEventWarning("no thread to hear events on", error.what());
         return false;
     }
 }
 
 void EventListener::Wake() const {
     const uint64_t one = 1;
-    (void)!write(wakeUp_, &one, sizeof(one));
+    (void)!write(wakeFd_, &one, sizeof(one));
 }
 
 void EventListener::Run() {
@@ -168,54 +165,47 @@ bool EventListener::WaitForWork() {
 }
 
 void EventListener::Listen() {
+    using Clock = BusConnection::Clock;
     try {
-        const auto connection = ConnectTo(ChosenBus());
-        const auto match =
-            connection->addMatch(BroadcastsOfTheService(), [this](sdbus::Message& message) { Receive(message); });
-        troubleReported_ = false;
-        while (GoesOn()) {
-            if (!connection->processPendingRequest()) {
-                SleepUntilReady(connection->getEventLoopPollData());
+        BusConnection connection(BusFromEnvironment());
+        connection.AddMatch(ServiceMatchRule(), [this](const std::string& action) { Deliver(action); });
+        auto deadline = Clock::now() + ANSWER_TIMEOUT;
+        while (UpdateConnectionState(connection.IsMatchInstalled())) {
+            deadline = connection.IsMatchInstalled() ? Clock::time_point::max() : deadline;
+            if (!connection.Process(deadline)) {
+                connection.Wait(deadline, wakeFd_);
+                ConsumeWakeUps();
             }
         }
     } catch (const std::exception& error) {
-        if (!std::exchange(troubleReported_, true)) {
-            ReportEventTrouble("no bus to hear events on", error.what());
+        if (!std::exchange(isTroubleLogged_, true)) {
+            LogEventWarning("no bus to hear events on", error.what());
         }
     }
 }
 
-/// Decides under the lock: whoever subscribes sees either the connection that stays or the one to come.
-bool EventListener::GoesOn() {
+/// False when the connection isn't needed any more. Decides under the lock: whoever subscribes sees either the connection
+/// that stays or the one to come.
+bool EventListener::UpdateConnectionState(bool isListening) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const bool goesOn = !stopped_ && !subscribers_.IsEmpty();
-    requested_ = false;
-    if (std::exchange(connected_, goesOn) != goesOn) {
+    const bool isNeeded = !stopped_ && !subscribers_.IsEmpty();
+    const bool connected = isNeeded && isListening;
+    requested_ = requested_ && isNeeded && !isListening;
+    isTroubleLogged_ = isTroubleLogged_ && !isListening;
+    if (std::exchange(connected_, connected) != connected) {
         changed_.notify_all();
     }
-    return goesOn;
+    return isNeeded;
 }
 
-void EventListener::Receive(sdbus::Message& message) {
-    try {
-        // One that is addressed to this process comes past the match, whoever sent it.
-        if (!message.getDestination().empty()) {
-            return;
-        }
-        std::string action;
-        message >> action;
-        AAFwk::Want want;
-        subscribers_.Deliver(EventFwk::CommonEventData(want.SetAction(action)));
-    } catch (const std::exception& error) {
-        ReportEventTrouble("an event that can't be read", error.what());
-    }
+void EventListener::Deliver(const std::string& action) {
+    AAFwk::Want want;
+    subscribers_.Deliver(EventFwk::CommonEventData(want.SetAction(action)));
 }
 
-void EventListener::SleepUntilReady(const sdbus::IConnection::PollData& bus) const {
-    std::array<pollfd, 2> descriptors = {{{bus.fd, bus.events, 0}, {wakeUp_, POLLIN, 0}}};
-    poll(descriptors.data(), descriptors.size(), bus.getPollTimeout());
+void EventListener::ConsumeWakeUps() const {
     uint64_t count = 0;
-    (void)!read(wakeUp_, &count, sizeof(count));
+    (void)!read(wakeFd_, &count, sizeof(count));
 }
 
 }  // namespace TEKLO::Platform

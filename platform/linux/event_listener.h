@@ -1,13 +1,12 @@
 #pragma once
 
-#include <sdbus-c++/IConnection.h>
-#include <sdbus-c++/Message.h>
 #include <sys/types.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "subscriber_list.h"
@@ -30,7 +29,7 @@ public:
     void Stop();
 
 private:
-    bool IsInherited() const;
+    bool IsInForkedChild() const;
     bool EnsureConnected();
     bool EnsureStarted();
     void Wake() const;
@@ -39,16 +38,16 @@ private:
     void Run();
     bool WaitForWork();
     void Listen();
-    bool GoesOn();
-    void Receive(sdbus::Message& message);
-    void SleepUntilReady(const sdbus::IConnection::PollData& bus) const;
+    bool UpdateConnectionState(bool isListening);
+    void Deliver(const std::string& action);
+    void ConsumeWakeUps() const;
 
     SubscriberList subscribers_;
-    bool troubleReported_ = false;  // the thread's own
+    bool isTroubleLogged_ = false;  // the thread's own
 
     std::mutex mutex_;
-    int wakeUp_ = -1;
-    std::atomic<pid_t> process_{0};
+    int wakeFd_ = -1;
+    std::atomic<pid_t> ownerPid_{0};
     std::condition_variable changed_;
     bool connected_ = false;
     bool requested_ = false;

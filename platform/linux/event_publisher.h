@@ -1,10 +1,11 @@
 #pragma once
 
-#include <sdbus-c++/IConnection.h>
-
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
+
+#include "bus_connection.h"
 
 namespace TEKLO::Platform {
 
@@ -15,13 +16,20 @@ public:
     bool Publish(const std::string& action);
 
 private:
-    void OwnName();
-    bool TryToOwnNameAgain();
-    void Send(const std::string& action);
+    using TimePoint = BusConnection::Clock::time_point;
+
+    class TimedLock;
+
+    void AcquireName(TimePoint deadline);
+    bool TryReacquireName(TimePoint deadline);
 
     std::mutex mutex_;
+    std::condition_variable unlocked_;
+    bool isLocked_ = false;
+
+    // Of the thread that holds the lock.
     std::string bus_;
-    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<BusConnection> connection_;
 };
 
 }  // namespace TEKLO::Platform

@@ -12,14 +12,14 @@ using EventFwk::CommonEventData;
 
 namespace {
 
-void CallHarmlessly(EventFwk::CommonEventSubscriber& subscriber, const CommonEventData& data) {
+void DeliverNoThrow(EventFwk::CommonEventSubscriber& subscriber, const CommonEventData& data) {
     constexpr char what[] = "a subscriber threw an exception";
     try {
         subscriber.OnReceiveEvent(data);
     } catch (const std::exception& error) {
-        ReportEventTrouble(what, error.what());
+        LogEventWarning(what, error.what());
     } catch (...) {
-        ReportEventTrouble(what, "of a type of its own");
+        LogEventWarning(what, "of a type of its own");
     }
 }
 
@@ -42,7 +42,8 @@ bool SubscriberList::Remove(const Subscriber& subscriber) {
     if (found) {
         subscribers_.erase(entry);
     }
-    delivered_.wait(lock, [&] { return receiving_ != subscriber.get() || deliverer_ == std::this_thread::get_id(); });
+    delivered_.wait(
+        lock, [&] { return currentSubscriber_ != subscriber.get() || deliveryThread_ == std::this_thread::get_id(); });
     return found;
 }
 
@@ -54,7 +55,7 @@ bool SubscriberList::IsEmpty() const {
 void SubscriberList::Deliver(const CommonEventData& data) {
     const std::string action = data.GetWant().GetAction();
     std::unique_lock<std::mutex> lock(mutex_);
-    deliverer_ = std::this_thread::get_id();
+    deliveryThread_ = std::this_thread::get_id();
     const uint64_t end = nextNumber_;
     // While a subscriber is called the list may change in any way, so it is found again by number.
     uint64_t number = 0;
@@ -65,13 +66,13 @@ void SubscriberList::Deliver(const CommonEventData& data) {
         if (!subscriber->GetSubscribeInfo().GetMatchingSkills().HasEvent(action)) {
             continue;
         }
-        receiving_ = subscriber.get();
+        currentSubscriber_ = subscriber.get();
         lock.unlock();
-        CallHarmlessly(*subscriber, data);
+        DeliverNoThrow(*subscriber, data);
         // Perhaps the last share, and its destructor may take its time: before anybody is told, and without the lock.
         subscriber.reset();
         lock.lock();
-        receiving_ = nullptr;
+        currentSubscriber_ = nullptr;
         delivered_.notify_all();
     }
 }

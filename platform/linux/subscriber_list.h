@@ -35,8 +35,8 @@ private:
     std::condition_variable delivered_;
     std::map<uint64_t, Subscriber> subscribers_;
     uint64_t nextNumber_ = 0;
-    const void* receiving_ = nullptr;
-    std::thread::id deliverer_;
+    const void* currentSubscriber_ = nullptr;
+    std::thread::id deliveryThread_;
 };
 
 }  // namespace TEKLO::Platform

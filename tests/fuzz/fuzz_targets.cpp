@@ -1,7 +1,6 @@
 #include "fuzz_targets.h"
 
 #include <cjson/cJSON.h>
-#include <systemd/sd-bus.h>
 
 #include <algorithm>
 #include <climits>
@@ -176,7 +175,7 @@ public:
     /// A signal whose arguments are the input: a type's letter, then a text that it is made of, and so on.
     void Send(const std::string& input) {
         sd_bus_message* signal = nullptr;
-        Require(sd_bus_message_new_signal(service_, &signal, "/any", "teklo.CommonEvent", "Published") >= 0);
+        Require(sd_bus_message_new_signal(service_.get(), &signal, "/any", "teklo.CommonEvent", "Published") >= 0);
         size_t at = 0;
         while (at < input.size()) {
             const char type = input[at++];
@@ -184,11 +183,11 @@ public:
             Append(signal, type, text);
             at += text.size() + 1;
         }
-        (void)sd_bus_send(service_, signal, nullptr);
+        (void)sd_bus_send(service_.get(), signal, nullptr);
         sd_bus_message_unref(signal);
         // The bus parts with who sends it what is no text.
-        if (sd_bus_call_method(service_, "org.freedesktop.DBus", "/", "org.freedesktop.DBus.Peer", "Ping", nullptr,
-                               nullptr, nullptr) < 0) {
+        if (sd_bus_call_method(service_.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus.Peer", "Ping",
+                               nullptr, nullptr, nullptr) < 0) {
             Connect();
         }
     }
@@ -202,10 +201,9 @@ public:
 
 private:
     void Connect() {
-        service_ = sd_bus_close_unref(service_);
-        Require(sd_bus_new(&service_) >= 0 && sd_bus_set_address(service_, BUS_ADDRESS) >= 0 &&
-                sd_bus_set_bus_client(service_, 1) >= 0 && sd_bus_start(service_) >= 0 &&
-                sd_bus_request_name(service_, "teklo.CommonEventService", 0) >= 0);
+        service_.reset();
+        service_ = ConnectAs("teklo.CommonEventService");
+        Require(service_ != nullptr);
     }
 
     static void Append(sd_bus_message* signal, char type, const std::string& text) {
@@ -230,7 +228,7 @@ private:
 
     BusDaemon daemon_;
     std::shared_ptr<Listener> listener_ = std::make_shared<Listener>("wanted");
-    sd_bus* service_ = nullptr;
+    BusClient service_;
 };
 
 void ReceiveSignal(const std::string& input) {

@@ -1,12 +1,31 @@
 #pragma once
 
+#include <systemd/sd-bus.h>
+
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
+#include <utility>
 
 inline constexpr char BUS_ADDRESS[] = "unix:path=/tmp/bus";
+
+struct BusCloser {
+    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+};
+using BusClient = std::unique_ptr<sd_bus, BusCloser>;
+
+/// Another program on the bus, which owns the name. Null when it can't.
+inline BusClient ConnectAs(const char* name) {
+    sd_bus* opened = nullptr;
+    sd_bus_new(&opened);
+    BusClient bus(opened);
+    const bool connected = sd_bus_set_address(opened, BUS_ADDRESS) >= 0 && sd_bus_set_bus_client(opened, 1) >= 0 &&
+                           sd_bus_start(opened) >= 0 && sd_bus_request_name(opened, name, 0) >= 0;
+    return connected ? std::move(bus) : nullptr;
+}
 
 /// A bus daemon at an address that is chosen for this process; killed without a warning in the end.
 class BusDaemon {
@@ -28,10 +47,15 @@ public:
         process_ = started ? static_cast<pid_t>(strtol(line.data(), nullptr, 10)) : 0;
     }
 
-    void Kill() {
+    /// SIGSTOP makes it a bus that takes connections and answers nothing, up to SIGCONT.
+    void Send(int signal) const {
         if (process_ > 0) {
-            kill(process_, SIGKILL);
+            kill(process_, signal);
         }
+    }
+
+    void Kill() {
+        Send(SIGKILL);
         if (output_ != nullptr) {
             pclose(output_);
         }

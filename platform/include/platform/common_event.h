@@ -104,7 +104,7 @@ public:
 
     /// True when the bus has passed the broadcast on. False when there is no bus, or when it doesn't let the process own
     /// the event service's name, which is done only while sending; another program that does so is waited for up to
-    /// 500 ms. A bus that is there but doesn't answer costs the bus library's time limit, 90 seconds.
+    /// 500 ms. False within 4000 ms when the bus doesn't answer; the broadcast may have been sent nevertheless.
     static bool PublishCommonEvent(const CommonEventData& data);
 };
 

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace TEKLO::Platform {
+
+/// A connection to a message bus, and all that calls sd-bus. One thread at a time may use it. No call waits past its
+/// deadline, whatever the bus does. Failures are thrown as std::system_error.
+class BusConnection {
+public:
+    using Clock = std::chrono::steady_clock;
+    using TextHandler = std::function<void(const std::string&)>;
+
+    /// Starts to connect and doesn't wait for the bus: `system`, `session`, or an address.
+    explicit BusConnection(const std::string& bus);
+    BusConnection(const BusConnection&) = delete;
+    BusConnection& operator=(const BusConnection&) = delete;
+
+    /// Asks the bus for the signals that match. Process passes the first argument of each to the handler, except of those
+    /// that are addressed to one program.
+    void AddMatch(const std::string& rule, TextHandler handler);
+
+    /// Once this has returned true, no matching signal is missed.
+    bool IsMatchInstalled() const { return isMatchInstalled_; }
+
+    /// Handles one message or one step of the greeting. False when there is nothing to handle. Throws past the deadline.
+    bool Process(Clock::time_point deadline);
+
+    /// Sleeps until Process has something to do, the descriptor is readable (-1: none), or the deadline.
+    void Wait(Clock::time_point deadline, int wakeFd = -1) const;
+
+    /// False when another program owns the name.
+    bool RequestName(const char* name, Clock::time_point deadline);
+
+    /// Returns when the bus has passed on everything that was sent before.
+    void ReleaseName(const char* name, Clock::time_point deadline);
+
+    void EmitSignal(const char* path, const char* interface, const char* member, const std::string& text);
+
+private:
+    struct Closer {
+        void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+    };
+
+    static int OnSignal(sd_bus_message* message, void* self, sd_bus_error* error);
+    static int OnMatchInstalled(sd_bus_message* reply, void* self, sd_bus_error* error);
+    void Check(int result) const;
+
+    const std::string name_;
+    std::unique_ptr<sd_bus, Closer> bus_;
+    TextHandler handler_;
+    bool isMatchInstalled_ = false;
+    int matchError_ = 0;
+};
+
+}  // namespace TEKLO::Platform
