@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <regex>
 
@@ -58,6 +59,32 @@ TEST(PlumePrint, ForkedChildrenPrintWhileOtherThreadsDo) {
         CountHangingChildren(200, [] { PlumePrint(3, 6, 0xD002E03, "QuickFixUitls", "%{public}d", 1); });
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(hanging, 0);
+}
+
+TEST(PlumePrint, OutlivesAStandardErrorThatNobodyReads) {
+    const auto print = [](bool toSocket, bool isPending) {
+        int ends[2] = {};
+        (void)!(toSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends));
+        close(ends[0]);
+        dup2(ends[1], STDERR_FILENO);
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGPIPE);
+        if (isPending) {
+            pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+            raise(SIGPIPE);
+        }
+        PlumePrint(3, 6, 0xD002E03, "QuickFixUitls", "lost");
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        sigpending(&signals);
+        const bool isKept = sigismember(&signals, SIGPIPE) == isPending && sigismember(&blocked, SIGPIPE) == isPending;
+        _exit(isKept ? 7 : 8);
+    };
+    for (const bool toSocket : {false, true}) {
+        EXPECT_EXIT(print(toSocket, false), testing::ExitedWithCode(7), "") << toSocket;
+        EXPECT_EXIT(print(toSocket, true), testing::ExitedWithCode(7), "") << toSocket;
+    }
 }
 
 // A stand-in for the journal's end of the socket; what is sent to it is the real thing.

@@ -3,12 +3,15 @@
 
 #include "plume_record.h"
 
+#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <systemd/sd-journal.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -45,7 +48,7 @@ LevelStyle StyleOf(int level) {
 }
 
 /// The journal takes what is sent to it when it isn't there and says nothing, so its socket is looked for first.
-bool JournalIsThere() {
+bool IsJournalAvailable() {
     const char* chosen = getenv("QUICKFIX_LOG");
     struct stat status = {};
     return (chosen == nullptr || strcmp(chosen, "stderr") != 0) && stat(JOURNAL_SOCKET, &status) == 0 &&
@@ -68,10 +71,39 @@ bool SendToJournal(int level, unsigned int domain, const char* tag, const std::s
     return sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size())) == 0;
 }
 
-bool StderrTakesColour() {
+bool SupportsColor() {
     const char* noColour = getenv("NO_COLOR");
     return (noColour == nullptr || noColour[0] == '\0') && isatty(STDERR_FILENO) == 1;
 }
+
+/// Keeps SIGPIPE from the thread while it lives, so that the program outlives a pipe or socket that nobody reads. What
+/// was pending or blocked before stays so, and so does errno.
+class SigPipeBlock {
+public:
+    SigPipeBlock() {
+        sigset_t pending;
+        sigpending(&pending);
+        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&sigPipe_);
+        sigaddset(&sigPipe_, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &sigPipe_, &former_);
+    }
+    ~SigPipeBlock() {
+        const int callersErrno = errno;
+        constexpr timespec now = {0, 0};
+        while (!wasPending_ && sigtimedwait(&sigPipe_, nullptr, &now) < 0 && errno == EINTR) {
+        }
+        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
+        errno = callersErrno;
+    }
+    SigPipeBlock(const SigPipeBlock&) = delete;
+    SigPipeBlock& operator=(const SigPipeBlock&) = delete;
+
+private:
+    bool wasPending_ = false;
+    sigset_t sigPipe_ = {};
+    sigset_t former_ = {};
+};
 
 void WriteToStderr(int level, unsigned int domain, const char* tag, const std::string& text) {
     const LevelStyle style = StyleOf(level);
@@ -80,10 +112,11 @@ void WriteToStderr(int level, unsigned int domain, const char* tag, const std::s
     std::string line;
     line.append(1, style.letter).append(" ").append(FormatLocalTime()).append(" ").append(domainText).append(" ");
     line.append(tag).append(": ").append(EscapeControls(text));
-    if (StderrTakesColour()) {
+    if (SupportsColor()) {
         line = style.colour + line + "\x1b[0m";
     }
     line += '\n';
+    const SigPipeBlock block;
     // One write a line, so that lines of several threads or processes don't mix.
     (void)!write(STDERR_FILENO, line.data(), line.size());
 }
@@ -91,7 +124,7 @@ void WriteToStderr(int level, unsigned int domain, const char* tag, const std::s
 }  // namespace
 
 void WritePlumeRecord(int level, unsigned int domain, const char* tag, const std::string& text) {
-    if (!JournalIsThere() || !SendToJournal(level, domain, tag, text)) {
+    if (!IsJournalAvailable() || !SendToJournal(level, domain, tag, text)) {
         WriteToStderr(level, domain, tag, text);
     }
 }
