@@ -13,9 +13,10 @@ start_bus() {
 }
 stop_bus() { kill -KILL "$bus"; }
 
-# start_waiting ARGUMENT...: returns when it waits; end_waiting CODE
+# start_waiting ARGUMENT...: returns when it waits, with its signals at $disposition; end_waiting CODE
+disposition=default
 start_waiting() {
-  exec 9< <(exec "$QFCTL" wait "$@" 2>/tmp/waiting.err)
+  exec 9< <(exec env "--$disposition-signal=INT,TERM,HUP" "$QFCTL" wait "$@" 2>/tmp/waiting.err)
   waiting=$!
   read -r -u 9 out
 }
@@ -62,6 +63,12 @@ for signal in INT TERM HUP; do
   has "$err" "did not come so far"
   run 0 qfctl log --grep 'UnsubscribeEvent event result 1'
 done
+disposition=ignore start_waiting user-added --timeout 60
+for signal in INT TERM HUP; do
+  kill -"$signal" "$waiting"
+done
+run 0 qfctl publish user-added
+end_waiting 0
 stop_bus
 
 # With the installed policy only root may own the name.

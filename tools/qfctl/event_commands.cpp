@@ -25,8 +25,8 @@ using TEKLO::QuickFixEngine::EventManager;
 using TEKLO::QuickFixEngine::g_eventIdToActionMap;
 using TEKLO::QuickFixEngine::ListenerRes;
 
-constexpr double LONGEST_TIMEOUT = 1e9;
-constexpr long LOOK_AGAIN_NS = 100 * 1000 * 1000;
+constexpr double MAX_TIMEOUT_S = 1e9;
+constexpr long POLL_INTERVAL_MS = 100;
 
 struct NamedEvent {
     const char* name;
@@ -40,7 +40,7 @@ constexpr std::array<NamedEvent, 2> EVENTS = {{
 
 struct EventOptions {
     std::string name;
-    double timeout = LONGEST_TIMEOUT;
+    double timeout = MAX_TIMEOUT_S;
     bool json = false;
 };
 
@@ -59,28 +59,29 @@ std::string CheckSeconds(const std::string& text) {
     char* end = nullptr;
     const double seconds = strtod(text.c_str(), &end);
     const bool isNumber = !text.empty() && *end == '\0';
-    return isNumber && seconds >= 0 && seconds <= LONGEST_TIMEOUT ? "" : "no number of seconds: " + Quote(text);
+    return isNumber && seconds >= 0 && seconds <= MAX_TIMEOUT_S ? "" : "no number of seconds: " + Quote(text);
 }
 
-/// Takes the signals that end a program as answers to `Pause`, once it lives; until then they end it at once.
-class EndSignals {
+/// Takes SIGINT, SIGTERM and SIGHUP as answers to `WaitForSignal`, once it lives; until then they end the program. Those
+/// that are ignored, as with nohup, stay so.
+class TerminationSignals {
 public:
-    EndSignals() {
+    TerminationSignals() {
         sigemptyset(&signals_);
-        sigaddset(&signals_, SIGINT);
-        sigaddset(&signals_, SIGTERM);
-        struct sigaction hangUp = {};
-        sigaction(SIGHUP, nullptr, &hangUp);
-        if (hangUp.sa_handler != SIG_IGN) {  // nohup
-            sigaddset(&signals_, SIGHUP);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            struct sigaction action = {};
+            sigaction(signal, nullptr, &action);
+            if (action.sa_handler != SIG_IGN) {
+                sigaddset(&signals_, signal);
+            }
         }
         pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     }
 
-    /// False when one came.
-    bool Pause() const {
-        const timespec pause = {0, LOOK_AGAIN_NS};
-        return sigtimedwait(&signals_, nullptr, &pause) < 0;
+    /// Waits for POLL_INTERVAL_MS at most. True when one came.
+    bool WaitForSignal() const {
+        const timespec interval = {0, POLL_INTERVAL_MS * 1000 * 1000};
+        return sigtimedwait(&signals_, nullptr, &interval) >= 0;
     }
 
 private:
@@ -95,15 +96,16 @@ ExitCode Wait(const EventOptions& options) {
     if (!manager.CheckEventListenRes(id, 0)) {
         return Fail(ExitCode::NOT_CHECKED, "there is no bus to wait on for " + action);
     }
-    const EndSignals signals;
+    const TerminationSignals signals;
     std::cout << "waiting for " << action << std::endl;
     const auto deadline = steady_clock::now() + std::chrono::duration<double>(options.timeout);
-    bool goesOn = true;
+    bool isTerminated = false;
     while (manager.GetEventListenerRes(id) != ListenerRes::SUCCESS) {
-        if (!goesOn || steady_clock::now() >= deadline) {
-            return Fail(ExitCode::NOT_ARRIVED, action + (goesOn ? " did not come in time" : " did not come so far"));
+        if (isTerminated || steady_clock::now() >= deadline) {
+            return Fail(ExitCode::NOT_ARRIVED,
+                        action + (isTerminated ? " did not come so far" : " did not come in time"));
         }
-        goesOn = signals.Pause();
+        isTerminated = signals.WaitForSignal();
     }
     std::cout << action << " came\n";
     return ExitCode::DONE;
