@@ -15,6 +15,9 @@ using namespace TEKLO::QuickFixEngine;
 namespace {
 
 TEST(FileQueries, DiskFreeSpace) {
+    if (!IsOnSmallDisk(LOG_DIR)) {
+        GTEST_SKIP() << "others may write to this disk";
+    }
     struct statfs status = {};
     ASSERT_EQ(statfs(LOG_DIR, &status), 0);
     const int expected = static_cast<int>(status.f_bavail * static_cast<uint64_t>(status.f_bsize) / 1024);

@@ -82,5 +82,5 @@ if ((EUID == 0)); then
 fi
 stop_bus
 
-((EUID == 0 || failures > 0)) || { echo "skipped: to publish on a bus with the policy takes root; all else passed"; exit 77; }
+((EUID == 0)) || skip "publishing on a bus with the policy takes root"
 finish

@@ -53,12 +53,16 @@ rm -r $overlay/x $overlay/gone $overlay/folder
 # A report that fails leaves what was there; one that can't be written is refused before anything runs.
 logs=/data/update/quickfix/log
 put $logs/report former
-cat /dev/zero >$logs/filler 2>/dev/null
-run 3 qfctl verify --report $logs/report
-has "$err" "No space left on device"
-has "$out" "1 file: 1 passed, 0 failed"
-is "$(cat $logs/report)" former
-rm $logs/filler
+if on_small_disk; then
+  cat /dev/zero >$logs/filler 2>/dev/null
+  run 3 qfctl verify --report $logs/report
+  has "$err" "No space left on device"
+  has "$out" "1 file: 1 passed, 0 failed"
+  is "$(cat $logs/report)" former
+  rm $logs/filler
+else
+  skip "there is no small disk to fill"
+fi
 is "$(ls $logs)" "quickfix_1.log
 report"
 ln -s $logs/report link

@@ -36,7 +36,11 @@ std::string Mutated(std::string input, std::mt19937& random) {
 TEST(Seeds, AndWhatIsNearThemAreTakenByAll) {
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     std::mt19937 random(20);
+    const bool ownCommandLine = Stat("/proc/cmdline").st_dev != Stat("/proc").st_dev;
     for (const auto& [name, target] : FUZZ_TARGETS) {
+        if (name == "command_line" && !ownCommandLine) {
+            continue;
+        }
         int seeds = 0;
         for (const auto& file : fs::directory_iterator(fs::path(SEEDS) / name)) {
             const std::string seed = Read(file.path());
@@ -47,6 +51,9 @@ TEST(Seeds, AndWhatIsNearThemAreTakenByAll) {
             ++seeds;
         }
         EXPECT_GT(seeds, 0) << name;
+    }
+    if (!ownCommandLine && !HasFailure()) {
+        GTEST_SKIP() << "the seeds of /proc/cmdline, which is the kernel's; all others passed";
     }
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <sys/resource.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 
 /// Lets the process hold only so many descriptors while it lives.
@@ -31,4 +33,16 @@ inline rlim_t FirstFreeDescriptor() {
 
 inline long OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+/// A disk that may be filled: a private root's, not the machine's.
+inline bool IsOnSmallDisk(const char* path) {
+    struct statvfs status = {};
+    return statvfs(path, &status) == 0 && status.f_blocks * status.f_frsize <= 1048576;
+}
+
+/// As root can, unless it is the only user of its namespace.
+inline bool CanChangeOwners() {
+    const std::ofstream created("/tmp/owned");
+    return chown("/tmp/owned", 65534, 65534) == 0 && unlink("/tmp/owned") == 0;
 }
