@@ -127,11 +127,10 @@ int Sweep(const Operation& operation, const char* call, int error) {
 
 TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
     const std::pair<const char*, int> faults[] = {
-        {"chmod", EPERM},   {"chown", EPERM},  {"fopen64", EMFILE}, {"fread", EIO},    {"mkdir", ENOSPC},
-        {"open64", EMFILE}, {"opendir", EIO},  {"popen", EAGAIN},   {"pread64", EIO},  {"read", EIO},
-        {"read", EINTR},    {"readdir", EIO},  {"readdir64", EIO},  {"realpath", EIO}, {"remove", EROFS},
-        {"rename", EIO},    {"stat64", EIO},   {"statfs64", EIO},   {"write", ENOSPC}, {"write", EINTR},
-        {"writev", ENOSPC}, {"writev", EINTR},
+        {"chmod", EPERM}, {"chown", EPERM}, {"fopen", EMFILE}, {"fread", EIO},    {"mkdir", ENOSPC},
+        {"open", EMFILE}, {"opendir", EIO}, {"popen", EAGAIN}, {"pread", EIO},    {"read", EIO},
+        {"read", EINTR},  {"readdir", EIO}, {"realpath", EIO}, {"remove", EROFS}, {"rename", EIO},
+        {"stat", EIO},    {"statfs", EIO},  {"write", ENOSPC}, {"write", EINTR},
     };
     for (const auto& [call, error] : faults) {
         int failed = 0;
@@ -228,20 +227,26 @@ TEST(Faults, SignalsChangeNoOutcome) {
 }
 
 TEST(Faults, WithoutAProcessForTheShellEveryCheckSaysSo) {
+    constexpr int UNLIMITED = 2;
     InstallFiles();
     Do("OutputLog opened");
     const pid_t child = fork();
     if (child == 0) {
         const rlimit none = {0, 0};
-        const bool limited = setrlimit(RLIMIT_NPROC, &none) == 0 && (geteuid() != 0 || setuid(65534) == 0);
+        if (setrlimit(RLIMIT_NPROC, &none) != 0 || (geteuid() == 0 && setuid(65534) != 0)) {
+            _exit(UNLIMITED);
+        }
         const std::string verdict = OutcomeOf("CheckNativePatch");
         const bool unproven = verdict.find("unproven: 2") != std::string::npos;
         const bool missing = OutcomeOf("CheckAppPatch app 7").find(": \"false,miss,") != std::string::npos;
-        _exit(limited && unproven && missing ? 0 : 1);
+        _exit(unproven && missing ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == UNLIMITED) {
+        GTEST_SKIP() << "root is not limited, and cannot become another user here";
+    }
+    EXPECT_EQ(status, 0);
 }
 
 TEST(Faults, WalksGoOnWhenFilesVanishUnderThem) {

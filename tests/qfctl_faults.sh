@@ -2,9 +2,8 @@
 # qfctl when calls of the C library fail, one at a time: it says so or succeeds, and keeps what was there.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-calls=('chmod 1' 'fchmod 1' 'fopen64 24' 'fread 5' 'fstat64 5' 'fsync 5' 'ftruncate64 5' 'lstat64 5' 'open64 24' 'openat64 28' 'opendir 24'
-  'popen 11' 'pread64 5' 'pread64 4' 'read 5' 'read 4' 'readdir 5' 'readdir64 5' 'realpath 5' 'remove 30' 'renameat 30'
-  'stat64 5' 'write 28' 'write 4' 'writev 28' 'writev 4')
+calls=('chmod 1' 'fchmod 1' 'fopen 24' 'fread 5' 'fstat 5' 'fsync 5' 'ftruncate 5' 'lstat 5' 'open 24' 'openat 28' 'opendir 24'
+  'popen 11' 'pread 5' 'pread 4' 'read 5' 'read 4' 'readdir 5' 'realpath 5' 'remove 30' 'renameat 30' 'stat 5' 'write 28' 'write 4')
 reached=0
 logs=/data/update/quickfix/log
 
@@ -57,7 +56,11 @@ sweep 0 hash report status
 sweep 0 status show --file status
 sweep 0 status show --file status --json
 sweep 0 log
-sweep 0 cmdline quickfix
+if cmp -s /proc/cmdline "$PROJECT/tests/data/cmdline"; then
+  sweep 0 cmdline quickfix
+else
+  skip "/proc/cmdline is not the test's"
+fi
 sweep 1 verify
 chmod 644 /live/sub/b
 sweep 0 verify --json

@@ -93,50 +93,74 @@ bool End() {
 }  // namespace FaultInjector
 
 // NOLINTBEGIN(bugprone-macro-parentheses): what stands for declarations can't be in parentheses
-#define CALL(result, name, failure, parameters, arguments)                                        \
+#define ENTRY(call, result, name, failure, parameters, arguments)                                 \
     extern "C" [[gnu::visibility("default")]] result name parameters {                            \
         static const auto next = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
-        return Fails(#name) ? (failure) : next arguments;                                         \
+        return Fails(#call) ? (failure) : next arguments;                                         \
+    }
+#define CALL(result, name, failure, parameters, arguments) ENTRY(name, result, name, failure, parameters, arguments)
+
+#define MODE_OF(flags, mode)                                                    \
+    va_list arguments;                                                          \
+    va_start(arguments, flags);                                                 \
+    const mode_t mode = ((flags)&O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
+    va_end(arguments)
+
+#define OPEN_ENTRY(name)                                                                                    \
+    extern "C" [[gnu::visibility("default")]] int name(const char* path, int flags, ...) {                  \
+        static const auto next = reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, #name)); \
+        MODE_OF(flags, mode);                                                                               \
+        return Fails("open") ? -1 : next(path, flags, mode);                                                \
+    }
+#define OPENAT_ENTRY(name)                                                                                       \
+    extern "C" [[gnu::visibility("default")]] int name(int folder, const char* path, int flags, ...) {           \
+        static const auto next = reinterpret_cast<int (*)(int, const char*, int, ...)>(dlsym(RTLD_NEXT, #name)); \
+        MODE_OF(flags, mode);                                                                                    \
+        return Fails("openat") ? -1 : next(folder, path, flags, mode);                                           \
     }
 // NOLINTEND(bugprone-macro-parentheses)
 
+// A call has several entries where a standard library may use one in one version and another in the next.
 CALL(int, chmod, -1, (const char* path, mode_t mode), (path, mode))
 CALL(int, chown, -1, (const char* path, uid_t user, gid_t group), (path, user, group))
 CALL(int, fchmod, -1, (int file, mode_t mode), (file, mode))
-CALL(FILE*, fopen64, nullptr, (const char* path, const char* mode), (path, mode))
+CALL(FILE*, fopen, nullptr, (const char* path, const char* mode), (path, mode))
+ENTRY(fopen, FILE*, fopen64, nullptr, (const char* path, const char* mode), (path, mode))
 CALL(size_t, fread, 0, (void* to, size_t size, size_t count, FILE* file), (to, size, count, file))
-CALL(int, fstat64, -1, (int file, struct stat64* status), (file, status))
+CALL(int, fstat, -1, (int file, struct stat* status), (file, status))
+ENTRY(fstat, int, fstat64, -1, (int file, struct stat64* status), (file, status))
 CALL(int, fchown, -1, (int file, uid_t user, gid_t group), (file, user, group))
 CALL(int, fsync, -1, (int file), (file))
-CALL(int, lstat64, -1, (const char* path, struct stat64* status), (path, status))
+CALL(int, lstat, -1, (const char* path, struct stat* status), (path, status))
+ENTRY(lstat, int, lstat64, -1, (const char* path, struct stat64* status), (path, status))
 CALL(int, mkdir, -1, (const char* path, mode_t mode), (path, mode))
+OPEN_ENTRY(open)
+OPEN_ENTRY(open64)
+OPENAT_ENTRY(openat)
+OPENAT_ENTRY(openat64)
 CALL(DIR*, opendir, nullptr, (const char* path), (path))
 CALL(int, poll, -1, (pollfd * files, nfds_t count, int timeout), (files, count, timeout))
-CALL(int, ftruncate64, -1, (int file, off64_t size), (file, size))
+CALL(int, ftruncate, -1, (int file, off_t size), (file, size))
+ENTRY(ftruncate, int, ftruncate64, -1, (int file, off64_t size), (file, size))
 CALL(FILE*, popen, nullptr, (const char* command, const char* mode), (command, mode))
-CALL(ssize_t, pread64, -1, (int file, void* to, size_t size, off64_t at), (file, to, size, at))
+CALL(ssize_t, pread, -1, (int file, void* to, size_t size, off_t at), (file, to, size, at))
+ENTRY(pread, ssize_t, pread64, -1, (int file, void* to, size_t size, off64_t at), (file, to, size, at))
 CALL(ssize_t, read, -1, (int file, void* to, size_t size), (file, to, size))
 CALL(dirent*, readdir, nullptr, (DIR * directory), (directory))
-CALL(dirent64*, readdir64, nullptr, (DIR * directory), (directory))
+ENTRY(readdir, dirent64*, readdir64, nullptr, (DIR * directory), (directory))
 CALL(char*, realpath, nullptr, (const char* path, char* resolved), (path, resolved))
 CALL(int, remove, -1, (const char* path), (path))
 CALL(int, rename, -1, (const char* from, const char* to), (from, to))
+CALL(int, stat, -1, (const char* path, struct stat* status), (path, status))
+ENTRY(stat, int, stat64, -1, (const char* path, struct stat64* status), (path, status))
+CALL(int, statfs, -1, (const char* path, struct statfs* status), (path, status))
+ENTRY(statfs, int, statfs64, -1, (const char* path, struct statfs64* status), (path, status))
+CALL(int, truncate, -1, (const char* path, off_t size), (path, size))
+ENTRY(truncate, int, truncate64, -1, (const char* path, off64_t size), (path, size))
 CALL(int, renameat, -1, (int folder, const char* from, int other, const char* to), (folder, from, other, to))
-CALL(int, stat64, -1, (const char* path, struct stat64* status), (path, status))
-CALL(int, statfs64, -1, (const char* path, struct statfs64* status), (path, status))
-CALL(int, truncate64, -1, (const char* path, off64_t size), (path, size))
 CALL(int, unlink, -1, (const char* path), (path))
 CALL(ssize_t, write, -1, (int file, const void* from, size_t size), (file, from, size))
-CALL(ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
-
-extern "C" [[gnu::visibility("default")]] int open64(const char* path, int flags, ...) {
-    static const auto next = reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return Fails("open64") ? -1 : next(path, flags, mode);
-}
+ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
 
 // One that takes the port's place, as a program's own would.
 extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...) {
@@ -149,13 +173,4 @@ extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destS
     const int length = vsnprintf(dest, destSize, format, arguments);
     va_end(arguments);
     return length < 0 || static_cast<size_t>(length) >= destSize ? -1 : length;
-}
-
-extern "C" [[gnu::visibility("default")]] int openat64(int folder, const char* path, int flags, ...) {
-    static const auto next = reinterpret_cast<int (*)(int, const char*, int, ...)>(dlsym(RTLD_NEXT, "openat64"));
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return Fails("openat64") ? -1 : next(folder, path, flags, mode);
 }
