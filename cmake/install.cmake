@@ -35,10 +35,15 @@ install(FILES
   DESTINATION ${package_dir} COMPONENT development)
 
 # Relative to the file itself, so that an installed tree can be moved.
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
-  OUTPUT_VARIABLE pc_prefix)
-cmake_path(APPEND pc_libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
-cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
+file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pc_prefix ${pc_prefix})
+set(pc_libdir ${CMAKE_INSTALL_LIBDIR})
+set(pc_includedir ${CMAKE_INSTALL_INCLUDEDIR})
+foreach(folder pc_libdir pc_includedir)
+  if(NOT IS_ABSOLUTE ${${folder}})
+    set(${folder} "\${prefix}/${${folder}}")
+  endif()
+endforeach()
 set(pc_libraries "-lquickfix_utils")
 if(TARGET quickfix_platform)
   string(APPEND pc_libraries " -lquickfix_platform")
