@@ -70,7 +70,7 @@ TEST(LogMacros, RecordsCarryTheirPlaceOnBothLogs) {
 
 TEST(LogMacros, TakeAnyExpressionAsAnArgument) {
     PlumeCapture capture;
-    const int outer = 1;
+    int outer = 1;
     QF_FILE_LOGI(
         "%{public}d %{public}zu",
         [&outer] {
