@@ -1,113 +1,301 @@
-// Each job of the library beside the fastest way, or the plainest one, to do the same; both sides in one run.
-// What counts is the ratio of their times.
-//
-//   quickfix_benchmarks [FOLDER] [options of Google Benchmark]
-//
-// Prints tables; into the folder go a page, page.md, and charts.
-
+// The jobs of the library, and of others that do the same; report.py runs them in rounds and compares their times.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <spawn.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/spdlog.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <algorithm>
-#include <iostream>
-#include <regex>
-#include <stdexcept>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
 #include <vector>
 
-#include "jobs/jobs.h"
+#include "file_utils.h"
+#include "platform/singleton.h"
 #include "quick_fix_log.h"
-#include "report/machine.h"
-#include "report/report.h"
+#include "string_utils.h"
+#include "test_manager.h"
 
 namespace {
 
-using bench::Comparison;
-using bench::Side;
+namespace fs = std::filesystem;
+using namespace TEKLO::QuickFixEngine;
 
-/// Keeps the time of the one job that ran.
-class TimeReporter : public benchmark::BenchmarkReporter {
-public:
-    bool ReportContext(const Context& /*context*/) override { return true; }
-    void ReportRuns(const std::vector<Run>& runs) override {
-        nanoseconds_ = runs.front().real_accumulated_time * 1e9 / static_cast<double>(runs.front().iterations);
-    }
-    double Nanoseconds() const { return nanoseconds_; }
-
-private:
-    double nanoseconds_ = 0;
-};
-
-bool IsWanted(const Side& side) {
-    return !side.job.empty() && std::regex_search(side.job, std::regex(benchmark::GetBenchmarkFilter()));
+// Many short samples rather than few long ones: interference spoils some rounds, and not the median.
+void InShortSamples(benchmark::internal::Benchmark* job) {
+    job->UseRealTime()->MinTime(0.2);
 }
 
-void Sample(Side& side) {
-    TimeReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter, "^" + side.job + "/");
-    if (reporter.Nanoseconds() > 0) {
-        side.samples.push_back(reporter.Nanoseconds() / side.items);
+void Require(bool done, const std::string& what) {
+    if (!done) {
+        (void)fprintf(stderr, "quickfix_benchmarks: failed: %s\n", what.c_str());
+        exit(EXIT_FAILURE);
     }
 }
 
-/// One sample of each side a round. Every other round goes backwards, so that what drifts drifts for all alike.
-void Measure(Comparison& comparison) {
-    std::vector<Side*> sides;
-    for (Side& side : comparison.sides) {
-        if (IsWanted(side)) {
-            sides.push_back(&side);
+void MakeFile(const fs::path& path, size_t size) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << std::string(size, 'x');
+    Require(fs::file_size(path) == size, "writing " + path.string());
+}
+
+constexpr char DIGEST_FILE[] = "/tmp/digest";
+
+std::string DigestWithEvp(const std::string& path) {
+    static char block[64 * 1024];
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    EVP_MD_CTX* context = EVP_MD_CTX_new();
+    EVP_DigestInit_ex(context, EVP_sha256(), nullptr);
+    for (ssize_t count = 0; (count = read(file, block, sizeof(block))) > 0;) {
+        EVP_DigestUpdate(context, block, static_cast<size_t>(count));
+    }
+    unsigned char digest[EVP_MAX_MD_SIZE] = {};
+    unsigned int length = 0;
+    EVP_DigestFinal_ex(context, digest, &length);
+    EVP_MD_CTX_free(context);
+    close(file);
+    char text[2 * EVP_MAX_MD_SIZE + 1] = {};
+    OPENSSL_buf2hexstr_ex(text, sizeof(text), nullptr, digest, length, '\0');
+    return text;
+}
+
+void Digest(benchmark::State& state, std::string (*digest)(const std::string&)) {
+    MakeFile(DIGEST_FILE, 64U << 20);
+    for ([[maybe_unused]] auto _ : state) {
+        benchmark::DoNotOptimize(digest(DIGEST_FILE));
+    }
+    const std::string expected = FileUtils::GetFileSHA256(DIGEST_FILE);
+    Require(strcasecmp(digest(DIGEST_FILE).c_str(), expected.c_str()) == 0, "the same digest");
+}
+BENCHMARK_CAPTURE(Digest, Library, FileUtils::GetFileSHA256)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Digest, Evp, DigestWithEvp)->Apply(InShortSamples);
+
+/// The peak of this process. getrusage would count what its parent held when it forked.
+double PeakKib() {
+    std::ifstream status("/proc/self/status");
+    std::string field;
+    double peak = 0;
+    while (status >> field && field != "VmHWM:") {
+    }
+    Require(static_cast<bool>(status >> peak), "reading the peak of memory");
+    return peak;
+}
+
+void DigestMemory(benchmark::State& state, uintmax_t size) {
+    // A hole: making it takes no memory.
+    std::ofstream("/tmp/hole").close();
+    fs::resize_file("/tmp/hole", size);
+    for ([[maybe_unused]] auto _ : state) {
+        Require(!FileUtils::GetFileSHA256("/tmp/hole").empty(), "digest of a large file");
+    }
+    state.counters["peak_kib"] = PeakKib();
+}
+BENCHMARK_CAPTURE(DigestMemory, Of1GiB, 1U << 30)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(DigestMemory, Of1MiB, 1U << 20)->UseRealTime()->Iterations(1);
+
+constexpr char FIRST_LOG[] = "/data/update/quickfix/log/quickfix_1.log";
+constexpr char SECOND_LOG[] = "/data/update/quickfix/log/quickfix_2.log";
+constexpr char OTHER_LOG[] = "/data/update/quickfix/log/other.log";
+constexpr off_t FULL = 65536;
+
+void WriteRecord() {
+    QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", "/system/lib64/libexample.so", "-rw-r--r--");
+}
+
+/// Returns the length of a record.
+size_t ClearLog() {
+    const auto logger = TEKLO::DelayedSingleton<QuickFixLogger>::GetInstance();
+    logger->RemoveLog();
+    WriteRecord();
+    const size_t length = fs::file_size(FIRST_LOG);
+    logger->RemoveLog();
+    return length;
+}
+
+void RecordLibrary(benchmark::State& state) {
+    ClearLog();
+    // With a second file, the files are rotated.
+    std::ofstream(SECOND_LOG).close();
+    for ([[maybe_unused]] auto _ : state) {
+        WriteRecord();
+    }
+    Require(fs::file_size(SECOND_LOG) > 0, "records in the file log");
+    ClearLog();
+}
+BENCHMARK(RecordLibrary)->Apply(InShortSamples);
+
+void RecordSystemCalls(benchmark::State& state, bool resolvePath) {
+    const std::string line(ClearLog(), 'x');
+    const int file = open(OTHER_LOG, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    for ([[maybe_unused]] auto _ : state) {
+        char resolved[PATH_MAX];
+        if (resolvePath) {
+            benchmark::DoNotOptimize(realpath(OTHER_LOG, resolved));
+        }
+        struct stat status = {};
+        (void)stat(OTHER_LOG, &status);
+        if (status.st_size >= FULL) {
+            (void)!ftruncate(file, 0);
+        }
+        (void)!write(file, line.data(), line.size());
+    }
+    close(file);
+}
+BENCHMARK_CAPTURE(RecordSystemCalls, StatWrite, false)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(RecordSystemCalls, RealpathStatWrite, true)->Apply(InShortSamples);
+
+void RecordSpdlog(benchmark::State& state) {
+    auto logger = spdlog::rotating_logger_mt("bench", "/tmp/spdlog.log", FULL, 1);
+    logger->flush_on(spdlog::level::trace);
+    for ([[maybe_unused]] auto _ : state) {
+        logger->info("filePath: {}, Prop: {}", "/system/lib64/libexample.so", "-rw-r--r--");
+    }
+    spdlog::drop("bench");
+}
+BENCHMARK(RecordSpdlog)->Apply(InShortSamples);
+
+constexpr char OVERLAY[] = "/patch_qv/overlay";
+
+void MakeOverlay(int files) {
+    for (const std::string root : {"/bench/", "/patch_qv/overlay/bench/"}) {
+        fs::remove_all(root);
+        for (int i = 0; i < files; ++i) {
+            MakeFile(root + std::to_string(i / 100) + "/" + std::to_string(i), 8192);
         }
     }
-    for (int round = 0; round < comparison.rounds && !sides.empty(); ++round) {
-        std::cerr << comparison.title << ", round " << round + 1 << " of " << comparison.rounds << std::endl;
-        for (Side* side : sides) {
-            Sample(*side);
-        }
-        std::reverse(sides.begin(), sides.end());
-    }
 }
 
-bench::Results MeasureAll() {
-    const long growth = bench::DigestGrowthKib();
-    bench::Results results = {
-        {bench::CompareDigest(), bench::CompareLogRecord(), bench::CompareVerification(),
-         bench::CompareVerificationGrowth(), bench::CompareCopy(), bench::CompareSplitting(), bench::CompareLoadTime(),
-         bench::CompareSize()},
-        growth,
-        bench::DescribeMachine(),
-    };
-    for (Comparison& comparison : results.comparisons) {
-        Measure(comparison);
-    }
-    return results;
+void VerifyWithLibrary(int files) {
+    const std::string report = TestManager().CheckNativePatch();
+    Require(report.find("\"success\": \"" + std::to_string(files) + "\"") != std::string::npos, "verification");
 }
 
-void Print(const bench::Results& results) {
-    for (const Comparison& comparison : results.comparisons) {
-        const auto measured = [&](const bench::Pair& pair) { return IsMeasured(comparison, pair); };
-        if (std::any_of(comparison.pairs.begin(), comparison.pairs.end(), measured)) {
-            std::cout << "\n" << bench::Tabulate(comparison) << "\n";
+std::string FirstLine(const std::string& command) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    char line[1024] = {};
+    Require(pipe != nullptr && fgets(line, sizeof(line), pipe.get()) != nullptr, command);
+    return line;
+}
+
+template <bool withDigest>
+void VerifyInLoop(int files) {
+    for (const auto& entry : fs::recursive_directory_iterator(OVERLAY)) {
+        if (!entry.is_regular_file()) {
+            continue;
+        }
+        const std::string patch = entry.path();
+        for (const std::string& path : {patch, patch.substr(sizeof(OVERLAY) - 1)}) {
+            if (withDigest) {
+                benchmark::DoNotOptimize(FileUtils::GetFileSHA256(path));
+            }
+            benchmark::DoNotOptimize(FirstLine("ls -l " + path));
+            benchmark::DoNotOptimize(FirstLine("ls -Z " + path));
+        }
+        --files;
+    }
+    Require(files == 0, "a look at each file");
+}
+
+void Verify(benchmark::State& state, int files, void (*verify)(int files)) {
+    MakeOverlay(files);
+    for ([[maybe_unused]] auto _ : state) {
+        verify(files);
+    }
+    state.SetItemsProcessed(state.iterations() * files);
+}
+BENCHMARK_CAPTURE(Verify, Library, 200, VerifyWithLibrary)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Loop, 200, VerifyInLoop<true>)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Commands, 200, VerifyInLoop<false>)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Library10000, 10000, VerifyWithLibrary)->UseRealTime()->Iterations(1);
+// One run over few files tells little beside one that takes minutes.
+BENCHMARK_CAPTURE(Verify, Library100, 100, VerifyWithLibrary)->UseRealTime()->Iterations(30);
+
+void Copy(benchmark::State& state, bool (*copy)()) {
+    for (const char* file : {"/tmp/tree/a", "/tmp/tree/b", "/tmp/tree/c", "/tmp/tree/sub/d"}) {
+        MakeFile(file, 16U << 20);
+    }
+    for ([[maybe_unused]] auto _ : state) {
+        Require(copy(), "copy of a tree");
+        state.PauseTiming();
+        FileUtils::CleanDir("/tmp/copy", true);
+        state.ResumeTiming();
+    }
+}
+BENCHMARK_CAPTURE(Copy, Library, [] { return FileUtils::CopyDir("/tmp/tree/", "/tmp/copy/"); })->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Copy, Cp, [] { return std::system("cp -r /tmp/tree /tmp/copy") == 0; })->Apply(InShortSamples);
+
+using Pieces = std::vector<std::string>;
+
+Pieces SplitWithGetline(std::string& text) {
+    Pieces pieces;
+    std::istringstream stream(text);
+    for (std::string piece; std::getline(stream, piece, ' ');) {
+        if (!piece.empty()) {
+            pieces.push_back(piece);
         }
     }
-    std::cout << "\nPeak memory of the process grew by " << results.digestGrowthKib
-              << " KiB from the digest of 1 MiB to that of 1 GiB.\n";
+    return pieces;
 }
+
+Pieces SplitWithStrtok(std::string& text) {
+    Pieces pieces;
+    std::string copy = text;
+    char* rest = nullptr;
+    for (char* piece = strtok_r(copy.data(), " ", &rest); piece != nullptr; piece = strtok_r(nullptr, " ", &rest)) {
+        pieces.emplace_back(piece);
+    }
+    return pieces;
+}
+
+void Split(benchmark::State& state, Pieces (*split)(std::string&)) {
+    std::string text;
+    for (size_t i = 0; i < 40; ++i) {
+        text += "driver.option" + std::to_string(i) + "=" + std::string(i / 2, 'v') + (i % 8 == 0 ? "  " : " ");
+    }
+    for ([[maybe_unused]] auto _ : state) {
+        benchmark::DoNotOptimize(split(text));
+    }
+    Require(split(text).size() == 40 && split(text) == StringUtils::Split(text, ' '), "the same pieces of a text");
+}
+BENCHMARK_CAPTURE(Split, Library, [](std::string& text) {
+    return StringUtils::Split(text, ' ');
+})->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Split, Getline, SplitWithGetline)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Split, Strtok, SplitWithStrtok)->Apply(InShortSamples);
+
+void Load(benchmark::State& state, const char* program) {
+    std::string path = fs::read_symlink("/proc/self/exe").parent_path() / program;
+    char* const arguments[] = {path.data(), nullptr};
+    for ([[maybe_unused]] auto _ : state) {
+        pid_t process = 0;
+        int status = -1;
+        Require(posix_spawn(&process, path.c_str(), nullptr, nullptr, arguments, environ) == 0, path);
+        Require(waitpid(process, &status, 0) == process && status == 0, path);
+    }
+}
+BENCHMARK_CAPTURE(Load, Library, "load_library")->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Load, Port, "load_port")->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Load, Dependencies, "load_dependencies")->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Load, Core, "load_core")->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Load, Nothing, "load_nothing")->Apply(InShortSamples);
 
 }  // namespace
 
-int main(int argc, char** argv) try {
+int main(int argc, char** argv) {
+    QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
+    benchmark::AddCustomContext("versions", VERSIONS);
     benchmark::Initialize(&argc, argv);
-    if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
-        std::cerr << "quickfix_benchmarks: takes a folder for the page, and options of Google Benchmark\n";
-        return 2;
-    }
-    TEKLO::QuickFixEngine::QuickFixPlumeWrapper::level_ =
-        static_cast<TEKLO::QuickFixEngine::QuickFixPlumeLevel>(INT32_MAX);
-    const bench::Results results = MeasureAll();
-    Print(results);
-    if (argc == 2) {
-        bench::WriteReport(argv[1], PAGE_TEMPLATE, results);
-    }
-    return 0;
-} catch (const std::exception& error) {
-    std::cerr << "quickfix_benchmarks: " << error.what() << "\n";
-    return 1;
+    return !benchmark::ReportUnrecognizedArguments(argc, argv) && benchmark::RunSpecifiedBenchmarks() > 0 ? 0 : 2;
 }

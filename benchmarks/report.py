@@ -1,0 +1,184 @@
+#!/usr/bin/env python3
+"""Runs the jobs of quickfix_benchmarks in rounds and compares them, as tables or as a page with charts.
+It writes to fixed paths: scripts/bench runs it in a private root.
+
+report.py [--rounds N] [--page FOLDER] [options of Google Benchmark]
+"""
+import argparse
+import datetime
+import json
+import os
+import platform
+import re
+import subprocess
+import sys
+from collections import namedtuple
+from pathlib import Path
+from statistics import median
+
+SOURCES = Path(__file__).resolve().parent
+PROGRAM = SOURCES.parent / "build/bench/benchmarks/quickfix_benchmarks"
+SCALES = {"ms": 1e6, "µs": 1e3}  # of nanoseconds
+
+# The relation is "speed", "time", "memory" or "size". The bar is for the first side beside the second, or for the size
+# of the first. Sides are jobs and their labels; the first is compared with each of the others.
+Comparison = namedtuple("Comparison", "title unit rounds relation bar sides")
+COMPARISONS = {
+    "digest": Comparison("Digest of 64 MiB", "ms", 21, "speed", ("at least", 0.95), {
+        "Digest/Library": "library", "Digest/Evp": "EVP, 64 KiB reads"}),
+    "digest_memory": Comparison("Peak memory of a process", "KiB", 3, "memory", ("at most", 1024), {
+        "DigestMemory/Of1GiB": "digest of 1 GiB", "DigestMemory/Of1MiB": "digest of 1 MiB"}),
+    "log_record": Comparison("One file-log record", "µs", 21, "time", ("at most", 1.15), {
+        "RecordLibrary": "library", "RecordSystemCalls/RealpathStatWrite": "realpath, stat and write alone",
+        "RecordSystemCalls/StatWrite": "stat and write alone", "RecordSpdlog": "spdlog, rotating, flushed"}),
+    "verification": Comparison("One file of 200 verified", "ms", 11, "speed", ("at least", 0.97), {
+        "Verify/Library": "library", "Verify/Loop": "a plain loop", "Verify/Commands": "its four commands alone"}),
+    "verification_growth": Comparison("Time per verified file", "ms", 3, "time", ("at most", 1.2), {
+        "Verify/Library10000": "library, 10,000 files", "Verify/Library100": "library, 100 files"}),
+    "copy": Comparison("Tree of 4 × 16 MiB copied", "ms", 21, "speed", ("at least", 0.90), {
+        "Copy/Library": "library", "Copy/Cp": "cp -r"}),
+    "splitting": Comparison("Command line of 40 tokens split", "µs", 21, "speed", (), {
+        "Split/Library": "library", "Split/Getline": "getline over an istringstream",
+        "Split/Strtok": "strtok_r over a copy"}),
+    "load_time": Comparison("Empty program, linked to", "ms", 21, "time", (), {
+        "Load/Library": "library", "Load/Port": "its port, libsystemd, libcrypto, libcjson, libstdc++",
+        "Load/Dependencies": "libsystemd, libcrypto, libcjson, libstdc++",
+        "Load/Core": "libcrypto, libcjson, libstdc++", "Load/Nothing": "C library alone"}),
+    "size": Comparison("Shared library, stripped", "bytes", 1, "size", ("at most", 131072), {f: f for f in (
+        "libquickfix_utils.so", "libquickfix_platform.so", "libcjson.so", "libsystemd.so", "libspdlog.so",
+        "libcrypto.so")}),
+}
+
+
+def run_program(*options):
+    result = subprocess.run([PROGRAM, *options], stdout=subprocess.PIPE, text=True)
+    return result.stdout if result.returncode == 0 else sys.exit(f"report.py: no result with {' '.join(options)}")
+
+
+def run_job(job, options=()):
+    return json.loads(run_program(*options, f"--benchmark_filter=^{job}/", "--benchmark_format=json"))
+
+
+def stripped_size(library):
+    loaded = subprocess.run(["ldd", PROGRAM], stdout=subprocess.PIPE, check=True, text=True).stdout
+    path = re.search(rf"{re.escape(library)}\S* => (\S+)", loaded)[1]
+    subprocess.run(["strip", "-o", "/tmp/stripped", path], check=True)
+    return os.stat("/tmp/stripped").st_size
+
+
+def sample(job, unit, options):
+    """One figure in this unit, of a process of its own."""
+    if unit == "bytes":
+        return stripped_size(job)
+    run = run_job(job, options)["benchmarks"][0]
+    if unit == "KiB":
+        return run["peak_kib"]
+    return (1e9 / run["items_per_second"] if "items_per_second" in run else run["real_time"]) / SCALES[unit]
+
+
+def measure(comparison, jobs, rounds, options):
+    samples = {job: [] for job in comparison.sides if job in jobs}
+    for number in range(min(comparison.rounds, rounds) if samples else 0):
+        print(f"{comparison.title}, round {number + 1}", file=sys.stderr)
+        # Every other round goes backwards, so that what drifts drifts for all alike.
+        for job in list(samples)[::(-1) ** number]:
+            samples[job].append(sample(job, comparison.unit, options))
+    return samples
+
+
+def shown(figures, unit):
+    digits = 0 if unit.startswith(("bytes", "KiB")) else 2
+    spread = f" ({min(figures):,.{digits}f} to {max(figures):,.{digits}f})" if min(figures) < max(figures) else ""
+    return f"{median(figures):,.{digits}f} {unit}{spread}"
+
+
+def compare(relation, first, second):
+    """Returns the figures of the rounds, and their unit."""
+    if relation == "memory":
+        return [a - b for a, b in zip(first, second)], "KiB more"
+    return [b / a if relation == "speed" else a / b for a, b in zip(first, second)], f"of its {relation}"
+
+
+def tabulate(comparison, samples):
+    rows = [f"| {comparison.title} | measured | first row relative to it |", "|---|---|---|"]
+    first = samples.get(next(iter(comparison.sides)))
+    for job, label in comparison.sides.items():
+        figures = samples.get(job)
+        if figures:
+            beside = first and figures is not first and shown(*compare(comparison.relation, first, figures))
+            rows.append(f"| {label} | {shown(figures, comparison.unit)} | {beside or ''} |")
+    return "\n".join(rows)
+
+
+def tabulate_bars(comparisons, samples):
+    rows = ["| figure | bar | measured | met |", "|---|---|---|---|"]
+    for title, _, _, relation, (direction, bar), sides in (c for c in comparisons if c.bar):
+        first, second, *_ = sides
+        figures, unit = compare(relation, samples[first], samples[second])
+        what = f"{sides[first]} beside {sides[second]}"
+        if relation == "size":
+            what, figures, unit = first, samples[first], "bytes"
+        missed = 100 * (median(figures) / bar - 1) * (-1 if direction == "at least" else 1)
+        # Never 0.0 %, however small it is.
+        met = "yes" if missed <= 0 else f"**no**, missed by {max(missed, 0.1):.1f} %"
+        rows.append(f"| {title}: {what} | {direction} {shown([bar], unit)} | {shown(figures, unit)} | {met} |")
+    return "\n".join(rows)
+
+
+def draw(comparison, samples, path):
+    """Returns the figures as text, for those who can't see the chart."""
+    values = [samples[job] for job in comparison.sides]
+    # A bar far longer than the first is cut off, so that the others can be told apart.
+    longest = max(max(figures) for figures in values if median(figures) <= 8 * max(values[0]))
+    texts = [f"{label}\t{shown(figures, comparison.unit)}" for label, figures in zip(comparison.sides.values(), values)]
+    rows = [f"{text}\t{median(figures)}\t{min(figures)}\t{max(figures)}" for text, figures in zip(texts, values)]
+    axis = f"{comparison.unit}, shorter is better; median and range of {len(values[0])} rounds"
+    axis = axis.split(";")[0] if len(values[0]) == 1 else axis
+    script = ["$bars << END", *rows, "END", f"heading = '{comparison.title}'", f"axis = '{axis}'",
+              f"rows = {len(rows)}", f"limit = {1.02 * longest}", f"file = '{path}'",
+              f"load '{SOURCES}/chart.gp'"]
+    subprocess.run(["gnuplot", "-"], input="\n".join(script), text=True, check=True)
+    description = f"{comparison.title}, shorter is better. {'; '.join(texts)}".replace("\t", ": ")
+    path.write_text(path.read_text().replace("<title>Gnuplot</title>", f"<title>{description}</title>"))
+    return description
+
+
+def describe_machine():
+    model = re.search(r"^model name\s*: (.*)", Path("/proc/cpuinfo").read_text(), re.MULTILINE)
+    return "\n".join([
+        f"| processor | {model[1] if model else '(unknown)'}, {os.cpu_count()} cores |", "|---|---|",
+        f"| system | {platform.freedesktop_os_release()['PRETTY_NAME']}, {platform.platform()} |",
+        f"| versions | {run_job('Split/Library')['context']['versions']}, release build |",
+        f"| date | {datetime.date.today()} |"])
+
+
+def write_page(folder, samples):
+    values = {"machine": describe_machine(), "bars": tabulate_bars(COMPARISONS.values(), samples)}
+    for name, comparison in COMPARISONS.items():
+        description = draw(comparison, samples, folder / "benchmarks" / f"{name}.svg")
+        values[name] = f"![{description}](benchmarks/{name}.svg)\n\n{tabulate(comparison, samples)}"
+    page = re.sub(r"@(\w+)@", lambda field: values.pop(field[1]), (SOURCES / "page.md.in").read_text())
+    if values:
+        sys.exit(f"report.py: the page leaves out {', '.join(values)}")
+    (folder / "benchmarks.md").write_text(page)
+
+
+def main():
+    parser = argparse.ArgumentParser(allow_abbrev=False, usage=__doc__)
+    parser.add_argument("--rounds", type=int, default=100)
+    parser.add_argument("--page", type=Path)
+    arguments, options = parser.parse_known_args()
+    jobs = {"/".join(name.split("/")[:-2]) for name in run_program(*options, "--benchmark_list_tests").split()}
+    jobs.update(() if options else COMPARISONS["size"].sides)
+    samples, tables = {}, []
+    for comparison in COMPARISONS.values():
+        measured = measure(comparison, jobs, arguments.rounds, options)
+        samples.update(measured)
+        tables += [tabulate(comparison, measured)] if measured else []
+    if arguments.page:
+        write_page(arguments.page, samples)
+    print("\n\n".join(tables))
+
+
+if __name__ == "__main__":
+    main()
