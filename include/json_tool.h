@@ -11,6 +11,9 @@ namespace TEKLO::QuickFixEngine {
 /// first match counts; a null `root` has no members. What is returned as a pointer belongs to the caller's tree.
 /// A missing member, or one of another type, is no failure and writes no record.
 ///
+/// A program that frees a tree includes <cjson/cJSON.h> and links cJSON itself, since the library doesn't pass it on:
+/// `find_package(cJSON)` and the target `cjson` with CMake, or the package `libcjson` with pkg-config.
+///
 /// Threads: any, as long as nobody changes the same tree.
 class [[gnu::visibility("default")]] JsonTool {
 public:
