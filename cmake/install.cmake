@@ -7,6 +7,9 @@ if(TARGET quickfix_platform)
   list(APPEND libraries quickfix_platform)
   list(APPEND headers platform/include/)
 endif()
+if(QUICKFIX_PLATFORM STREQUAL memory)
+  list(APPEND headers platform/memory/include/)
+endif()
 install(TARGETS ${libraries} EXPORT QuickFixUtilsTargets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development)

@@ -3,8 +3,8 @@
 #include <mutex>
 #include <utility>
 
-#include "memory_platform.h"
 #include "platform/common_event.h"
+#include "platform/memory_platform.h"
 
 namespace {
 

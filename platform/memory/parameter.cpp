@@ -5,7 +5,7 @@
 #include <map>
 #include <mutex>
 
-#include "memory_platform.h"
+#include "platform/memory_platform.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <utility>
 
-#include "memory_platform.h"
+#include "platform/memory_platform.h"
 #include "plume_format.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-#include "memory_platform.h"
+#include "platform/memory_platform.h"
 
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;

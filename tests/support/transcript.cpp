@@ -18,7 +18,7 @@
 #include "error_code_wrapper.h"
 #include "file_utils.h"
 #include "json_tool.h"
-#include "memory_platform.h"
+#include "platform/memory_platform.h"
 #include "quick_fix_log.h"
 #include "quick_fix_status_record.h"
 #include "string_utils.h"
