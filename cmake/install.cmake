@@ -16,6 +16,7 @@ install(TARGETS ${libraries} EXPORT QuickFixUtilsTargets
 install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
+install(DIRECTORY platform/conformance DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils COMPONENT development)
 if(QUICKFIX_PLATFORM STREQUAL linux)
   # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
   install(FILES platform/linux/dbus/teklo.CommonEventService.conf

@@ -6,6 +6,7 @@ set(install_folders
   ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d
+  ${CMAKE_INSTALL_DATADIR}/quickfix_utils/conformance
   ${CMAKE_INSTALL_MANDIR}/man1)
 configure_file(cmake/note_folders.cmake.in note_folders.cmake @ONLY)
 # A component of its own, so that it runs in a whole install only, which alone has a manifest to uninstall by.

@@ -9,11 +9,9 @@
 #include <cstdlib>
 #include <regex>
 
-#include "platform/bounds_checked.h"
 #include "platform/parameter.h"
 #include "platform/plume_log.h"
 #include "support/files.h"
-#include "support/forked_children.h"
 
 namespace {
 
@@ -51,14 +49,6 @@ TEST(PlumePrint, ShowsOnlyWhatIsPublic) {
     EXPECT_EQ(Text("%{public}s", static_cast<const char*>(nullptr)), "(null)\n");
     EXPECT_EQ(Text("%{public}d %y %{public}s", 1, 2), "1 \n") << "unknown: nothing behind it is guessed";
     EXPECT_EQ(Text("at its end %"), "at its end \n");
-}
-
-TEST(PlumePrint, ForkedChildrenPrintWhileOtherThreadsDo) {
-    testing::internal::CaptureStderr();
-    const int hanging =
-        CountHangingChildren(200, [] { PlumePrint(3, 6, 0xD002E03, "QuickFixUitls", "%{public}d", 1); });
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(hanging, 0);
 }
 
 TEST(PlumePrint, OutlivesAStandardErrorThatNobodyReads) {
@@ -104,34 +94,6 @@ TEST(PlumePrint, GoesToTheJournalWhereItsSocketIs) {
     unsetenv("QUICKFIX_LOG");
     close(journal);
     EXPECT_EQ(Text("nobody listens"), "nobody listens\n");
-}
-
-std::string Outcome(bool succeeded, const char* text) {
-    return std::string(succeeded ? "" : "refused, leaving ") + "'" + text + "'";
-}
-
-TEST(BoundsChecked, NeverWriteBehindTheirBound) {
-    char text[8] = "unset";
-    EXPECT_EQ(Outcome(sprintf_s(text, 4, "%d", 123) == 3, text), "'123'");
-    EXPECT_EQ(Outcome(sprintf_s(text, 4, "%d", 1234) != -1, text), "refused, leaving ''");
-    EXPECT_EQ(Outcome(strcpy_s(text, 4, "abc") == 0, text), "'abc'");
-    EXPECT_EQ(Outcome(strcat_s(text, 4, "d") == 0, text), "refused, leaving ''");
-    EXPECT_EQ(Outcome(strcpy_s(text, 5, "abc") == 0, text), "'abc'");
-    EXPECT_EQ(Outcome(strcat_s(text, 5, "d") == 0, text), "'abcd'");
-    EXPECT_EQ(Outcome(strcpy_s(text, 4, "abcd") == 0, text), "refused, leaving ''");
-    // cppcheck-suppress invalidFunctionArg
-    EXPECT_TRUE(sprintf_s(text, 0, "x") == -1 && strcpy_s(text, 0, "") != 0);
-
-    char block[] = "xxxx";
-    EXPECT_EQ(Outcome(memset_s(block, 3, 'y', 2) == 0, block), "'yyxx'");
-    EXPECT_EQ(Outcome(memset_s(block, 3, 'z', 4) == 0, block), "refused, leaving 'zzzx'");
-}
-
-// The digest passes the bound of its whole buffer for each pair of digits.
-TEST(BoundsChecked, BoundMayExceedWhatIsLeftOfTheBuffer) {
-    char text[5] = {};
-    EXPECT_EQ(Outcome(sprintf_s(text, sizeof(text), "%02x", 0xab) == 2, text), "'ab'");
-    EXPECT_EQ(Outcome(sprintf_s(text + 2, sizeof(text), "%02x", 0x0c) == 2, text), "'ab0c'");
 }
 
 /// What is returned for a file of this content, and what is left in a buffer of this length.

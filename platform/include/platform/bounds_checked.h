@@ -7,8 +7,9 @@
 /// and may be larger than what is left of it behind `dest`, so an implementation must take it as it is and never
 /// compare it with the size of the object.
 ///
-/// The library relies on: nothing is written past `destSize` bytes, and a call that doesn't fit reports failure. All
-/// functions may be called from any thread.
+/// The library relies on: nothing is written past `destSize` bytes, and a call that doesn't fit reports failure; with a
+/// `destSize` of 0 nothing fits and nothing is written. `sprintf_s` formats as in the "C" locale, whatever locale the
+/// process has set, since programs read the file log. All functions may be called from any thread.
 #pragma once
 
 #include <cstddef>

@@ -6,9 +6,9 @@
 /// The library promises: a subscriber lives from its subscription to the end of its unsubscription, and the library
 /// publishes nothing itself.
 ///
-/// The library relies on: deliveries of one subscriber don't overlap and come from a thread of the framework's own;
-/// behind an unsubscription there are none. The constants of `CommonEventSupport` are ready before any static
-/// initialiser of the library.
+/// The library relies on: a subscriber gets each broadcast that matches once, in the order of publication. Its deliveries
+/// don't overlap and never come on the thread that subscribed; after an unsubscription there are none. The constants of
+/// `CommonEventSupport`, two different texts, are ready before any static initialiser of the library.
 ///
 /// The Linux port: a broadcast is the D-Bus signal `Published` of the interface `teklo.CommonEvent`; its first argument
 /// is the action. Only broadcasts of the owner of the bus name `teklo.CommonEventService` are taken. The bus is the
@@ -80,7 +80,8 @@ public:
     CommonEventSubscriber(const CommonEventSubscriber&) = delete;
     CommonEventSubscriber& operator=(const CommonEventSubscriber&) = delete;
 
-    /// Called on the framework's thread, one delivery at a time. What it throws ends this one delivery, nothing else.
+    /// Called on the framework's thread (the memory port's: the one that publishes), one delivery at a time. What it throws
+    /// ends this one delivery, nothing else.
     virtual void OnReceiveEvent(const CommonEventData& data) = 0;
 
     const CommonEventSubscribeInfo& GetSubscribeInfo() const;

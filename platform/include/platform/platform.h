@@ -21,5 +21,5 @@
 /// - A port may start threads; the library starts none. What it calls back (`OnReceiveEvent`) may log and may call the
 ///   port.
 ///
-/// docs/porting.md tells how a build is pointed at a port of the device's.
+/// docs/porting.md shows how to build with a device's own port, and how to check it with platform_conformance.
 #pragma once

@@ -9,19 +9,22 @@
 #include <thread>
 #include <vector>
 
-/// Forks children, each of which calls `log`, while other threads do too. Returns how many did not end within 5 seconds.
-inline int CountHangingChildren(int children, void (*log)()) {
+/// Forks children, each of which calls `log`, while other threads do too. False when one did not end within 5 seconds; no
+/// more are forked then.
+inline bool ForkedChildrenReturn(int children, void (*log)()) {
     std::atomic<bool> ended{false};
+    constexpr size_t LOGGING_THREADS = 4;
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    threads.reserve(LOGGING_THREADS);
+    for (size_t i = 0; i < LOGGING_THREADS; ++i) {
         threads.emplace_back([&ended, log] {
             while (!ended) {
                 log();
             }
         });
     }
-    int hanging = 0;
-    for (int i = 0; i < children; ++i) {
+    bool returned = true;
+    for (int i = 0; i < children && returned; ++i) {
         const pid_t child = fork();
         if (child == 0) {
             log();
@@ -30,7 +33,7 @@ inline int CountHangingChildren(int children, void (*log)()) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
         while (waitpid(child, nullptr, WNOHANG) == 0) {
             if (std::chrono::steady_clock::now() > deadline) {
-                ++hanging;
+                returned = false;
                 kill(child, SIGKILL);
                 waitpid(child, nullptr, 0);
                 break;
@@ -42,5 +45,5 @@ inline int CountHangingChildren(int children, void (*log)()) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    return hanging;
+    return returned;
 }

@@ -1,0 +1,134 @@
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "platform/bounds_checked.h"
+#include "report.h"
+
+namespace Conformance {
+
+namespace {
+
+/// A call on a buffer that holds "ab" and then bytes that are not its own.
+struct Case {
+    const char* call;
+    std::function<int(char*)> run;
+    int result;  // ANY_ERROR for any but 0
+    std::string left;
+};
+
+constexpr int ANY_ERROR = 1;
+constexpr int ANY_NEGATIVE = -1;
+
+std::string Escaped(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        text += byte == '\0' ? "\\0" : std::string(1, byte);
+    }
+    return "\"" + text + "\"";
+}
+
+bool IsAsExpected(int result, int expected) {
+    return expected == ANY_ERROR ? result != 0 : expected == ANY_NEGATIVE ? result < 0 : result == expected;
+}
+
+void Run(Report& report, const Case& tried) {
+    std::string buffer("ab\0######", 9);
+    const int result = tried.run(buffer.data());
+    report.Expect(IsAsExpected(result, tried.result), std::string(tried.call) + " returned " + std::to_string(result));
+    report.Expect(buffer.compare(0, tried.left.size(), tried.left) == 0,
+                  std::string(tried.call) + " left " + Escaped(buffer));
+}
+
+using namespace std::string_literals;
+
+void CheckSprintf(Report& report) {
+    const Case cases[] = {
+        {"sprintf_s of 3 characters with a bound of 4", [](char* to) { return sprintf_s(to, 4, "%d", 123); }, 3,
+         "123\0##"s},
+        {"sprintf_s of 4 characters with a bound of 4", [](char* to) { return sprintf_s(to, 4, "%d", 1234); },
+         ANY_NEGATIVE, "\0"s},
+        {"sprintf_s of nothing", [](char* to) { return sprintf_s(to, 4, "%s", ""); }, 0, "\0"s},
+        {"sprintf_s with a bound of 1", [](char* to) { return sprintf_s(to, 1, "x"); }, ANY_NEGATIVE, "\0b"s},
+        {"sprintf_s with a bound of 0", [](char* to) { return sprintf_s(to, 0, "x"); }, ANY_NEGATIVE, "ab\0###"s},
+        {"sprintf_s of %02x", [](char* to) { return sprintf_s(to, 4, "%02x", 0xc); }, 2, "0c\0"s},
+    };
+    for (const Case& tried : cases) {
+        Run(report, tried);
+    }
+    char guarded[] = "######";
+    (void)sprintf_s(guarded, 4, "%s", "too long");
+    report.Expect(strcmp(guarded + 4, "##") == 0, "sprintf_s wrote past its bound");
+}
+
+void CheckCopies(Report& report) {
+    const Case cases[] = {
+        {"strcpy_s of 3 characters with a bound of 4", [](char* to) { return strcpy_s(to, 4, "xyz"); }, 0, "xyz\0##"s},
+        {"strcpy_s of 4 characters with a bound of 4", [](char* to) { return strcpy_s(to, 4, "xyzw"); }, ANY_ERROR,
+         "\0"s},
+        {"strcpy_s of nothing", [](char* to) { return strcpy_s(to, 4, ""); }, 0, "\0"s},
+        // cppcheck-suppress invalidFunctionArg
+        {"strcpy_s with a bound of 0", [](char* to) { return strcpy_s(to, 0, "x"); }, ANY_ERROR, "ab\0###"s},
+        {"strcat_s of 1 character to 2 with a bound of 4", [](char* to) { return strcat_s(to, 4, "x"); }, 0,
+         "abx\0##"s},
+        {"strcat_s of 2 characters to 2 with a bound of 4", [](char* to) { return strcat_s(to, 4, "xy"); }, ANY_ERROR,
+         "\0"s},
+        {"strcat_s of nothing", [](char* to) { return strcat_s(to, 3, ""); }, 0, "ab\0###"s},
+        {"strcat_s to a text that fills its bound", [](char* to) { return strcat_s(to, 2, ""); }, ANY_ERROR, "\0"s},
+        {"strcat_s with a bound of 0", [](char* to) { return strcat_s(to, 0, "x"); }, ANY_ERROR, "ab\0###"s},
+        {"memset_s of 1 byte with a bound of 2", [](char* to) { return memset_s(to, 2, 'x', 1); }, 0, "xb\0###"s},
+        {"memset_s of 2 bytes with a bound of 2", [](char* to) { return memset_s(to, 2, 'x', 2); }, 0, "xx\0###"s},
+        {"memset_s of 3 bytes with a bound of 2", [](char* to) { return memset_s(to, 2, 'x', 3); }, ANY_ERROR,
+         "xx\0###"s},
+    };
+    for (const Case& tried : cases) {
+        Run(report, tried);
+    }
+    char guarded[] = "a\0####";
+    (void)strcat_s(guarded, 4, "too long");
+    (void)strcpy_s(guarded, 4, "too long");
+    report.Expect(strcmp(guarded + 4, "##") == 0, "strcpy_s or strcat_s wrote past its bound");
+}
+
+// The digest is rendered so: each pair of digits with the bound of the whole buffer.
+void CheckBoundBeyondBuffer(Report& report) {
+    char text[5] = {};
+    const bool both =
+        sprintf_s(text, sizeof(text), "%02x", 0xab) == 2 && sprintf_s(text + 2, sizeof(text), "%02x", 0xc) == 2;
+    report.Expect(both && strcmp(text, "ab0c") == 0,
+                  "sprintf_s does not accept a bound larger than the rest of its buffer");
+}
+
+/// Sets a locale with another decimal point; LC_ALL of the environment comes first. Null when there is none.
+const char* SetCommaLocale() {
+    for (const char* name : {"", "de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR"}) {
+        const char* set = setlocale(LC_ALL, name);
+        if (set != nullptr && strcmp(localeconv()->decimal_point, ".") != 0) {
+            return set;
+        }
+    }
+    return nullptr;
+}
+
+void CheckLocale(Report& report) {
+    if (SetCommaLocale() == nullptr) {
+        return report.SetNotChecked("no locale with a decimal comma is installed, and LC_ALL names none");
+    }
+    char text[32] = {};
+    (void)sprintf_s(text, sizeof(text), "%.1f", 1.5);
+    report.Expect(strcmp(text, "1.5") == 0, std::string("sprintf_s follows the process's locale: 1.5 became ") + text);
+    report.Expect(strcmp(localeconv()->decimal_point, ".") != 0, "sprintf_s changed the process's locale");
+}
+
+}  // namespace
+
+std::vector<Check> BoundsChecks() {
+    return {{"bounds.sprintf_s", CheckSprintf},
+            {"bounds.strcpy_s_strcat_s_memset_s", CheckCopies},
+            {"bounds.bound_beyond_the_buffer", CheckBoundBeyondBuffer},
+            {"bounds.locale", CheckLocale}};
+}
+
+}  // namespace Conformance

@@ -1,0 +1,5 @@
+# platform_conformance.sh PROGRAM [WITH_BUS]: runs it with a locale that has a decimal comma, and a bus. In a private root.
+localedef -i de_DE -f UTF-8 /tmp/de_DE.UTF-8 || { echo "the package locales is missing"; exit 1; }
+with=(env LOCPATH=/tmp LC_ALL=de_DE.UTF-8)
+[[ ${2:-} != WITH_BUS ]] || with=(dbus-run-session -- "${with[@]}" QUICKFIX_EVENT_BUS=session)
+exec "${with[@]}" "$1"
