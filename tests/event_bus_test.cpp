@@ -187,7 +187,9 @@ TEST_F(EventBus, AnAbsentBusRefusesAndALostOneIsFoundAgain) {
     unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     daemon.Kill();
     const auto refused = std::make_shared<Listener>(ACTION);
-    for (const char* bus : {"session", "system", "nonsense", "unix:path=/nowhere", BUS_ADDRESS}) {
+    for (const char* bus :
+         {"session", "system", "nonsense", "unix:path=/nowhere",
+          "unixexec:path=/bin/sh,argv1=-c,argv2=trap%20%27%27%20TERM%3bsleep%2060%3bsleep%2060", BUS_ADDRESS}) {
         setenv("QUICKFIX_EVENT_BUS", bus, 1);
         EXPECT_FALSE(Subscribe(refused) || Publish(ACTION) || Unsubscribe(refused)) << bus;
     }

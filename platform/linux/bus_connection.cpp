@@ -53,6 +53,10 @@ int Connect(const std::string& name, sd_bus** bus) {
     if (name == "session") {
         return sd_bus_open_user(bus);
     }
+    // sd-bus would wait for the end of the program, which may ignore its SIGTERM.
+    if (name.find("unixexec:") != std::string::npos) {
+        return -EPROTONOSUPPORT;
+    }
     int result = sd_bus_new(bus);
     result = result < 0 ? result : sd_bus_set_address(*bus, name.c_str());
     result = result < 0 ? result : sd_bus_set_bus_client(*bus, 1);
