@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -26,6 +27,12 @@ inline void Write(const std::string& path, const std::string& content) {
     file.write(content.data(), static_cast<std::streamsize>(content.size())).flush();
 }
 
+/// A log file, its time stamps replaced by "TIME".
+inline std::string ReadLog(const std::string& path) {
+    static const std::regex time(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\[)");
+    return std::regex_replace(Read(path), time, "TIME[");
+}
+
 inline struct stat Stat(const std::string& path) {
     struct stat status = {};
     (void)stat(path.c_str(), &status);
@@ -34,4 +41,9 @@ inline struct stat Stat(const std::string& path) {
 
 inline unsigned int Mode(const std::string& path) {
     return Stat(path).st_mode & 07777U;
+}
+
+/// By number, "USER:GROUP".
+inline std::string Owner(const std::string& path) {
+    return std::to_string(Stat(path).st_uid) + ":" + std::to_string(Stat(path).st_gid);
 }

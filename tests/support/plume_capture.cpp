@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/memory_platform.h"
+#include "support/files.h"
 
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
@@ -41,6 +42,20 @@ std::vector<std::string> PlumeCapture::Take() {
         }
         const char letter = parts[1] == "3" ? 'D' : parts[1] == "4" ? 'I' : 'E';
         records.push_back(std::string(1, letter) + " " + parts[2].str() + ": " + parts[3].str());
+    }
+    return records;
+}
+
+std::vector<std::string> PlumeCapture::TakeFromBothLogs() {
+    static const std::regex place(R"(TIME\[\w+\((~?\w+)\):\d+\])");
+    std::vector<std::string> records = Take();
+    std::string expected;
+    for (const std::string& record : records) {
+        expected += record.substr(2) + "\n";
+    }
+    const std::string log = std::regex_replace(ReadLog(FIRST_LOG), place, "$1: ");
+    if (log.size() < expected.size() || log.substr(log.size() - expected.size()) != expected) {
+        records.push_back("NOT IN THE FILE LOG: " + log);
     }
     return records;
 }

@@ -17,6 +17,9 @@ public:
     /// "E FileIsExist: filePath is empty": level letter, function and text of each record since the last call.
     std::vector<std::string> Take();
 
+    /// The same for records that are on both logs: one more follows where the last ones of the file log are others.
+    std::vector<std::string> TakeFromBothLogs();
+
     /// The records whole, "3/6/d002e03/QuickFixUitls/[file_utils(FileIsExist):81] filePath is empty".
     std::vector<std::string> TakeRaw();
 
