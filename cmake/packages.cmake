@@ -5,7 +5,7 @@ endif()
 
 set(CPACK_COMPONENTS_ALL runtime development tools)
 get_cmake_property(components COMPONENTS)
-list(REMOVE_ITEM components ${CPACK_COMPONENTS_ALL} uninstall)
+list(REMOVE_ITEM components ${CPACK_COMPONENTS_ALL})
 if(components)
   message(FATAL_ERROR "What is installed as component ${components} would be in no package")
 endif()
