@@ -5,8 +5,32 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace TEKLO::QuickFixEngine {
+
+enum class Verdict : int32_t {
+    PASSED = 0,
+    FAILED = 1,
+    INCONCLUSIVE = 2,  ///< no check failed, and one has nothing to go by: no command could be run, or neither file read
+};
+
+/// One check of an item whose values differ.
+///
+///     files   "SHA256", "RWX", "SeLinux"          the values of the two files, empty where there is none
+///     apps    "Installed", "PatchFlag", "Version" what the app has and what the patch asks for
+struct Difference {
+    std::string check;
+    std::string live;
+    std::string patch;
+};
+
+/// What one run found out about one item.
+struct ItemResult {
+    std::string item;  ///< the live path, or the bundle's name
+    Verdict verdict = Verdict::PASSED;
+    std::vector<Difference> differences;  ///< in the order of the checks
+};
 
 /// One run checks many items and returns one fragment, a member of a JSON object without the surrounding braces:
 ///
@@ -111,9 +135,10 @@ public:
     /// Turns a last ',' into '.' in each of the two texts.
     void SymbolConversion(std::string & source, std::string & patch);
 
-    /// Has `listener` called behind each item, on the thread that checks, with the live path and whether it
-    /// passed; an empty one ends that. What it throws ends the run and reaches the caller.
-    void SetProgressListener(std::function<void(const std::string& item, bool passed)> listener);
+    /// Has `listener` called after each item, on the thread that checks; an empty one ends that. What it throws ends the
+    /// run and reaches the caller. The verdict tells inconclusive items apart, which the report counts as passed when
+    /// both values are empty, and as failed when one is.
+    void SetItemListener(std::function<void(const ItemResult& result)> listener);
 
     /// The inconclusive comparisons of the current or last native run: those that passed because the value could be read
     /// for neither file (no shell or no `ls`, or both files unreadable). Unless it is 0, a passed run proves nothing.
@@ -125,10 +150,12 @@ public:
 private:
     void StartRun(const char* header);
     std::string EndRun(const std::string& testName, const char* emptyFragment);
+    void StartItem(const std::string& item);
     void MarkFailed(const std::string& item);
-    void Compare(const std::string& item, const std::string& label, const std::string& source, const std::string& patch,
+    void AddDifference(const char* check, const std::string& live, const std::string& patch);
+    void Compare(const std::string& item, const char* check, const std::string& source, const std::string& patch,
                  char terminator);
-    void FinishItem(const std::string& item, bool passed);
+    void FinishItem(bool passed);
 
     std::string result_;
     std::string testResult_;
@@ -140,7 +167,10 @@ private:
     uint64_t successCount_ = 0;
     uint64_t failedCount_ = 0;
     uint64_t inconclusiveCount_ = 0;
-    std::function<void(const std::string& item, bool passed)> progressListener_;
+    ItemResult item_;
+    bool isUndecided_ = false;    // a check of the item had nothing to go by
+    bool commandFailed_ = false;  // since the last check
+    std::function<void(const ItemResult& result)> itemListener_;
 };
 
 }  // namespace TEKLO::QuickFixEngine

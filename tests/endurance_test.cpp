@@ -222,9 +222,9 @@ TEST(Notices, EachOfAThousandRandomChangesAndNothingElse) {
     Pairs pairs;
     TestManager manager;
     std::set<std::string> noticed;
-    manager.SetProgressListener([&noticed](const std::string& item, bool passed) {
-        if (!passed) {
-            noticed.insert(item);
+    manager.SetItemListener([&noticed](const ItemResult& result) {
+        if (result.verdict != Verdict::PASSED) {
+            noticed.insert(result.item);
         }
     });
     for (int changes = 0; changes < 1000;) {

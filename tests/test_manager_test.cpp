@@ -8,6 +8,7 @@
 #include <locale>
 #include <type_traits>
 
+#include "file_utils.h"
 #include "quick_fix_log.h"
 #include "support/files.h"
 #include "support/labels.h"
@@ -16,7 +17,7 @@
 
 namespace fs = std::filesystem;
 using namespace TEKLO::QuickFixEngine;
-using testing::HasSubstr, testing::Pair;
+using testing::HasSubstr;
 
 namespace {
 
@@ -112,18 +113,35 @@ TEST(NativeRun, NamesWhatDiffers) {
     }
 }
 
+std::string Summary(const ItemResult& result) {
+    constexpr const char* VERDICTS[] = {" passed", " failed", " inconclusive"};
+    std::string summary = result.item + VERDICTS[static_cast<int>(result.verdict)];
+    for (const auto& difference : result.differences) {
+        summary += " " + difference.check + " " + difference.live + " " + difference.patch;
+    }
+    return summary;
+}
+
 TEST(NativeRun, OneFailureAnywhereFailsTheRunAndEachRunStartsAnew) {
     for (const char* name : {"/a", "/b", "/sub/.c", "/sub/d"}) {
         InstallPair(name, name == std::string("/b") ? "live" : "patch");
     }
-    std::vector<std::pair<std::string, bool>> items;
+    fs::permissions("/b", fs::perms(0600));
+    std::vector<std::string> items;
     TestManager manager;
-    manager.SetProgressListener([&items](const std::string& item, bool passed) { items.emplace_back(item, passed); });
+    manager.SetItemListener([&items](const ItemResult& result) { items.push_back(Summary(result)); });
     EXPECT_THAT(manager.CheckNativePatch(), HasSubstr("\"" + Tail("native", 3, 1)));
-    EXPECT_THAT(items, testing::UnorderedElementsAre(Pair("/a", true), Pair("/b", false), Pair("/sub/.c", true),
-                                                     Pair("/sub/d", true)));
-    Write("/b", "patch");
-    manager.SetProgressListener(nullptr);
+    const std::string failed = "/b failed SHA256 " + FileUtils::GetFileSHA256("/b") + " " +
+                               FileUtils::GetFileSHA256("/a") + " RWX -rw------- -rw-r--r--";
+    EXPECT_THAT(items, testing::UnorderedElementsAre("/a passed", failed, "/sub/.c passed", "/sub/d passed"));
+    InstallPair("/b", "patch");
+    setenv("PATH", "/nowhere", 1);
+    items.clear();
+    manager.CheckNativePatch();
+    EXPECT_THAT(items, testing::UnorderedElementsAre("/a inconclusive", "/b inconclusive", "/sub/.c inconclusive",
+                                                     "/sub/d inconclusive"));
+    setenv("PATH", "/usr/bin", 1);
+    manager.SetItemListener(nullptr);
     EXPECT_THAT(manager.CheckNativePatch(), HasSubstr("\"" + Tail("native", 4, 0)));
     EXPECT_EQ(items.size(), 4U);
     setenv("PATH", "/nowhere", 1);
@@ -242,9 +260,9 @@ TEST(AppRun, AsksForEachAppAndTellsTheListenerAndEachRunStartsAnew) {
     InstallBundleTool();
     Write("/bm/list", APP + "\n");
     Write("/bm/" + APP, "hqf: teklo.app.quickfix,\nversionCode: 0,\n");
-    std::vector<std::pair<std::string, bool>> items;
+    std::vector<std::string> items;
     TestManager manager;
-    manager.SetProgressListener([&items](const std::string& item, bool passed) { items.emplace_back(item, passed); });
+    manager.SetItemListener([&items](const ItemResult& result) { items.push_back(Summary(result)); });
     PlumeCapture capture;
     manager.CheckAppPatchInit();
     manager.CheckAppPatch("com.example.gone", 1000001);
@@ -255,7 +273,9 @@ TEST(AppRun, AsksForEachAppAndTellsTheListenerAndEachRunStartsAnew) {
                   R"("com.example.gone": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,)"
                   R"(PatchPakage Version=1000001","com.example.app": "true")" +
                   Tail("qen", 1, 1));
-    EXPECT_THAT(items, testing::ElementsAre(Pair("com.example.gone", false), Pair(APP, true)));
+    EXPECT_THAT(items, testing::ElementsAre("com.example.gone failed Installed  yes PatchFlag  teklo.app.quickfix "
+                                            "Version 0 1000001",
+                                            APP + " passed"));
     EXPECT_EQ(Read("/bm/calls"),
               "dump -a\ndump -n com.example.gone\ndump -n com.example.gone\n"
               "dump -a\ndump -n com.example.app\ndump -n com.example.app\n");

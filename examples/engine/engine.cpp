@@ -66,10 +66,11 @@ void WaitForBundleScan(ErrorCodeWrapper& codes) {
     }
 }
 
-/// Is told of each item when it was checked. A code is kept once, however many items have it.
+/// Called with the result of each item. A code is kept once, however many items have it.
 auto NoteItems(ErrorCodeWrapper& codes, ErrorCode code) {
-    return [&codes, code](const std::string& item, bool passed) {
-        std::cout << (passed ? "pass" : "FAIL") << "  " << item << "\n";
+    return [&codes, code](const ItemResult& result) {
+        const bool passed = result.verdict == Verdict::PASSED;
+        std::cout << (passed ? "pass" : "FAIL") << "  " << result.item << "\n";
         if (!passed) {
             codes.AddErrorCode(code);
         }
@@ -78,13 +79,13 @@ auto NoteItems(ErrorCodeWrapper& codes, ErrorCode code) {
 
 std::string VerifyFiles(ErrorCodeWrapper& codes) {
     TestManager verifier;
-    verifier.SetProgressListener(NoteItems(codes, ErrorCode::FILE_DIFFERS));
+    verifier.SetItemListener(NoteItems(codes, ErrorCode::FILE_DIFFERS));
     return verifier.CheckNativePatch();
 }
 
 std::string VerifyApps(ErrorCodeWrapper& codes) {
     TestManager verifier;
-    verifier.SetProgressListener(NoteItems(codes, ErrorCode::APP_NOT_PATCHED));
+    verifier.SetItemListener(NoteItems(codes, ErrorCode::APP_NOT_PATCHED));
     verifier.CheckAppPatchInit();
     for (const App& app : PATCHED_APPS) {
         verifier.CheckAppPatch(app.bundleName, app.versionCode);

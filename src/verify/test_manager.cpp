@@ -54,21 +54,24 @@ void TestManager::CheckAppPatchInit() {
 }
 
 void TestManager::CheckAppPatch(const std::string& bundleName, const unsigned int& versionCode) {
-    result_ = PASSED;
-    detailStr_.clear();
+    StartItem(bundleName);
     if (!AppIsExist(bundleName)) {
         MarkFailed(bundleName);
         detailStr_ += "miss,";
+        AddDifference("Installed", "", "yes");
     }
     if (!PatchFlagIsExist(bundleName)) {
         MarkFailed(bundleName);
         detailStr_ += std::string(QUICK_FIX_BUNDLE_NAME) + " not exist,";
+        AddDifference("PatchFlag", "", QUICK_FIX_BUNDLE_NAME);
     }
     unsigned int runtimeVersion = 0;
     if (!CheckAppVersion(bundleName, versionCode, runtimeVersion)) {
         MarkFailed(bundleName);
-        detailStr_ += "RunTimes Version=" + std::to_string(runtimeVersion) +
-                      ",PatchPakage Version=" + std::to_string(versionCode);
+        const std::string live = std::to_string(runtimeVersion);
+        const std::string patch = std::to_string(versionCode);
+        detailStr_ += "RunTimes Version=" + live + ",PatchPakage Version=" + patch;
+        AddDifference("Version", live, patch);
     }
 
     const bool passed = result_ == PASSED && detailStr_.empty();
@@ -78,13 +81,14 @@ void TestManager::CheckAppPatch(const std::string& bundleName, const unsigned in
         DropLastComma(detailStr_);
         detailStr_ += "\",";
     }
-    FinishItem(bundleName, passed);
+    FinishItem(passed);
 }
 
 bool TestManager::AppIsExist(const std::string& bundleName) {
     const auto output = ReadBlockOf("bm dump -a | grep -w -o '" + bundleName + "'");
     if (!output) {
         QF_FILE_LOGE("Failed to run the command");
+        commandFailed_ = true;
         return false;
     }
     // All but the last byte, which is grep's line feed; a name that is listed twice is longer than the bundle's.
@@ -95,6 +99,7 @@ bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
     const auto output = ReadBlockOf("bm dump -n " + bundleName + " | grep -w -o 'teklo.app.quickfix'");
     if (!output) {
         QF_FILE_LOGE("Failed to run the command");
+        commandFailed_ = true;
         return false;
     }
     if (output->empty()) {
@@ -114,6 +119,7 @@ bool TestManager::CheckAppVersion(const std::string& bundleName, const unsigned 
         ReadBlockOf("bm dump -n " + bundleName + " | grep 'versionCode' | tail -n1 | egrep -o '[0-9]+'");
     if (!output) {
         QF_FILE_LOGE("Failed to run the command");
+        commandFailed_ = true;
         return false;
     }
     if (output->empty()) {
@@ -151,11 +157,10 @@ void TestManager::TraverseFile(const std::string& path) {
 }
 
 void TestManager::VerifyPatch(const std::string& patchPath) {
-    result_ = PASSED;
+    const std::string viewPath = GetViewFilePath(patchPath);
+    StartItem(viewPath);
     sourceStr_ = "source:";
     patchStr_ = "patch_qv:";
-    detailStr_.clear();
-    const std::string viewPath = GetViewFilePath(patchPath);
     DoVerifyFile(patchPath, viewPath);
 
     const bool passed = result_ == PASSED && detailStr_.empty();
@@ -165,7 +170,7 @@ void TestManager::VerifyPatch(const std::string& patchPath) {
         SymbolConversion(sourceStr_, patchStr_);
         detailStr_ += sourceStr_ + patchStr_ + "\",";
     }
-    FinishItem(viewPath, passed);
+    FinishItem(passed);
 }
 
 std::string TestManager::GetViewFilePath(const std::string& patchPath) {
@@ -184,36 +189,40 @@ void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::str
     if (source != patch) {
         detailStr_.clear();  // the first of the comparisons begins the entry anew
     }
-    Compare(viewPath, "SHA256=", source, patch, ',');
+    Compare(viewPath, "SHA256", source, patch, ',');
 }
 
 void TestManager::VerifyPatchProp(const std::string& patchPath, const std::string& viewPath) {
     const std::string patch = GetFileProp(patchPath);
     const std::string source = GetFileProp(viewPath);
-    Compare(viewPath, "RWX=", source, patch, ',');
+    Compare(viewPath, "RWX", source, patch, ',');
 }
 
 void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath) {
     const std::string patch = GetFileSeLinux(patchPath);
     const std::string source = GetFileSeLinux(viewPath);
-    Compare(viewPath, "SeLinux=", source, patch, '.');
+    Compare(viewPath, "SeLinux", source, patch, '.');
 }
 
-void TestManager::Compare(const std::string& item, const std::string& label, const std::string& source,
+void TestManager::Compare(const std::string& item, const char* check, const std::string& source,
                           const std::string& patch, char terminator) {
     if (source == patch) {
         inconclusiveCount_ += source.empty() ? 1U : 0U;
+        isUndecided_ = isUndecided_ || source.empty();
+        commandFailed_ = false;
         return;
     }
     MarkFailed(item);
-    sourceStr_ += label + source + terminator;
-    patchStr_ += label + patch + terminator;
+    sourceStr_.append(check).append("=").append(source) += terminator;
+    patchStr_.append(check).append("=").append(patch) += terminator;
+    AddDifference(check, source, patch);
 }
 
 std::string TestManager::GetFileProp(const std::string& path) {
     const auto prop = ReadLineOf("ls -l " + path, PROP_LENGTH);
     if (!prop) {
         QF_FILE_LOGE("Failed to run the command");
+        commandFailed_ = true;
         return "";
     }
     QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", path.c_str(), prop->c_str());
@@ -224,6 +233,7 @@ std::string TestManager::GetFileSeLinux(const std::string& path) {
     const auto line = ReadLineOf("ls -Z " + path, SELINUX_LINE_LENGTH);
     if (!line) {
         QF_FILE_LOGE("Failed to run the command");
+        commandFailed_ = true;
         return "";
     }
     std::string label = line->substr(0, line->find(' '));
@@ -254,8 +264,8 @@ void TestManager::SymbolConversion(std::string& source, std::string& patch) {
     }
 }
 
-void TestManager::SetProgressListener(std::function<void(const std::string& item, bool passed)> listener) {
-    progressListener_ = std::move(listener);
+void TestManager::SetItemListener(std::function<void(const ItemResult& result)> listener) {
+    itemListener_ = std::move(listener);
 }
 
 uint64_t TestManager::GetInconclusiveCount() const {
@@ -282,6 +292,14 @@ std::string TestManager::EndRun(const std::string& testName, const char* emptyFr
     return jsonStr_;
 }
 
+void TestManager::StartItem(const std::string& item) {
+    result_ = PASSED;
+    detailStr_.clear();
+    item_ = {item, Verdict::PASSED, {}};
+    isUndecided_ = false;
+    commandFailed_ = false;
+}
+
 void TestManager::MarkFailed(const std::string& item) {
     result_ = FAILED;
     testResult_ = FAILED;
@@ -290,11 +308,21 @@ void TestManager::MarkFailed(const std::string& item) {
     }
 }
 
-void TestManager::FinishItem(const std::string& item, bool passed) {
+void TestManager::AddDifference(const char* check, const std::string& live, const std::string& patch) {
+    const bool isDecided = !std::exchange(commandFailed_, false);
+    isUndecided_ = isUndecided_ || !isDecided;
+    item_.verdict = isDecided ? Verdict::FAILED : item_.verdict;
+    item_.differences.push_back({check, live, patch});
+}
+
+void TestManager::FinishItem(bool passed) {
     ++(passed ? successCount_ : failedCount_);
     jsonStr_ += detailStr_;
-    if (progressListener_) {
-        progressListener_(item, passed);
+    if (isUndecided_ && item_.verdict == Verdict::PASSED) {
+        item_.verdict = Verdict::INCONCLUSIVE;
+    }
+    if (itemListener_) {
+        itemListener_(item_);
     }
 }
 

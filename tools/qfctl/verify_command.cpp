@@ -35,6 +35,7 @@
 
 namespace {
 
+using TEKLO::QuickFixEngine::ItemResult;
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 using TEKLO::QuickFixEngine::TestManager;
@@ -178,13 +179,13 @@ bool CheckAppPreconditions(const std::vector<App>& apps) {
 
 struct CheckOutput {
     std::string fragments;  // of the chosen runs, joined
-    uint64_t unproven = 0;
+    uint64_t inconclusive = 0;
 };
 
 CheckOutput RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
     CheckOutput output;
     if (options.RunsNative()) {
-        output = {manager.CheckNativePatch(), manager.GetUnprovenCount()};
+        output = {manager.CheckNativePatch(), manager.GetInconclusiveCount()};
     }
     if (!options.RunsApps()) {
         return output;
@@ -202,7 +203,7 @@ CheckOutput RunQuietly(const VerifyOptions& options, const std::vector<App>& app
     const ScopedStderrToNull quiet;
     const ReadWatchdog watchdog;
     TestManager manager;
-    manager.SetProgressListener([&progress](const std::string& item, bool /*passed*/) { progress.Count(item); });
+    manager.SetItemListener([&progress](const ItemResult& result) { progress.Count(result.item); });
     return RunChecks(manager, options, apps);
 }
 
@@ -275,10 +276,10 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const R
     if (!error.empty()) {
         return Fail(ExitCode::NOT_CHECKED, error);
     }
-    if (output.unproven > 0) {
+    if (output.inconclusive > 0) {
         return Fail(ExitCode::NOT_CHECKED,
                     "comparisons that proved nothing, since of neither file could the value be had: " +
-                        std::to_string(output.unproven));
+                        std::to_string(output.inconclusive));
     }
     // First what a closed standard output can't cost.
     const bool isTextWritten = WriteReportFile(reports.text, text);
