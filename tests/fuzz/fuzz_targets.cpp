@@ -10,25 +10,26 @@
 #include <memory>
 #include <stdexcept>
 
-#include "app_list.h"
 #include "error_code_wrapper.h"
-#include "escape.h"
-#include "html_report.h"
+#include "input/app_list.h"
 #include "json_tool.h"
-#include "overlay_scan.h"
 #include "platform/common_event.h"
 #include "platform/parameter.h"
 #include "plume_format.h"
 #include "quick_fix_log.h"
 #include "quick_fix_status_record.h"
+#include "report/html_report.h"
 #include "string_utils.h"
 #include "support/bus_daemon.h"
 #include "support/event_listener.h"
 #include "support/files.h"
-#include "utf8.h"
+#include "text/escape.h"
+#include "text/utf8.h"
+#include "verification/overlay_scan.h"
 
 using namespace TEKLO::QuickFixEngine;
 using namespace TEKLO::EventFwk;
+using namespace qfctl;
 
 namespace {
 

@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "escape.h"
+#include "commands/commands.h"
 #include "quick_fix_plume_wrapper.h"
 #include "quick_fix_version.h"
-#include "standard_streams.h"
+#include "system/standard_streams.h"
+#include "text/escape.h"
 
+namespace qfctl {
 namespace {
 
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
@@ -83,7 +84,7 @@ ExitCode Run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int Main(int argc, char** argv) {
     if (!OpenClosedStandardStreams()) {
         return static_cast<int>(ExitCode::NOT_CHECKED);
     }
@@ -94,4 +95,10 @@ int main(int argc, char** argv) {
     } catch (const std::exception& error) {
         return static_cast<int>(Fail(ExitCode::NOT_CHECKED, Printable(error.what())));
     }
+}
+
+}  // namespace qfctl
+
+int main(int argc, char** argv) {
+    return qfctl::Main(argc, argv);
 }

@@ -1,0 +1,70 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands/commands.h"
+#include "system/file_digest.h"
+#include "text/escape.h"
+#include "text/json_text.h"
+
+namespace qfctl {
+namespace {
+
+struct HashOptions {
+    bool json = false;
+    std::vector<std::string> files;
+};
+
+/// As sha256sum prints it: a name that would break the line is escaped, and a backslash in front of it says so.
+std::string ChecksumLine(const std::string& digest, const std::string& file) {
+    std::string name;
+    for (const char character : file) {
+        const char* escape = character == '\\'   ? "\\\\"
+                             : character == '\n' ? "\\n"
+                             : character == '\r' ? "\\r"
+                                                 : nullptr;
+        name += escape != nullptr ? escape : std::string(1, character);
+    }
+    const std::string shown = name == "-" ? "./-" : name;  // alone it would mean standard input
+    return (name == file ? "" : "\\") + digest + "  " + shown + "\n";
+}
+
+ExitCode Hash(const HashOptions& options) {
+    ExitCode result = ExitCode::DONE;
+    const Json list(cJSON_CreateArray());
+    for (const std::string& operand : options.files) {
+        const std::string file = operand.substr(1);  // without OPERAND_PREFIX
+        const FileDigest digest = ComputeDigest(file);
+        if (!digest.IsKnown()) {
+            const ExitCode code = digest.IsAbsent() ? ExitCode::FAILED : ExitCode::NOT_CHECKED;
+            result = std::max(result, Fail(code, Quote(file) + ": " + digest.error));
+            continue;
+        }
+        if (!options.json) {
+            std::cout << ChecksumLine(digest.text, file);
+            continue;
+        }
+        Json entry(cJSON_CreateObject());
+        AddText(entry, "file", file);
+        AddText(entry, "sha256", digest.text);
+        cJSON_AddItemToArray(list.get(), entry.release());
+    }
+    if (options.json) {
+        std::cout << ToText(list);
+    }
+    return result;
+}
+
+}  // namespace
+
+void AddHashCommand(CLI::App& app, ExitCode& result) {
+    CLI::App* command = app.add_subcommand("hash", "Print SHA-256 digests as sha256sum does; sha256sum -c checks them");
+    const auto options = std::make_shared<HashOptions>();
+    command->add_option("FILE", options->files, "The files")->required();
+    command->add_flag("--json", options->json, "Print a list of objects with file and sha256");
+    command->callback([options, &result] { result = Hash(*options); });
+}
+
+}  // namespace qfctl

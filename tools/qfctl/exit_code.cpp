@@ -1,8 +1,0 @@
-#include "exit_code.h"
-
-#include <iostream>
-
-ExitCode Fail(ExitCode code, const std::string& why) {
-    std::cerr << "qfctl: " << why << "\n";
-    return code;
-}

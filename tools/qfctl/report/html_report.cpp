@@ -1,0 +1,148 @@
+#include "report/html_report.h"
+
+#include <algorithm>
+#include <ctime>
+#include <map>
+#include <string_view>
+
+#include "report/page/page.h"
+#include "text/escape.h"
+
+namespace qfctl {
+namespace {
+
+std::string Escaped(const std::string& text) {
+    std::string html;
+    for (const char character : text) {
+        switch (character) {
+            case '&':
+                html += "&amp;";
+                break;
+            case '<':
+                html += "&lt;";
+                break;
+            case '>':
+                html += "&gt;";
+                break;
+            case '"':
+                html += "&quot;";
+                break;
+            case '\'':
+                html += "&#39;";
+                break;
+            default:
+                html += character;
+        }
+    }
+    return html;
+}
+
+bool IsInsideCharacter(char byte) {
+    return (byte & '\xc0') == '\x80';
+}
+
+/// The value with what the other one has not marked: between the beginning and the end that both share.
+std::string Marked(const std::string& value, const std::string& other) {
+    const size_t shorter = std::min(value.size(), other.size());
+    size_t start = static_cast<size_t>(
+        std::mismatch(value.begin(), value.begin() + static_cast<std::ptrdiff_t>(shorter), other.begin()).first -
+        value.begin());
+    while (start > 0 && start < value.size() && IsInsideCharacter(value[start])) {
+        --start;
+    }
+    size_t end = 0;
+    while (end < shorter - std::min(start, shorter) && value[value.size() - 1 - end] == other[other.size() - 1 - end]) {
+        ++end;
+    }
+    while (end > 0 && IsInsideCharacter(value[value.size() - end])) {
+        --end;
+    }
+    const std::string middle = value.substr(start, value.size() - start - end);
+    return Escaped(value.substr(0, start)) + (middle.empty() ? "" : "<mark>" + Escaped(middle) + "</mark>") +
+           Escaped(value.substr(value.size() - end));
+}
+
+std::string Cell(const char* side, const std::string& value, const std::string& other) {
+    return std::string("<td data-side=\"") + side + "\">" +
+           (value.empty() ? "<span class=\"none\">none</span>" : Marked(Printable(value), Printable(other))) + "</td>";
+}
+
+std::string RenderItem(const VerifiedItem& item) {
+    const std::string verdict = item.passed ? "passed" : "failed";
+    std::string html = "<div class=\"item " + verdict + "\"><span class=\"verdict\">" + verdict +
+                       "</span><span class=\"name\">" + Escaped(Printable(item.name)) + "</span>";
+    if (!item.differences.empty()) {
+        html += "<table><thead><tr><th>Check</th><th>Live</th><th>Patch</th></tr></thead><tbody>";
+        for (const Difference& difference : item.differences) {
+            html += "<tr><th>" + Escaped(difference.check) + "</th>" + Cell("live", difference.live, difference.patch) +
+                    Cell("patch", difference.patch, difference.live) + "</tr>";
+        }
+        html += "</tbody></table>";
+    }
+    return html + "</div>\n";
+}
+
+/// The items of both runs with this outcome.
+std::string RenderOutcome(const char* title, const VerifyReport& report, bool passed) {
+    std::string html;
+    for (const auto* items : {&report.files, &report.apps}) {
+        for (const VerifiedItem& item : *items) {
+            html += item.passed == passed ? RenderItem(item) : "";
+        }
+    }
+    return html.empty() ? "" : std::string("<section><h2>") + title + "</h2>\n" + html + "</section>\n";
+}
+
+std::string RunSummary(const char* title, const std::vector<VerifiedItem>& items) {
+    return items.empty() ? ""
+                         : std::string("<p>") + title + ": " + std::to_string(CountPassed(items)) + " of " +
+                               std::to_string(items.size()) + " passed</p>\n";
+}
+
+std::string Now() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local = {};
+    localtime_r(&now, &local);
+    char text[64] = {};
+    (void)strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S %z", &local);
+    return text;
+}
+
+std::string Total(const char* name, size_t count) {
+    return std::string("<li class=\"") + name + "\"><b>" + std::to_string(count) + "</b>" + name + "</li>";
+}
+
+std::string BarPart(const char* name, size_t count) {
+    return std::string("<div class=\"") + name + "\" style=\"flex:" + std::to_string(count) + "\"></div>";
+}
+
+/// Puts the values in the places of "{{name}}"; nothing in a value is a place.
+std::string FillTemplate(std::string_view text, const std::map<std::string_view, std::string>& values) {
+    std::string filled;
+    while (true) {
+        const size_t start = text.find("{{");
+        const size_t end = text.find("}}", start);
+        filled += text.substr(0, start);
+        if (end == std::string_view::npos) {
+            return filled;
+        }
+        filled += values.at(text.substr(start + 2, end - start - 2));
+        text.remove_prefix(end + 2);
+    }
+}
+
+}  // namespace
+
+std::string RenderHtml(const VerifyReport& report) {
+    const size_t total = report.files.size() + report.apps.size();
+    const size_t passed = CountPassed(report.files) + CountPassed(report.apps);
+    return FillTemplate(
+        PAGE_TEMPLATE, {{"counts", std::to_string(passed) + " passed, " + std::to_string(total - passed) + " failed"},
+                        {"time", Now()},
+                        {"totals", Total("checked", total) + Total("passed", passed) + Total("failed", total - passed)},
+                        {"runs", RunSummary("Native files", report.files) + RunSummary("Apps", report.apps)},
+                        {"bar", BarPart("passed", passed) + BarPart("failed", total - passed)},
+                        {"items", RenderOutcome("Failed", report, false) + RenderOutcome("Passed", report, true)}});
+}
+
+}  // namespace qfctl

@@ -1,0 +1,142 @@
+#include "system/atomic_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <random>
+
+namespace qfctl {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class ScopedSignalBlock {
+public:
+    ScopedSignalBlock() {
+        sigset_t all = {};
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &former_);
+    }
+    ~ScopedSignalBlock() {
+        // Past the limit for files a write fails, and that is reported.
+        sigset_t limit = {};
+        sigemptyset(&limit);
+        sigaddset(&limit, SIGXFSZ);
+        const timespec none = {};
+        sigtimedwait(&limit, nullptr, &none);
+        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
+    }
+    ScopedSignalBlock(const ScopedSignalBlock&) = delete;
+    ScopedSignalBlock& operator=(const ScopedSignalBlock&) = delete;
+
+private:
+    sigset_t former_ = {};
+};
+
+/// A new file in the folder; removed again unless it takes the place of another one.
+class ScopedTempFile {
+public:
+    explicit ScopedTempFile(int folder) : folder_(folder) {
+        std::random_device random;
+        do {
+            name_ = ".qfctl." + std::to_string(random());
+            file_ = UniqueFd(openat(folder_, name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        } while (!file_.IsOpen() && errno == EEXIST);
+    }
+    ~ScopedTempFile() {
+        if (file_.IsOpen() && !isInPlace_) {
+            unlinkat(folder_, name_.c_str(), 0);
+        }
+    }
+    ScopedTempFile(const ScopedTempFile&) = delete;
+    ScopedTempFile& operator=(const ScopedTempFile&) = delete;
+
+    bool IsOpen() const { return file_.IsOpen(); }
+
+    bool Write(const std::string& content) const {
+        size_t written = 0;
+        while (written < content.size()) {
+            const ssize_t count = write(file_.Get(), content.data() + written, content.size() - written);
+            if (count < 0 && errno != EINTR) {
+                return false;
+            }
+            written += count > 0 ? static_cast<size_t>(count) : 0;
+        }
+        return true;
+    }
+
+    bool TakeOwnerAndMode(const struct stat& former) const {
+        struct stat own = {};
+        if (fstat(file_.Get(), &own) != 0) {
+            return false;
+        }
+        const bool isOwned = own.st_uid == former.st_uid && own.st_gid == former.st_gid;
+        return (isOwned || fchown(file_.Get(), former.st_uid, former.st_gid) == 0) &&
+               fchmod(file_.Get(), former.st_mode & 07777) == 0;
+    }
+
+    bool TakeDefaultMode() const {
+        const mode_t mask = umask(0);
+        umask(mask);
+        return fchmod(file_.Get(), 0666 & ~mask) == 0;
+    }
+
+    bool Replace(const std::string& name) {
+        isInPlace_ = fsync(file_.Get()) == 0 && renameat(folder_, name_.c_str(), folder_, name.c_str()) == 0;
+        return isInPlace_;
+    }
+
+private:
+    int folder_;
+    std::string name_;
+    UniqueFd file_;
+    bool isInPlace_ = false;
+};
+
+}  // namespace
+
+FileTarget::FileTarget(const std::string& path) {
+    struct stat status = {};
+    std::error_code error;
+    fs::path resolved = fs::absolute(path);
+    if (stat(path.c_str(), &status) == 0) {
+        if (!S_ISREG(status.st_mode)) {
+            error_ = "it is not a regular file";
+            return;
+        }
+        if (status.st_uid != geteuid() && geteuid() != 0) {
+            error_ = "it belongs to another user";
+            return;
+        }
+        former_ = status;
+        resolved = fs::canonical(path, error);
+    } else if (lstat(path.c_str(), &status) == 0) {
+        error_ = "it is a link to nowhere";
+        return;
+    }
+    name_ = resolved.filename();
+    folder_ = UniqueFd(open(resolved.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (error || !folder_.IsOpen() || faccessat(folder_.Get(), ".", W_OK | X_OK, 0) != 0) {
+        error_ = error ? error.message() : strerror(errno);
+    }
+}
+
+std::string FileTarget::Write(const std::string& content) const {
+    if (!error_.empty()) {
+        return error_;
+    }
+    const ScopedSignalBlock signalsWait;
+    ScopedTempFile file(folder_.Get());
+    const bool isWritten = file.IsOpen() && file.Write(content) &&
+                           (former_ ? file.TakeOwnerAndMode(*former_) : file.TakeDefaultMode()) && file.Replace(name_);
+    return isWritten ? "" : strerror(errno);
+}
+
+}  // namespace qfctl

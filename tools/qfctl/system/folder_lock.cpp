@@ -1,0 +1,52 @@
+#include "system/folder_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+namespace qfctl {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr auto TIMEOUT = std::chrono::seconds(10);
+constexpr auto POLL_INTERVAL = std::chrono::milliseconds(20);
+constexpr int MAX_LINKS = 40;
+
+/// The folder of what a path leads to, also through a link to a file that is not there yet.
+fs::path FindFolder(fs::path path) {
+    std::error_code error;
+    for (int links = 0; links < MAX_LINKS && fs::is_symlink(path, error); ++links) {
+        path = path.parent_path() / fs::read_symlink(path, error);
+    }
+    return fs::absolute(path).parent_path();
+}
+
+}  // namespace
+
+FolderLock::FolderLock(const std::string& file, int operation)
+    : folder_(open(FindFolder(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (!folder_.IsOpen()) {
+        isDenied_ = errno == EACCES;
+        error_ = errno == ENOENT || errno == ENOTDIR ? "" : strerror(errno);
+        return;
+    }
+    const auto deadline = steady_clock::now() + TIMEOUT;
+    while (flock(folder_.Get(), operation | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK || steady_clock::now() >= deadline) {
+            error_ = errno == EWOULDBLOCK ? "another process holds it" : strerror(errno);
+            return;
+        }
+        std::this_thread::sleep_for(POLL_INTERVAL);
+    }
+}
+
+}  // namespace qfctl

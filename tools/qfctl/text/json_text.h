@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cjson/cJSON.h>
+
+#include <memory>
+#include <string>
+
+namespace qfctl {
+
+struct JsonDeleter {
+    void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+using Json = std::unique_ptr<cJSON, JsonDeleter>;
+
+/// Adds a text member; bytes that are no UTF-8 become U+FFFD, since JSON can't carry them.
+void AddText(const Json& object, const char* name, const std::string& text);
+
+/// The document on one line.
+std::string ToText(const Json& json);
+
+}  // namespace qfctl

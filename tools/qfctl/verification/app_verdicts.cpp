@@ -1,0 +1,149 @@
+#include "verification/app_verdicts.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "text/escape.h"
+
+namespace qfctl {
+namespace {
+
+constexpr char LIST_BUNDLES[] = "bm dump -a";
+constexpr std::string_view PATCH_FLAG = "teklo.app.quickfix";
+
+struct Answer {
+    bool isComplete = false;  // the command ended with 0
+    std::string text;
+};
+
+Answer Ask(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        return {};
+    }
+    Answer answer;
+    std::array<char, 4096> block = {};
+    for (size_t count = 0; (count = fread(block.data(), 1, block.size(), pipe)) > 0;) {
+        answer.text.append(block.data(), count);
+    }
+    const bool isRead = ferror(pipe) == 0;
+    answer.isComplete = pclose(pipe) == 0 && isRead;
+    return answer;
+}
+
+bool IsWordCharacter(char character) {
+    return character == '_' || isalnum(static_cast<unsigned char>(character)) != 0;
+}
+
+/// What `grep -w -o` prints in the C locale for a pattern whose only special character is ".".
+std::vector<std::string> FindWords(const std::string& text, std::string_view pattern) {
+    const auto fits = [](char wanted, char found) { return wanted == found || (wanted == '.' && found != '\n'); };
+    std::vector<std::string> words;
+    for (auto at = text.begin(); at != text.end();) {
+        const auto start = std::search(at, text.end(), pattern.begin(), pattern.end(),
+                                       [&fits](char found, char wanted) { return fits(wanted, found); });
+        if (start == text.end()) {
+            break;
+        }
+        const auto end = start + static_cast<std::ptrdiff_t>(pattern.size());
+        const bool isWord =
+            (start == text.begin() || !IsWordCharacter(*(start - 1))) && (end == text.end() || !IsWordCharacter(*end));
+        if (isWord) {
+            words.emplace_back(start, end);
+        }
+        at = isWord ? end : start + 1;
+    }
+    return words;
+}
+
+/// True when the bundle itself is listed, not only one whose name begins with its name.
+bool IsListed(const std::string& listing, const std::string& name) {
+    const auto isPartOfName = [](char character) {
+        return IsWordCharacter(character) || character == '.' || character == '-';
+    };
+    for (size_t at = listing.find(name); at != std::string::npos; at = listing.find(name, at + 1)) {
+        const size_t end = at + name.size();
+        if ((at == 0 || !isPartOfName(listing[at - 1])) && (end == listing.size() || !isPartOfName(listing[end]))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// The first number of the last line that holds "versionCode"; empty when there is none.
+std::string FindVersion(const std::string& dump) {
+    constexpr char DIGITS[] = "0123456789";
+    const size_t label = dump.rfind("versionCode");
+    if (label == std::string::npos) {
+        return "";
+    }
+    const size_t start = dump.rfind('\n', label) + 1;  // 0 on the first line
+    const std::string line = dump.substr(start, dump.find('\n', label) - start);
+    const size_t digits = std::min(line.find_first_of(DIGITS), line.size());
+    return line.substr(digits, line.find_first_not_of(DIGITS, digits) - digits);
+}
+
+/// What the report must say of an app of which bm says this.
+std::vector<Difference> ExpectDifferences(const App& app, const std::string& listing, const std::string& dump) {
+    std::vector<Difference> differences;
+    if (FindWords(listing, app.bundleName) != std::vector<std::string>{app.bundleName}) {
+        differences.push_back({"Installed", "", "yes"});
+    }
+    const std::vector<std::string> flags = FindWords(dump, PATCH_FLAG);
+    if (std::find(flags.begin(), flags.end(), PATCH_FLAG) == flags.end()) {
+        differences.push_back({"PatchFlag", "", std::string(PATCH_FLAG)});
+    }
+    const std::string digits = FindVersion(dump);
+    const auto version = static_cast<unsigned int>(strtol(digits.c_str(), nullptr, 10));
+    if (digits.empty() || version < app.versionCode) {
+        differences.push_back({"Version", std::to_string(version), std::to_string(app.versionCode)});
+    }
+    return differences;
+}
+
+std::string CheckAppVerdict(const VerifiedItem& item, const App& app, const std::string& listing) {
+    if (item.passed) {
+        return "";
+    }
+    const Answer dump = Ask("bm dump -n " + app.bundleName);
+    // bm may well fail for a bundle that is not installed.
+    if (!dump.isComplete && IsListed(listing, app.bundleName)) {
+        return "bm dump -n " + app.bundleName + " fails, although the bundle is installed";
+    }
+    return ExpectDifferences(app, listing, dump.text) == item.differences
+               ? ""
+               : "the answers of bm about " + Quote(app.bundleName) + " changed, or could not be read";
+}
+
+}  // namespace
+
+std::string CheckBundleTool() {
+    return Ask(LIST_BUNDLES).isComplete ? "" : std::string("the command ") + LIST_BUNDLES + " fails";
+}
+
+std::string CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps) {
+    const Answer listing = Ask(LIST_BUNDLES);
+    if (!listing.isComplete) {
+        return std::string("the command ") + LIST_BUNDLES + " fails";
+    }
+    if (items.size() != apps.size()) {
+        return "the report does not list every app";
+    }
+    for (size_t i = 0; i < items.size(); ++i) {
+        std::string error = CheckAppVerdict(items[i], apps[i], listing.text);
+        if (!error.empty()) {
+            return error;
+        }
+    }
+    return "";
+}
+
+}  // namespace qfctl

@@ -1,0 +1,38 @@
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "verification/overlay_scan.h"
+
+namespace qfctl {
+namespace {
+
+bool IsSafePath(const std::filesystem::path& path) {
+    return path.is_absolute() && std::all_of(path.begin(), path.end(), [](const std::filesystem::path& name) {
+               return name == "/" || IsSafeName(name);
+           });
+}
+
+/// True for the library's listings of paths that a shell would interpret or split.
+bool IsUnsafeListing(const std::string& command) {
+    const bool isListing = command.rfind("ls -", 0) == 0;
+    return isListing && !IsSafePath(command.substr(std::min(command.size(), sizeof("ls -l"))));
+}
+
+}  // namespace
+}  // namespace qfctl
+
+/// Takes the place of the C library's function in this process, for the library too: whatever name appears in the
+/// overlay after it was scanned, no shell sees one that it would interpret.
+extern "C" [[gnu::visibility("default")]] FILE* popen(const char* command, const char* mode) {
+    static const auto next = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "popen"));
+    if (qfctl::IsUnsafeListing(command)) {
+        errno = EPERM;
+        return nullptr;
+    }
+    return next(command, mode);
+}
