@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "error_code_wrapper.h"
+#include "failure.h"
 #include "input/app_list.h"
 #include "json_tool.h"
 #include "platform/common_event.h"
@@ -140,7 +141,7 @@ void ReadAppList(const std::string& input) {
         for (const App& app : ReadApps(INPUT_FILE)) {
             Require(IsSafeName(app.bundleName) && app.bundleName[0] != '-' && app.versionCode <= INT_MAX);
         }
-    } catch (const std::invalid_argument&) {
+    } catch (const Failure&) {
     }
 }
 
@@ -158,7 +159,7 @@ void EscapeHtml(const std::string& input) {
     Require(Markup(page(input + ".")) == Markup(page("harmless")));
     Require(page(input).find('\0') == std::string::npos);
     const std::string quoted = Quote(input);
-    Require(IsPrintable(quoted) && IsPrintable(Printable(input)));
+    Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
     try {
         (void)RenderHtml(ReadReport(EscapeJsonControls(input)));
     } catch (const std::runtime_error&) {

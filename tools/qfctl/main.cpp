@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "failure.h"
 #include "quick_fix_plume_wrapper.h"
 #include "quick_fix_version.h"
 #include "system/standard_streams.h"
@@ -50,55 +51,67 @@ std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& argu
     return reversed;
 }
 
-ExitCode Run(int argc, char** argv) {
+using AddFunction = void (*)(CLI::App& app, ExitCode& result);
+
+constexpr AddFunction COMMANDS[] = {AddVerifyCommand, AddStatusCommand, AddLogCommand,
+                                    AddHashCommand,   AddEventCommands, AddSystemCommands};
+
+/// Parses the arguments, which calls the command that they name.
+ExitCode RunCommand(const std::vector<std::string>& arguments) {
     CLI::App app("Verifies and inspects quick-fix patches.", "qfctl");
     app.set_version_flag("--version", "qfctl " QUICKFIX_UTILS_VERSION);
     app.require_subcommand(1);
     app.footer(EXIT_CODES);
     ExitCode result = ExitCode::DONE;
-    AddVerifyCommand(app, result);
-    AddStatusCommand(app, result);
-    AddLogCommand(app, result);
-    AddHashCommand(app, result);
-    AddEventCommands(app, result);
-    AddSystemCommands(app, result);
-    const std::string name = argc > 1 ? argv[1] : "-";
+    for (const AddFunction add : COMMANDS) {
+        add(app, result);
+    }
+    const std::string name = arguments.empty() ? "-" : arguments[0];
     const auto isNamed = [&name](const CLI::App* command) { return command->get_name() == name; };
     if (name.substr(0, 1) != "-" && app.get_subcommands(isNamed).empty()) {
-        return Fail(ExitCode::USAGE, "there is no command " + Quote(name) + "; qfctl --help lists them");
+        throw Failure(ExitCode::USAGE, "there is no command " + Quote(name) + "; qfctl --help lists them");
     }
     try {
-        app.parse(ArgumentsForParser({argv + 1, argv + argc}));
+        app.parse(ArgumentsForParser(arguments));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) {
-            return Fail(ExitCode::USAGE, Printable(error.what()) + "; see qfctl --help or qfctl COMMAND --help");
+            throw Failure(ExitCode::USAGE,
+                          QuoteIfUnprintable(error.what()) + "; see qfctl --help or qfctl COMMAND --help");
         }
         app.exit(error);  // prints the help or the version
-    }
-    std::cout.flush();
-    if (!std::cout) {
-        return Fail(ExitCode::NOT_CHECKED, "standard output can't be written");
     }
     return result;
 }
 
-}  // namespace
-
-int Main(int argc, char** argv) {
-    if (!OpenClosedStandardStreams()) {
-        return static_cast<int>(ExitCode::NOT_CHECKED);
-    }
-    // The library's platform records stay out of the way unless a command asks for them.
-    QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
-    try {
-        return static_cast<int>(Run(argc, argv));
-    } catch (const std::exception& error) {
-        return static_cast<int>(Fail(ExitCode::NOT_CHECKED, Printable(error.what())));
+void FlushOutput() {
+    std::cout.flush();
+    if (!std::cout) {
+        throw Failure(ExitCode::NOT_CHECKED, "standard output can't be written");
     }
 }
 
+ExitCode Run(const std::vector<std::string>& arguments) {
+    OpenClosedStandardStreams();
+    // The library's platform records stay out of the way unless a command asks for them.
+    QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
+    const ExitCode result = Attempt([&arguments] { return RunCommand(arguments); });
+    FlushOutput();
+    return result;
+}
+
+}  // namespace
 }  // namespace qfctl
 
 int main(int argc, char** argv) {
-    return qfctl::Main(argc, argv);
+    using namespace qfctl;
+    const ExitCode code = Attempt([argc, argv] {
+        try {
+            return Run({argv + 1, argv + argc});
+        } catch (const Failure&) {
+            throw;
+        } catch (const std::exception& error) {  // of a library, for example when memory runs out
+            throw Failure(ExitCode::NOT_CHECKED, QuoteIfUnprintable(error.what()));
+        }
+    });
+    return static_cast<int>(code);
 }

@@ -2,9 +2,7 @@
 
 #include <CLI/App.hpp>
 
-#include <string>
-
-#include "system/exit_code.h"
+#include "failure.h"
 
 namespace qfctl {
 

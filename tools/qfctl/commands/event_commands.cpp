@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "commands/command.h"
 #include "commands/commands.h"
 #include "event_manager.h"
 #include "text/escape.h"
@@ -52,8 +53,8 @@ CommonEventId IdOf(const std::string& name) {
 }
 
 std::string CheckName(const std::string& name) {
-    const bool known = IdOf(name) != CommonEventId::UNKNOWN;
-    return known ? "" : "there is no event " + Quote(name) + "; qfctl events lists them";
+    const bool isKnown = IdOf(name) != CommonEventId::UNKNOWN;
+    return isKnown ? "" : "there is no event " + Quote(name) + "; qfctl events lists them";
 }
 
 std::string CheckSeconds(const std::string& text) {
@@ -95,7 +96,7 @@ ExitCode Wait(const EventOptions& options) {
     EventManager manager;
     manager.SubscribeEvent(id);
     if (!manager.CheckEventListenRes(id, 0)) {
-        return Fail(ExitCode::NOT_CHECKED, "there is no bus to wait on for " + action);
+        throw Failure(ExitCode::NOT_CHECKED, "there is no bus to wait on for " + action);
     }
     const TerminationSignals signals;
     std::cout << "waiting for " << action << std::endl;
@@ -103,8 +104,8 @@ ExitCode Wait(const EventOptions& options) {
     bool isTerminated = false;
     while (manager.GetEventListenerRes(id) != ListenerRes::SUCCESS) {
         if (isTerminated || steady_clock::now() >= deadline) {
-            return Fail(ExitCode::NOT_ARRIVED,
-                        action + (isTerminated ? " did not come so far" : " did not come in time"));
+            throw Failure(ExitCode::NOT_ARRIVED,
+                          action + (isTerminated ? " did not come so far" : " did not come in time"));
         }
         isTerminated = signals.WaitForSignal();
     }
@@ -116,7 +117,7 @@ ExitCode Publish(const EventOptions& options) {
     const std::string& action = g_eventIdToActionMap.at(IdOf(options.name));
     TEKLO::AAFwk::Want want;
     if (!CommonEventManager::PublishCommonEvent(CommonEventData(want.SetAction(action)))) {
-        return Fail(ExitCode::NOT_CHECKED, action + " can't be published");
+        throw Failure(ExitCode::NOT_CHECKED, action + " can't be published");
     }
     return ExitCode::DONE;
 }
@@ -136,13 +137,6 @@ ExitCode List(const EventOptions& options) {
     return ExitCode::DONE;
 }
 
-CLI::App* AddEventCommand(CLI::App& app, ExitCode& result, const std::shared_ptr<EventOptions>& options,
-                          const char* name, const char* help, ExitCode (*run)(const EventOptions&)) {
-    CLI::App* command = app.add_subcommand(name, help);
-    command->callback([options, run, &result] { result = run(*options); });
-    return command;
-}
-
 void AddNameTo(CLI::App* command, const std::shared_ptr<EventOptions>& options) {
     command->add_option("EVENT", options->name, "bundle-scan-finished or user-added")->required()->check(CheckName);
 }
@@ -151,14 +145,13 @@ void AddNameTo(CLI::App* command, const std::shared_ptr<EventOptions>& options) 
 
 void AddEventCommands(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<EventOptions>();
-    CLI::App* wait = AddEventCommand(app, result, options, "wait", "Wait until the system broadcasts EVENT", Wait);
+    CLI::App* wait = AddCommand(app, result, options, "wait", "Wait until the system broadcasts EVENT", Wait);
     AddNameTo(wait, options);
     wait->add_option("--timeout", options->timeout, "Give up after SECONDS on the bus (default: never)")
         ->type_name("SECONDS")
         ->check(CheckSeconds);
-    AddNameTo(AddEventCommand(app, result, options, "publish", "Broadcast EVENT in the system's place", Publish),
-              options);
-    AddEventCommand(app, result, options, "events", "List the events with their actions", List)
+    AddNameTo(AddCommand(app, result, options, "publish", "Broadcast EVENT in the system's place", Publish), options);
+    AddCommand(app, result, options, "events", "List the events with their actions", List)
         ->add_flag("--json", options->json, "Print a JSON object");
 }
 

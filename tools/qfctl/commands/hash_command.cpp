@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "commands/command.h"
 #include "commands/commands.h"
+#include "failure.h"
 #include "system/file_digest.h"
 #include "text/escape.h"
 #include "text/json_text.h"
@@ -31,25 +33,24 @@ std::string ChecksumLine(const std::string& digest, const std::string& file) {
     return (name == file ? "" : "\\") + digest + "  " + shown + "\n";
 }
 
+void HashFile(const std::string& file, bool json, const Json& list) {
+    const std::string digest = WithContext(Quote(file) + ": ", [&file] { return ComputeDigest(file); });
+    if (!json) {
+        std::cout << ChecksumLine(digest, file);
+        return;
+    }
+    Json entry(cJSON_CreateObject());
+    AddText(entry, "file", file);
+    AddText(entry, "sha256", digest);
+    cJSON_AddItemToArray(list.get(), entry.release());
+}
+
 ExitCode Hash(const HashOptions& options) {
     ExitCode result = ExitCode::DONE;
     const Json list(cJSON_CreateArray());
     for (const std::string& operand : options.files) {
         const std::string file = operand.substr(1);  // without OPERAND_PREFIX
-        const FileDigest digest = ComputeDigest(file);
-        if (!digest.IsKnown()) {
-            const ExitCode code = digest.IsAbsent() ? ExitCode::FAILED : ExitCode::NOT_CHECKED;
-            result = std::max(result, Fail(code, Quote(file) + ": " + digest.error));
-            continue;
-        }
-        if (!options.json) {
-            std::cout << ChecksumLine(digest.text, file);
-            continue;
-        }
-        Json entry(cJSON_CreateObject());
-        AddText(entry, "file", file);
-        AddText(entry, "sha256", digest.text);
-        cJSON_AddItemToArray(list.get(), entry.release());
+        result = std::max(result, Attempt([&] { HashFile(file, options.json, list); }));
     }
     if (options.json) {
         std::cout << ToText(list);
@@ -60,11 +61,11 @@ ExitCode Hash(const HashOptions& options) {
 }  // namespace
 
 void AddHashCommand(CLI::App& app, ExitCode& result) {
-    CLI::App* command = app.add_subcommand("hash", "Print SHA-256 digests as sha256sum does; sha256sum -c checks them");
     const auto options = std::make_shared<HashOptions>();
+    CLI::App* command = AddCommand(app, result, options, "hash",
+                                   "Print SHA-256 digests as sha256sum does; sha256sum -c checks them", Hash);
     command->add_option("FILE", options->files, "The files")->required();
     command->add_flag("--json", options->json, "Print a list of objects with file and sha256");
-    command->callback([options, &result] { result = Hash(*options); });
 }
 
 }  // namespace qfctl

@@ -4,21 +4,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <condition_variable>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <system_error>
-#include <thread>
-#include <utility>
 
+#include "commands/command.h"
 #include "commands/commands.h"
+#include "failure.h"
 #include "input/log_reader.h"
+#include "system/terminal.h"
 #include "system/unique_fd.h"
 #include "text/escape.h"
 #include "text/json_text.h"
@@ -39,21 +39,31 @@ struct LogOptions {
     std::string grep;
 };
 
-/// Sleeps until something happens in the log's folder, or for a while: the folder itself may come and go.
+[[noreturn]] void ThrowOutputFailure() {
+    throw Failure(ExitCode::NOT_CHECKED, "standard output can't be written");
+}
+
+/// Sleeps until something happens in the log's folder or on standard output, or for a while: the folder itself may come and go.
 class FolderWatch {
 public:
     FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    /// False when nobody reads standard output any more.
-    bool Wait() {
+    /// True when standard output takes text, which is waited for if `hasOutput`. Ends the program by SIGPIPE when nobody
+    /// reads it any more, and throws Failure where that is ignored.
+    bool Wait(bool hasOutput) {
         // Adding a watch that is there already changes nothing.
         inotify_add_watch(events_.Get(), LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
-        std::array<pollfd, 2> polled = {{{events_.Get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+        std::array<pollfd, 2> polled = {
+            {{events_.Get(), POLLIN, 0}, {STDOUT_FILENO, static_cast<short>(hasOutput ? POLLOUT : 0), 0}}};
         poll(polled.data(), polled.size(), POLL_INTERVAL_MS);
         std::array<char, 4096> buffer = {};
         while (read(events_.Get(), buffer.data(), buffer.size()) > 0) {
         }
-        return polled[1].revents == 0;
+        if ((polled[1].revents & ~POLLOUT) != 0) {
+            raise(SIGPIPE);
+            ThrowOutputFailure();
+        }
+        return polled[1].revents == POLLOUT;
     }
 
 private:
@@ -79,125 +89,91 @@ Json ParseRecord(const std::string& line) {
     return record;
 }
 
-/// Prints from a thread of its own: while a slow reader keeps it waiting, the log's files are still looked at.
-class LinePrinter {
-public:
-    LinePrinter() : thread_([this] { PrintAll(); }) {}
-    ~LinePrinter() {
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            ended_ = true;
-        }
-        changed_.notify_one();
-        thread_.join();
+/// The line as it is printed; empty when it is not asked for.
+std::string FormatLine(const LogOptions& options, const std::string& line) {
+    static const bool isTerminal = IsTerminal(STDOUT_FILENO);
+    if (line.find(options.grep) == std::string::npos) {
+        return "";
     }
-    LinePrinter(const LinePrinter&) = delete;
-    LinePrinter& operator=(const LinePrinter&) = delete;
-
-    void Print(const std::string& text) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        pending_ += text;
-        changed_.notify_one();
-    }
-
-    bool IsGood() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return good_;
-    }
-
-private:
-    void PrintAll() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        while (good_) {
-            changed_.wait(lock, [this] { return ended_ || !pending_.empty(); });
-            if (pending_.empty()) {
-                return;
-            }
-            const std::string text = std::exchange(pending_, {});
-            lock.unlock();
-            const bool printed = static_cast<bool>((std::cout << text).flush());
-            lock.lock();
-            good_ = printed;
-        }
-    }
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::string pending_;
-    bool ended_ = false;
-    bool good_ = true;
-    std::thread thread_;
-};
-
-ExitCode Show(const LogOptions& options) {
-    const bool toTerminal = isatty(STDOUT_FILENO) == 1;
-    bool found = false;
-    LinePrinter printer;
-    const auto print = [&](const std::string& line) {
-        if (line.find(options.grep) == std::string::npos) {
-            return;
-        }
-        found = true;
-        printer.Print(options.json ? ToText(ParseRecord(line)) : (toTerminal ? Printable(line) : line) + "\n");
-    };
-    LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
-    if (!options.follow) {
-        reader.ReadAll(print);
-        if (!reader.HasFiles()) {
-            return Fail(ExitCode::FAILED, "there is no log");
-        }
-        return found || options.grep.empty() ? ExitCode::DONE : ExitCode::FAILED;
-    }
-    FolderWatch watch;
-    while (printer.IsGood()) {
-        reader.ReadNew(print);
-        if (!watch.Wait()) {
-            raise(SIGPIPE);  // as the next record would
-            break;
-        }
-    }
-    return Fail(ExitCode::NOT_CHECKED, "standard output can't be written");
+    return options.json ? ToText(ParseRecord(line)) : (isTerminal ? QuoteIfUnprintable(line) : line) + "\n";
 }
 
-/// Why the file can't be emptied; empty when it is, or absent. What a link leads to is left alone.
-std::string EmptyFile(const char* path) {
-    const UniqueFd file(open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+/// Writes as much as a pipe that takes anything takes without waiting.
+void WriteStart(std::string& text) {
+    const ssize_t count =
+        TEMP_FAILURE_RETRY(write(STDOUT_FILENO, text.data(), std::min<size_t>(text.size(), PIPE_BUF)));
+    if (count < 0) {
+        ThrowOutputFailure();
+    }
+    text.erase(0, static_cast<size_t>(count));
+}
+
+ExitCode Follow(const LogOptions& options) {
+    LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
+    FolderWatch watch;
+    std::string pending;  // while a slow reader pauses, the log's files are still read
+    while (true) {
+        reader.ReadNew([&](const std::string& line) { pending += FormatLine(options, line); });
+        if (watch.Wait(!pending.empty())) {
+            WriteStart(pending);
+        }
+    }
+}
+
+ExitCode Show(const LogOptions& options) {
+    bool found = options.grep.empty();
+    LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
+    reader.ReadAll([&](const std::string& line) {
+        const std::string text = FormatLine(options, line);
+        found = found || !text.empty();
+        std::cout << text;
+    });
+    if (!reader.HasFiles()) {
+        throw Failure(ExitCode::FAILED, "there is no log");
+    }
+    return found ? ExitCode::DONE : ExitCode::FAILED;
+}
+
+/// Empties a file; an absent one is left so, and what a link leads to is left alone.
+void EmptyFile(const std::string& path) {
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
+    const auto fail = [&path](const char* reason) {
+        throw Failure(ExitCode::FAILED, path + " can't be emptied: " + reason);
+    };
     if (!file.IsOpen()) {
-        return errno == ENOENT || errno == ENOTDIR ? "" : errno == ELOOP ? "it is a link" : strerror(errno);
+        if (errno != ENOENT && errno != ENOTDIR) {
+            fail(errno == ELOOP ? "it is a link" : strerror(errno));
+        }
+        return;
     }
     if (fstat(file.Get(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        return "it is not a regular file";
+        fail("it is not a regular file");
     }
-    return ftruncate(file.Get(), 0) == 0 ? "" : strerror(errno);
+    if (ftruncate(file.Get(), 0) != 0) {
+        fail(strerror(errno));
+    }
 }
 
 /// Empties the files and leaves them in place: a process that logs has one of them open, and would log into nothing if
 /// it was deleted.
 ExitCode Clear() {
-    ExitCode result = ExitCode::DONE;
-    for (const char* path : {FIRST_LOG_FILE, SECOND_LOG_FILE}) {
-        const std::string error = EmptyFile(path);
-        if (!error.empty()) {
-            result = Fail(ExitCode::FAILED, std::string(path) + " can't be emptied: " + error);
-        }
-    }
-    return result;
+    const ExitCode first = Attempt([] { EmptyFile(FIRST_LOG_FILE); });
+    return std::max(first, Attempt([] { EmptyFile(SECOND_LOG_FILE); }));
 }
 
 ExitCode Log(const LogOptions& options) {
-    try {
-        return options.clear ? Clear() : Show(options);
-    } catch (const std::system_error& error) {
-        return Fail(ExitCode::NOT_CHECKED, std::string("the log can't be read: ") + error.what());
+    if (options.clear) {
+        return Clear();
     }
+    return options.follow ? Follow(options) : Show(options);
 }
 
 }  // namespace
 
 void AddLogCommand(CLI::App& app, ExitCode& result) {
-    CLI::App* command = app.add_subcommand("log", "Show the file log, both files as one stream");
     const auto options = std::make_shared<LogOptions>();
+    CLI::App* command = AddCommand(app, result, options, "log", "Show the file log, both files as one stream", Log);
     auto* follow = command->add_flag("-f,--follow", options->follow, "Go on with what is written, through rotations");
     auto* json = command->add_flag("--json", options->json, "Print each record as a JSON object on a line of its own");
     auto* grep = command->add_option("--grep", options->grep, "Only lines that contain TEXT")->type_name("TEXT");

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <string_view>
-#include <system_error>
+
+#include "failure.h"
 
 namespace qfctl {
 namespace {
@@ -18,27 +20,20 @@ constexpr size_t TAIL_SIZE = 256;
 
 }  // namespace
 
-LogReader::~LogReader() {
-    for (const Source& source : sources_) {
-        close(source.descriptor);
-    }
-}
-
 void LogReader::ReadNew(const LineSink& sink) {
     FindFiles();
     for (Source& source : sources_) {
-        Drain(source, sink);
+        ReadNewLines(source, sink);
     }
     const auto isGone = [&sink](Source& source) {
         struct stat status = {};
-        if (fstat(source.descriptor, &status) == 0 && status.st_nlink > 0) {
+        if (fstat(source.file.Get(), &status) == 0 && status.st_nlink > 0) {
             return false;
         }
-        const std::string rest = Drain(source, sink);
+        const std::string rest = ReadNewLines(source, sink);
         if (!rest.empty()) {
             sink(rest);
         }
-        close(source.descriptor);
         return true;
     };
     sources_.erase(std::remove_if(sources_.begin(), sources_.end(), isGone), sources_.end());
@@ -47,7 +42,7 @@ void LogReader::ReadNew(const LineSink& sink) {
 void LogReader::ReadAll(const LineSink& sink) {
     FindFiles();
     for (Source& source : sources_) {
-        const std::string rest = Drain(source, sink);
+        const std::string rest = ReadNewLines(source, sink);
         if (!rest.empty()) {
             sink(rest);
         }
@@ -58,32 +53,28 @@ void LogReader::FindFiles() {
     std::vector<Source> snapshot;
     while (!OpenSnapshot(snapshot)) {
     }
-    for (const Source& seen : snapshot) {
+    for (Source& seen : snapshot) {
         const auto known = [&seen](const Source& source) {
             return source.device == seen.device && source.inode == seen.inode;
         };
-        if (std::any_of(sources_.begin(), sources_.end(), known)) {
-            close(seen.descriptor);
-        } else {
-            sources_.push_back(seen);
+        if (std::none_of(sources_.begin(), sources_.end(), known)) {
+            sources_.push_back(std::move(seen));
         }
     }
 }
 
-/// Opens what is at the paths now. False, with nothing left open, when a rotation came between.
+/// Opens what is at the paths now. False when a rotation came between.
 bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
     snapshot.clear();
     bool consistent = true;
     for (const std::string& path : paths_) {
-        const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
         struct stat status = {};
-        if (descriptor < 0 && errno != ENOENT && errno != ENOTDIR) {
-            const int error = errno;
-            std::for_each(snapshot.begin(), snapshot.end(), [](const Source& source) { close(source.descriptor); });
-            throw std::system_error(error, std::generic_category(), path);
+        if (!file.IsOpen() && errno != ENOENT && errno != ENOTDIR) {
+            throw Failure(ExitCode::NOT_CHECKED, "the log can't be read: " + path + ": " + strerror(errno));
         }
-        if (descriptor >= 0 && fstat(descriptor, &status) == 0) {
-            snapshot.push_back({descriptor, status.st_dev, status.st_ino, 0, ""});
+        if (file.IsOpen() && fstat(file.Get(), &status) == 0) {
+            snapshot.push_back({std::move(file), status.st_dev, status.st_ino, 0, ""});
         }
     }
     // The older file first: it is the one that a rotation replaces.
@@ -93,11 +84,7 @@ bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
         consistent = consistent && (opened || access(path.c_str(), F_OK) != 0);
         next += opened ? 1 : 0;
     }
-    consistent = consistent && next == snapshot.size();
-    if (!consistent) {
-        std::for_each(snapshot.begin(), snapshot.end(), [](const Source& source) { close(source.descriptor); });
-    }
-    return consistent;
+    return consistent && next == snapshot.size();
 }
 
 bool LogReader::IsSame(const Source& source, const std::string& path) {
@@ -105,14 +92,14 @@ bool LogReader::IsSame(const Source& source, const std::string& path) {
     return stat(path.c_str(), &status) == 0 && status.st_dev == source.device && status.st_ino == source.inode;
 }
 
-/// Hands on the new lines and returns what stands behind the last line feed.
-std::string LogReader::Drain(Source& source, const LineSink& sink) {
+/// Hands on the new lines and returns what follows the last line feed.
+std::string LogReader::ReadNewLines(Source& source, const LineSink& sink) {
     std::array<char, 65536> block = {};
     const auto read = [&](off_t offset, size_t size) {
         const ssize_t count =
-            TEMP_FAILURE_RETRY(pread(source.descriptor, block.data(), std::min(size, block.size()), offset));
+            TEMP_FAILURE_RETRY(pread(source.file.Get(), block.data(), std::min(size, block.size()), offset));
         if (count < 0) {
-            throw std::system_error(errno, std::generic_category(), "read");
+            throw Failure(ExitCode::NOT_CHECKED, std::string("the log can't be read: read: ") + strerror(errno));
         }
         return std::string_view(block.data(), static_cast<size_t>(count));
     };

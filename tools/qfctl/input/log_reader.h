@@ -7,45 +7,44 @@
 #include <utility>
 #include <vector>
 
+#include "system/unique_fd.h"
+
 namespace qfctl {
 
 /// Reads the two files of the log as one stream of lines, through rotations, deletion and truncation.
 ///
 /// Files are held open from when they are first seen, so one that is rotated away or deleted is still read to its end.
-/// Only what is created and gone again between two calls is missed. Throws std::system_error when a file is there but
-/// can't be read.
+/// Only what is created and gone again between two calls is missed. Throws Failure when a file is there but can't be
+/// read.
 class LogReader {
 public:
     using LineSink = std::function<void(const std::string& line)>;
 
     /// `paths` from the older file to the newer one.
     explicit LogReader(std::vector<std::string> paths) : paths_(std::move(paths)) {}
-    ~LogReader();
-    LogReader(const LogReader&) = delete;
-    LogReader& operator=(const LogReader&) = delete;
 
     /// Hands on every whole line that was written since the last call, without its line feed; of a file that is gone
-    /// also what stands behind its last line feed.
+    /// also what follows its last line feed.
     void ReadNew(const LineSink& sink);
 
-    /// Hands on all there is, also what stands behind the files' last line feeds.
+    /// Hands on all there is, also what follows the files' last line feeds.
     void ReadAll(const LineSink& sink);
 
     bool HasFiles() const { return !sources_.empty(); }
 
 private:
     struct Source {
-        int descriptor;
+        UniqueFd file;
         dev_t device;
         ino_t inode;
-        off_t offset;      // behind the last line feed that was read
-        std::string tail;  // what stood in front of it: another text there tells that the file was emptied
+        off_t offset;      // after the last line feed that was read
+        std::string tail;  // the text before it: another text there shows that the file was emptied
     };
 
     void FindFiles();
     bool OpenSnapshot(std::vector<Source>& snapshot) const;
     static bool IsSame(const Source& source, const std::string& path);
-    static std::string Drain(Source& source, const LineSink& sink);
+    static std::string ReadNewLines(Source& source, const LineSink& sink);
 
     std::vector<std::string> paths_;
     std::vector<Source> sources_;

@@ -11,7 +11,7 @@
 namespace qfctl {
 namespace {
 
-std::string Escaped(const std::string& text) {
+std::string EscapeHtml(const std::string& text) {
     std::string html;
     for (const char character : text) {
         switch (character) {
@@ -42,7 +42,7 @@ bool IsInsideCharacter(char byte) {
 }
 
 /// The value with what the other one has not marked: between the beginning and the end that both share.
-std::string Marked(const std::string& value, const std::string& other) {
+std::string HighlightDifference(const std::string& value, const std::string& other) {
     const size_t shorter = std::min(value.size(), other.size());
     size_t start = static_cast<size_t>(
         std::mismatch(value.begin(), value.begin() + static_cast<std::ptrdiff_t>(shorter), other.begin()).first -
@@ -58,24 +58,27 @@ std::string Marked(const std::string& value, const std::string& other) {
         --end;
     }
     const std::string middle = value.substr(start, value.size() - start - end);
-    return Escaped(value.substr(0, start)) + (middle.empty() ? "" : "<mark>" + Escaped(middle) + "</mark>") +
-           Escaped(value.substr(value.size() - end));
+    return EscapeHtml(value.substr(0, start)) + (middle.empty() ? "" : "<mark>" + EscapeHtml(middle) + "</mark>") +
+           EscapeHtml(value.substr(value.size() - end));
 }
 
 std::string Cell(const char* side, const std::string& value, const std::string& other) {
     return std::string("<td data-side=\"") + side + "\">" +
-           (value.empty() ? "<span class=\"none\">none</span>" : Marked(Printable(value), Printable(other))) + "</td>";
+           (value.empty() ? "<span class=\"none\">none</span>"
+                          : HighlightDifference(QuoteIfUnprintable(value), QuoteIfUnprintable(other))) +
+           "</td>";
 }
 
 std::string RenderItem(const VerifiedItem& item) {
     const std::string verdict = item.passed ? "passed" : "failed";
     std::string html = "<div class=\"item " + verdict + "\"><span class=\"verdict\">" + verdict +
-                       "</span><span class=\"name\">" + Escaped(Printable(item.name)) + "</span>";
+                       "</span><span class=\"name\">" + EscapeHtml(QuoteIfUnprintable(item.name)) + "</span>";
     if (!item.differences.empty()) {
         html += "<table><thead><tr><th>Check</th><th>Live</th><th>Patch</th></tr></thead><tbody>";
         for (const Difference& difference : item.differences) {
-            html += "<tr><th>" + Escaped(difference.check) + "</th>" + Cell("live", difference.live, difference.patch) +
-                    Cell("patch", difference.patch, difference.live) + "</tr>";
+            html += "<tr><th>" + EscapeHtml(difference.check) + "</th>" +
+                    Cell("live", difference.live, difference.patch) + Cell("patch", difference.patch, difference.live) +
+                    "</tr>";
         }
         html += "</tbody></table>";
     }

@@ -27,7 +27,7 @@ struct Widths {
 Widths Measure(const std::vector<VerifiedItem>& items, const std::string& nameTitle) {
     Widths widths = {nameTitle.size() + VALUE_GAP};
     for (const VerifiedItem& item : items) {
-        widths.name = std::max(widths.name, CountCharacters(Printable(item.name)) + VALUE_GAP);
+        widths.name = std::max(widths.name, CountCharacters(QuoteIfUnprintable(item.name)) + VALUE_GAP);
         for (const Difference& difference : item.differences) {
             widths.check = std::max(widths.check, difference.check.size() + VALUE_GAP);
             widths.value =
@@ -41,10 +41,10 @@ void PrintItem(std::ostream& out, const VerifiedItem& item, const Widths& widths
     const char* start = !colour ? "" : item.passed ? "\x1b[32m" : "\x1b[31m";
     out << start << Padded(item.passed ? "pass" : "FAIL", VERDICT_WIDTH) << (colour ? "\x1b[0m" : "");
     if (item.differences.empty()) {
-        out << Printable(item.name) << "\n";
+        out << QuoteIfUnprintable(item.name) << "\n";
         return;
     }
-    std::string lead = Padded(Printable(item.name), widths.name);
+    std::string lead = Padded(QuoteIfUnprintable(item.name), widths.name);
     for (const Difference& difference : item.differences) {
         out << lead << Padded(difference.check, widths.check)
             << Padded(ShownValue(difference.check, difference.live), widths.value)
@@ -79,7 +79,7 @@ std::string ShownValue(const std::string& check, const std::string& value) {
     if (check == "SHA256" && value.size() > SHORT_DIGEST_LENGTH) {
         return value.substr(0, SHORT_DIGEST_LENGTH) + "...";
     }
-    return Printable(value);
+    return QuoteIfUnprintable(value);
 }
 
 void PrintTable(std::ostream& out, const VerifyReport& report, bool colour) {

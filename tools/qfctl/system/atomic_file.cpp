@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <random>
 
+#include "failure.h"
+
 namespace qfctl {
 
 namespace fs = std::filesystem;
@@ -108,35 +110,31 @@ FileTarget::FileTarget(const std::string& path) {
     fs::path resolved = fs::absolute(path);
     if (stat(path.c_str(), &status) == 0) {
         if (!S_ISREG(status.st_mode)) {
-            error_ = "it is not a regular file";
-            return;
+            throw Failure(ExitCode::NOT_CHECKED, "it is not a regular file");
         }
         if (status.st_uid != geteuid() && geteuid() != 0) {
-            error_ = "it belongs to another user";
-            return;
+            throw Failure(ExitCode::NOT_CHECKED, "it belongs to another user");
         }
         former_ = status;
         resolved = fs::canonical(path, error);
     } else if (lstat(path.c_str(), &status) == 0) {
-        error_ = "it is a link to nowhere";
-        return;
+        throw Failure(ExitCode::NOT_CHECKED, "it is a link to nowhere");
     }
     name_ = resolved.filename();
     folder_ = UniqueFd(open(resolved.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (error || !folder_.IsOpen() || faccessat(folder_.Get(), ".", W_OK | X_OK, 0) != 0) {
-        error_ = error ? error.message() : strerror(errno);
+        throw Failure(ExitCode::NOT_CHECKED, error ? error.message() : strerror(errno));
     }
 }
 
-std::string FileTarget::Write(const std::string& content) const {
-    if (!error_.empty()) {
-        return error_;
-    }
+void FileTarget::Write(const std::string& content) const {
     const ScopedSignalBlock signalsWait;
     ScopedTempFile file(folder_.Get());
     const bool isWritten = file.IsOpen() && file.Write(content) &&
                            (former_ ? file.TakeOwnerAndMode(*former_) : file.TakeDefaultMode()) && file.Replace(name_);
-    return isWritten ? "" : strerror(errno);
+    if (!isWritten) {
+        throw Failure(ExitCode::NOT_CHECKED, strerror(errno));
+    }
 }
 
 }  // namespace qfctl

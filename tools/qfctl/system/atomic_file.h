@@ -13,18 +13,15 @@ namespace qfctl {
 /// later, in the path or at its end, is not.
 class FileTarget {
 public:
+    /// Throws Failure when the place can't take a file.
     explicit FileTarget(const std::string& path);
-
-    /// Why the place can't take a file; empty when it can.
-    const std::string& GetError() const { return error_; }
 
     /// Writes a file whole or not at all: what stood there stays until the new content is safely on the disk. Keeps the
     /// mode and the owner of the file that was there when the target was made. Signals wait until it is done, so none
-    /// but SIGKILL leaves a temporary file. Empty on success, else why it failed.
-    std::string Write(const std::string& content) const;
+    /// but SIGKILL leaves a temporary file. Throws Failure.
+    void Write(const std::string& content) const;
 
 private:
-    std::string error_;
     UniqueFd folder_;
     std::string name_;
     std::optional<struct stat> former_;

@@ -12,41 +12,37 @@
 #include <cstring>
 #include <vector>
 
+#include "failure.h"
 #include "system/unique_fd.h"
 
 namespace qfctl {
 namespace {
 
-FileDigest Failure(int number) {
-    return {"", strerror(number), number};
+[[noreturn]] void ThrowSystemFailure(int number) {
+    const bool isAbsent = number == ENOENT || number == ENOTDIR;
+    throw Failure(isAbsent ? ExitCode::FAILED : ExitCode::NOT_CHECKED, strerror(number));
 }
 
-FileDigest NotRegular() {
-    return {"", "not a regular file", 0};
+void RequireRegular(const struct stat& status) {
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(ExitCode::NOT_CHECKED, "not a regular file");
+    }
 }
 
 }  // namespace
 
-bool FileDigest::IsAbsent() const {
-    return number == ENOENT || number == ENOTDIR;
-}
-
-FileDigest ComputeDigest(const std::string& path) {
+std::string ComputeDigest(const std::string& path) {
     // Opening a device may already change something.
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
-        return Failure(errno);
+        ThrowSystemFailure(errno);
     }
-    if (!S_ISREG(status.st_mode)) {
-        return NotRegular();
-    }
+    RequireRegular(status);
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
-        return Failure(errno);
+        ThrowSystemFailure(errno);
     }
-    if (!S_ISREG(status.st_mode)) {
-        return NotRegular();
-    }
+    RequireRegular(status);
     SHA256_CTX context = {};
     SHA256_Init(&context);
     std::vector<char> block(1U << 20);
@@ -55,7 +51,7 @@ FileDigest ComputeDigest(const std::string& path) {
         SHA256_Update(&context, block.data(), static_cast<size_t>(count));
     }
     if (count < 0) {
-        return Failure(errno);
+        ThrowSystemFailure(errno);
     }
     std::array<unsigned char, SHA256_DIGEST_LENGTH> digest = {};
     SHA256_Final(digest.data(), &context);
@@ -64,7 +60,7 @@ FileDigest ComputeDigest(const std::string& path) {
         text += "0123456789abcdef"[byte >> 4];
         text += "0123456789abcdef"[byte & 0xf];
     }
-    return {text, "", 0};
+    return text;
 }
 
 }  // namespace qfctl

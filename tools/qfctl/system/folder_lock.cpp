@@ -9,6 +9,9 @@
 #include <filesystem>
 #include <thread>
 
+#include "failure.h"
+#include "text/escape.h"
+
 namespace qfctl {
 
 namespace fs = std::filesystem;
@@ -34,16 +37,20 @@ fs::path FindFolder(fs::path path) {
 
 FolderLock::FolderLock(const std::string& file, int operation)
     : folder_(open(FindFolder(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    const auto fail = [&file](const char* reason) {
+        throw Failure(ExitCode::NOT_CHECKED, "the folder of " + Quote(file) + " can't be locked: " + reason);
+    };
     if (!folder_.IsOpen()) {
-        isDenied_ = errno == EACCES;
-        error_ = errno == ENOENT || errno == ENOTDIR ? "" : strerror(errno);
+        const bool isLockNeeded = errno != ENOENT && errno != ENOTDIR && (errno != EACCES || operation != LOCK_SH);
+        if (isLockNeeded) {
+            fail(strerror(errno));
+        }
         return;
     }
     const auto deadline = steady_clock::now() + TIMEOUT;
     while (flock(folder_.Get(), operation | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK || steady_clock::now() >= deadline) {
-            error_ = errno == EWOULDBLOCK ? "another process holds it" : strerror(errno);
-            return;
+            fail(errno == EWOULDBLOCK ? "another process holds it" : strerror(errno));
         }
         std::this_thread::sleep_for(POLL_INTERVAL);
     }

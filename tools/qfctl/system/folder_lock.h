@@ -11,19 +11,12 @@ namespace qfctl {
 /// same lock. Only qfctl respects it.
 class FolderLock {
 public:
-    /// `operation` is LOCK_SH or LOCK_EX of flock. Waits up to 10 seconds for others.
+    /// `operation` is LOCK_SH or LOCK_EX of flock. Waits up to 10 seconds for others. Throws Failure when there is no
+    /// lock, unless there is no folder, or it is a shared one and the user may not read the folder.
     FolderLock(const std::string& file, int operation);
-
-    /// Why there is no lock; empty when there is one, or no folder.
-    const std::string& GetError() const { return error_; }
-
-    /// True when the reason is that the user may not read the folder.
-    bool IsDenied() const { return isDenied_; }
 
 private:
     UniqueFd folder_;
-    std::string error_;
-    bool isDenied_ = false;
 };
 
 }  // namespace qfctl

@@ -5,17 +5,18 @@
 
 #include <initializer_list>
 
+#include "failure.h"
+
 namespace qfctl {
 
-bool OpenClosedStandardStreams() {
+void OpenClosedStandardStreams() {
     // The lowest free number is the one that a file gets.
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const bool closed = fcntl(fd, F_GETFD) < 0;
         if (closed && open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY) != fd) {
-            return false;
+            throw Failure(ExitCode::NOT_CHECKED, "the standard streams can't be opened");
         }
     }
-    return true;
 }
 
 }  // namespace qfctl

@@ -35,7 +35,7 @@ std::string Quote(const std::string& text) {
     return quoted + "\"";
 }
 
-std::string Printable(const std::string& text) {
+std::string QuoteIfUnprintable(const std::string& text) {
     return IsPrintable(text) ? text : Quote(text);
 }
 

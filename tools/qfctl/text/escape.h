@@ -9,7 +9,7 @@ namespace qfctl {
 std::string Quote(const std::string& text);
 
 /// The text itself when it is valid UTF-8 without control and format characters, else quoted.
-std::string Printable(const std::string& text);
+std::string QuoteIfUnprintable(const std::string& text);
 
 /// JSON text made by plain concatenation, with control characters escaped as JSON wants them.
 std::string EscapeJsonControls(const std::string& json);

@@ -87,7 +87,7 @@ size_t CountCharacters(const std::string& text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), BeginsCharacter));
 }
 
-std::string FirstColumns(const std::string& text, size_t characters) {
+std::string TruncateToWidth(const std::string& text, size_t characters) {
     size_t end = 0;
     for (size_t count = 0; end < text.size(); ++end) {
         count += BeginsCharacter(text[end]) ? 1U : 0U;

@@ -12,7 +12,7 @@ size_t DecodeUtf8(const std::string& text, size_t at, char32_t& code);
 size_t CountCharacters(const std::string& text);
 
 /// The beginning of the text, up to so many characters.
-std::string FirstColumns(const std::string& text, size_t characters);
+std::string TruncateToWidth(const std::string& text, size_t characters);
 
 /// True when the text is valid UTF-8 without control characters (U+0000 to U+001F, U+007F to U+009F).
 bool IsPlainText(const std::string& text);

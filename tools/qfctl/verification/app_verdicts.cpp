@@ -11,6 +11,7 @@
 #include <memory>
 #include <string_view>
 
+#include "failure.h"
 #include "text/escape.h"
 
 namespace qfctl {
@@ -19,24 +20,24 @@ namespace {
 constexpr char LIST_BUNDLES[] = "bm dump -a";
 constexpr std::string_view PATCH_FLAG = "teklo.app.quickfix";
 
-struct Answer {
+struct CommandOutput {
     bool isComplete = false;  // the command ended with 0
     std::string text;
 };
 
-Answer Ask(const std::string& command) {
+CommandOutput RunCommand(const std::string& command) {
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
         return {};
     }
-    Answer answer;
+    CommandOutput output;
     std::array<char, 4096> block = {};
     for (size_t count = 0; (count = fread(block.data(), 1, block.size(), pipe)) > 0;) {
-        answer.text.append(block.data(), count);
+        output.text.append(block.data(), count);
     }
     const bool isRead = ferror(pipe) == 0;
-    answer.isComplete = pclose(pipe) == 0 && isRead;
-    return answer;
+    output.isComplete = pclose(pipe) == 0 && isRead;
+    return output;
 }
 
 bool IsWordCharacter(char character) {
@@ -109,41 +110,44 @@ std::vector<Difference> ExpectDifferences(const App& app, const std::string& lis
     return differences;
 }
 
-std::string CheckAppVerdict(const VerifiedItem& item, const App& app, const std::string& listing) {
-    if (item.passed) {
-        return "";
+std::string ListBundles() {
+    CommandOutput listing = RunCommand(LIST_BUNDLES);
+    if (!listing.isComplete) {
+        throw Failure(ExitCode::NOT_CHECKED, std::string("the command ") + LIST_BUNDLES + " fails");
     }
-    const Answer dump = Ask("bm dump -n " + app.bundleName);
+    return listing.text;
+}
+
+void CheckAppVerdict(const VerifiedItem& item, const App& app, const std::string& listing) {
+    if (item.passed) {
+        return;
+    }
+    const CommandOutput dump = RunCommand("bm dump -n " + app.bundleName);
     // bm may well fail for a bundle that is not installed.
     if (!dump.isComplete && IsListed(listing, app.bundleName)) {
-        return "bm dump -n " + app.bundleName + " fails, although the bundle is installed";
+        throw Failure(ExitCode::NOT_CHECKED,
+                      "bm dump -n " + app.bundleName + " fails, although the bundle is installed");
     }
-    return ExpectDifferences(app, listing, dump.text) == item.differences
-               ? ""
-               : "the answers of bm about " + Quote(app.bundleName) + " changed, or could not be read";
+    if (ExpectDifferences(app, listing, dump.text) != item.differences) {
+        throw Failure(ExitCode::NOT_CHECKED,
+                      "the answers of bm about " + Quote(app.bundleName) + " changed, or could not be read");
+    }
 }
 
 }  // namespace
 
-std::string CheckBundleTool() {
-    return Ask(LIST_BUNDLES).isComplete ? "" : std::string("the command ") + LIST_BUNDLES + " fails";
+void CheckBundleTool() {
+    (void)ListBundles();
 }
 
-std::string CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps) {
-    const Answer listing = Ask(LIST_BUNDLES);
-    if (!listing.isComplete) {
-        return std::string("the command ") + LIST_BUNDLES + " fails";
-    }
+void CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps) {
+    const std::string listing = ListBundles();
     if (items.size() != apps.size()) {
-        return "the report does not list every app";
+        throw Failure(ExitCode::NOT_CHECKED, "the report does not list every app");
     }
     for (size_t i = 0; i < items.size(); ++i) {
-        std::string error = CheckAppVerdict(items[i], apps[i], listing.text);
-        if (!error.empty()) {
-            return error;
-        }
+        CheckAppVerdict(items[i], apps[i], listing);
     }
-    return "";
 }
 
 }  // namespace qfctl

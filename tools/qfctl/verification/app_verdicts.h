@@ -8,11 +8,11 @@
 
 namespace qfctl {
 
-/// Why the device's tool bm does not answer; empty when it lists the installed bundles.
-std::string CheckBundleTool();
+/// Throws Failure when the device's tool bm does not list the installed bundles.
+void CheckBundleTool();
 
 /// Asks bm again about the apps that failed: the commands of a run don't tell its failure, or that of a shell, from an
-/// app that is absent. Says of the first verdict that can't be trusted why not; empty when all can.
-std::string CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps);
+/// app that is absent. Throws Failure at the first verdict that can't be trusted.
+void CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps);
 
 }  // namespace qfctl

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "failure.h"
 #include "system/file_digest.h"
 #include "text/escape.h"
 #include "verification/overlay_scan.h"
@@ -24,46 +25,48 @@ bool AgreesWithDigests(const VerifiedItem& item, const std::string& live, const 
                                               : live != patch && reported->live == live && reported->patch == patch;
 }
 
-std::string CheckFileVerdict(const VerifiedItem& item, const std::string& overlay) {
-    std::string changed = Quote(item.name) + " or its patch file changed, or could not be read to the end";
-    const std::string patchPath = overlay + item.name;
-    for (const std::string& path : {patchPath, item.name}) {
-        std::string error = CheckReadable(path);
-        if (!error.empty()) {
-            return error;
+/// Empty when there is no such file and none is required.
+std::string ReadDigest(const std::string& path, bool isRequired) {
+    try {
+        return ComputeDigest(path);
+    } catch (const Failure& failure) {
+        if (!isRequired && failure.GetCode() == ExitCode::FAILED) {
+            return "";
         }
+        throw Failure(ExitCode::NOT_CHECKED, Quote(path) + " can't be read: " + failure.what());
     }
+}
+
+void CheckFileVerdict(const VerifiedItem& item, const std::string& overlay) {
+    const std::string changed = Quote(item.name) + " or its patch file changed, or could not be read to the end";
+    const std::string patchPath = overlay + item.name;
+    CheckReadable(patchPath);
+    CheckReadable(item.name);
     if (IsDirectory(item.name)) {
-        return item.passed ? changed : "";
+        if (item.passed) {
+            throw Failure(ExitCode::NOT_CHECKED, changed);
+        }
+        return;
     }
-    const FileDigest patch = ComputeDigest(patchPath);
-    const FileDigest live = ComputeDigest(item.name);
-    if (!patch.IsKnown() || (!live.IsKnown() && !live.IsAbsent())) {
-        const bool isPatch = !patch.IsKnown();
-        return Quote(isPatch ? patchPath : item.name) + " can't be read: " + (isPatch ? patch : live).error;
-    }
-    if (!AgreesWithDigests(item, live.text, patch.text)) {
-        return changed;
+    const std::string patch = ReadDigest(patchPath, true);
+    const std::string live = ReadDigest(item.name, false);
+    if (!AgreesWithDigests(item, live, patch)) {
+        throw Failure(ExitCode::NOT_CHECKED, changed);
     }
     for (const Difference& difference : item.differences) {
-        if (difference.patch.empty() || (difference.live.empty() && live.IsKnown())) {
-            return "ls did not show the " + difference.check + " value of " +
-                   Quote(difference.patch.empty() ? patchPath : item.name);
+        if (difference.patch.empty() || (difference.live.empty() && !live.empty())) {
+            throw Failure(ExitCode::NOT_CHECKED, "ls did not show the " + difference.check + " value of " +
+                                                     Quote(difference.patch.empty() ? patchPath : item.name));
         }
     }
-    return "";
 }
 
 }  // namespace
 
-std::string CheckFileVerdicts(const std::vector<VerifiedItem>& files, const std::string& overlay) {
+void CheckFileVerdicts(const std::vector<VerifiedItem>& files, const std::string& overlay) {
     for (const VerifiedItem& item : files) {
-        std::string error = CheckFileVerdict(item, overlay);
-        if (!error.empty()) {
-            return error;
-        }
+        CheckFileVerdict(item, overlay);
     }
-    return "";
 }
 
 }  // namespace qfctl

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "failure.h"
 #include "text/escape.h"
 #include "text/utf8.h"
 
@@ -20,39 +21,22 @@ namespace {
 
 constexpr char SAFE_ASCII[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_-.+,:@%=";
 
+/// What a look at the overlay found before anything of it is handed to a shell.
+struct OverlayScan {
+    std::vector<std::string> files;
+    std::vector<std::string> unsafeNames;
+    std::vector<std::string> errors;
+};
+
 void ScanFile(const std::string& path, const std::string& overlay, OverlayScan& scan) {
     scan.files.push_back(path.substr(overlay.size()));
     for (const std::string& side : {path, scan.files.back()}) {
-        std::string error = CheckReadable(side);
-        if (!error.empty()) {
-            scan.errors.push_back(std::move(error));
+        try {
+            CheckReadable(side);
+        } catch (const Failure& failure) {
+            scan.errors.emplace_back(failure.what());
         }
     }
-}
-
-}  // namespace
-
-std::string CheckReadable(const std::string& path) {
-    struct stat status = {};
-    const bool found = stat(path.c_str(), &status) == 0;
-    if (!found && (errno == ENOENT || errno == ENOTDIR)) {
-        return "";
-    }
-    if (found && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
-        return Quote(path) + " is a pipe, a device or a socket";
-    }
-    if (!found || access(path.c_str(), R_OK) != 0) {
-        return Quote(path) + " can't be read: " + strerror(errno);
-    }
-    return "";
-}
-
-bool IsSafeName(const std::string& name) {
-    const auto isUnsafe = [](char character) {
-        const bool ascii = static_cast<unsigned char>(character) < 0x80;
-        return ascii && strchr(SAFE_ASCII, character) == nullptr;
-    };
-    return IsPlainText(name) && std::none_of(name.begin(), name.end(), isUnsafe);
 }
 
 OverlayScan ScanOverlay(const std::string& overlay) {
@@ -84,6 +68,47 @@ OverlayScan ScanOverlay(const std::string& overlay) {
         }
     }
     return scan;
+}
+
+}  // namespace
+
+void CheckReadable(const std::string& path) {
+    struct stat status = {};
+    const bool found = stat(path.c_str(), &status) == 0;
+    if (!found && (errno == ENOENT || errno == ENOTDIR)) {
+        return;
+    }
+    if (found && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        throw Failure(ExitCode::NOT_CHECKED, Quote(path) + " is a pipe, a device or a socket");
+    }
+    if (!found || access(path.c_str(), R_OK) != 0) {
+        throw Failure(ExitCode::NOT_CHECKED, Quote(path) + " can't be read: " + strerror(errno));
+    }
+}
+
+bool IsSafeName(const std::string& name) {
+    const auto isUnsafe = [](char character) {
+        const bool ascii = static_cast<unsigned char>(character) < 0x80;
+        return ascii && strchr(SAFE_ASCII, character) == nullptr;
+    };
+    return IsPlainText(name) && std::none_of(name.begin(), name.end(), isUnsafe);
+}
+
+std::vector<std::string> ListOverlayFiles(const std::string& overlay) {
+    OverlayScan scan = ScanOverlay(overlay);
+    std::vector<std::string> messages;
+    if (!scan.unsafeNames.empty()) {
+        messages.emplace_back(
+            "the commands of the verification go through a shell, which would interpret or split these names:");
+        for (const std::string& name : scan.unsafeNames) {
+            messages.back() += "\n  " + Quote(name);
+        }
+    }
+    messages.insert(messages.end(), scan.errors.begin(), scan.errors.end());
+    if (!messages.empty()) {
+        throw Failure(ExitCode::NOT_CHECKED, std::move(messages));
+    }
+    return scan.files;
 }
 
 }  // namespace qfctl

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace qfctl {
+
+/// Frozen: scripts rely on these numbers.
+enum class ExitCode {
+    DONE = 0,         // all passed, found, or done
+    FAILED = 1,       // a check failed, or what was asked for is absent
+    USAGE = 2,        // the call was wrong
+    NOT_CHECKED = 3,  // it could not be checked or read
+    NOT_ARRIVED = 4,  // the event that was waited for did not come
+};
+
+/// The one way in which code below a command reports a failure. Each message is one line on standard error.
+class Failure : public std::exception {
+public:
+    Failure(ExitCode code, std::string message) : Failure(code, std::vector<std::string>{std::move(message)}) {}
+    Failure(ExitCode code, std::vector<std::string> messages) : code_(code), messages_(std::move(messages)) {}
+
+    ExitCode GetCode() const { return code_; }
+    const std::vector<std::string>& GetMessages() const { return messages_; }
+    const char* what() const noexcept override { return messages_.empty() ? "" : messages_.front().c_str(); }
+
+    /// The same failure with `context` in front of each message.
+    Failure In(const std::string& context) const;
+
+private:
+    ExitCode code_;
+    std::vector<std::string> messages_;
+};
+
+/// Calls `action`; puts `context` in front of the messages of a Failure that leaves it.
+template <typename Action>
+auto WithContext(const std::string& context, Action action) {
+    try {
+        return action();
+    } catch (const Failure& failure) {
+        throw failure.In(context);
+    }
+}
+
+/// Prints the messages on standard error and returns the code.
+ExitCode PrintFailure(const Failure& failure);
+
+/// Calls `action`, which returns nothing or an ExitCode. Prints a Failure that leaves it and returns its code.
+template <typename Action>
+ExitCode Attempt(Action action) {
+    try {
+        if constexpr (std::is_void_v<decltype(action())>) {
+            action();
+            return ExitCode::DONE;
+        } else {
+            return action();
+        }
+    } catch (const Failure& failure) {
+        return PrintFailure(failure);
+    }
+}
+
+}  // namespace qfctl

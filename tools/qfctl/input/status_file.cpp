@@ -1,0 +1,121 @@
+#include "input/status_file.h"
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "failure.h"
+#include "text/escape.h"
+
+namespace qfctl {
+namespace {
+
+using TEKLO::QuickFixEngine::QuickFixStatus;
+
+constexpr char VERSION_KEY[] = "PatchVersion";
+constexpr char ERROR_CODE_KEY[] = "ErrorCode";
+constexpr size_t MAX_LINE_LENGTH = 255;
+constexpr size_t LINES = 3;
+
+void CheckLine(const std::string& name, const std::string& line) {
+    if (line.size() > MAX_LINE_LENGTH) {
+        throw Failure(ExitCode::NOT_CHECKED,
+                      name + " has more than " + std::to_string(MAX_LINE_LENGTH) + " bytes and would be cut");
+    }
+    if (line.find('=') == std::string::npos) {
+        throw Failure(ExitCode::NOT_CHECKED, name + " has no '='");
+    }
+}
+
+void ReadLines(std::istream& file, StatusFile& found) {
+    const std::array<std::string*, LINES> values = {&found.values.version, &found.values.status,
+                                                    &found.values.errorCode};
+    std::string line;
+    for (size_t number = 1; number <= LINES && std::getline(file, line); ++number) {
+        const std::string name = "line " + std::to_string(number);
+        CheckLine(name, line);
+        const size_t equals = line.find('=');
+        const std::string key = line.substr(0, equals);
+        *values.at(number - 1) = line.substr(equals + 1);
+        if (number == 2) {
+            found.key = key;
+        } else if (key != (number == 1 ? VERSION_KEY : ERROR_CODE_KEY)) {
+            found.formatMismatch = name + " begins with " + Quote(key);
+        }
+    }
+    if (found.formatMismatch.empty() && std::getline(file, line)) {
+        found.formatMismatch = "it has more than three lines";
+    }
+    if (file.bad()) {
+        throw Failure(ExitCode::NOT_CHECKED, "read error");
+    }
+}
+
+void CheckFits(const std::string& name, const std::string& key, const std::string& value) {
+    if (value.find('\n') != std::string::npos) {
+        throw Failure(ExitCode::USAGE, name + " holds a line feed, which the file can't carry");
+    }
+    const size_t length = key.size() + 1 + value.size();
+    if (length > MAX_LINE_LENGTH) {
+        throw Failure(ExitCode::USAGE, name + " makes a line of " + std::to_string(length) +
+                                           " bytes, the file carries " + std::to_string(MAX_LINE_LENGTH));
+    }
+}
+
+}  // namespace
+
+std::optional<StatusFile> InspectStatusFile(const std::string& path) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) {
+            return std::nullopt;
+        }
+        throw Failure(ExitCode::NOT_CHECKED, strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(ExitCode::NOT_CHECKED, "not a regular file");
+    }
+    std::ifstream file(path);
+    if (!file.is_open()) {
+        throw Failure(ExitCode::NOT_CHECKED, strerror(errno));
+    }
+    StatusFile found;
+    found.mode = status.st_mode & 07777U;
+    ReadLines(file, found);
+    return found;
+}
+
+void CheckStatusFits(const QuickFixStatus& status, const std::string& key) {
+    if (key.find_first_of("=\n") != std::string::npos) {
+        throw Failure(ExitCode::USAGE, "the key holds '=' or a line feed");
+    }
+    CheckFits("the version", VERSION_KEY, status.version);
+    CheckFits("the status", key, status.status);
+    CheckFits("the list of error codes", ERROR_CODE_KEY, status.errorCode);
+}
+
+std::optional<int32_t> ParseErrorCode(const std::string& text) {
+    int32_t code = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code, 10);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional<int32_t>(code) : std::nullopt;
+}
+
+Json ParseErrorCodes(const std::string& text) {
+    Json list(cJSON_CreateArray());
+    std::istringstream pieces(text);
+    for (std::string piece; std::getline(pieces, piece, ',');) {
+        const auto code = ParseErrorCode(piece);
+        if (!code) {
+            throw Failure(ExitCode::NOT_CHECKED, "the error codes are no list of numbers: " + Quote(text));
+        }
+        cJSON_AddItemToArray(list.get(), cJSON_CreateNumber(*code));
+    }
+    return list;
+}
+
+}  // namespace qfctl
