@@ -19,7 +19,7 @@
 #include "plume_format.h"
 #include "quick_fix_log.h"
 #include "quick_fix_status_record.h"
-#include "report/html_report.h"
+#include "report/page.h"
 #include "string_utils.h"
 #include "support/bus_daemon.h"
 #include "support/event_listener.h"
@@ -154,16 +154,13 @@ std::string Markup(const std::string& html) {
 
 void EscapeHtml(const std::string& input) {
     const auto page = [](const std::string& value) {
-        return RenderHtml({{{value, true, {}}, {"x", false, {{"RWX", value, value}}}}, {}});
+        return RenderHtml({{{value, Verdict::PASSED, {}}, {"x", Verdict::FAILED, {{"RWX", value, value}}}}, {}});
     };
     Require(Markup(page(input + ".")) == Markup(page("harmless")));
     Require(page(input).find('\0') == std::string::npos);
+    Require(EscapeJsonControls(input).find('\n') == std::string::npos);
     const std::string quoted = Quote(input);
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
-    try {
-        (void)RenderHtml(ReadReport(EscapeJsonControls(input)));
-    } catch (const std::runtime_error&) {
-    }
 }
 
 /// A bus with a listener of the port, and the service's own connection to send anything on.

@@ -16,15 +16,16 @@
 #include "failure.h"
 #include "input/app_list.h"
 #include "quick_fix_plume_wrapper.h"
-#include "report/html_report.h"
+#include "report/page.h"
 #include "report/progress_line.h"
-#include "report/verify_report.h"
-#include "report/verify_table.h"
+#include "report/results.h"
+#include "report/table.h"
 #include "system/atomic_file.h"
 #include "system/scoped_stderr_to_null.h"
 #include "system/terminal.h"
 #include "test_manager.h"
 #include "text/escape.h"
+#include "text/json_text.h"
 #include "verification/app_verdicts.h"
 #include "verification/file_verdicts.h"
 #include "verification/preconditions.h"
@@ -33,7 +34,6 @@
 namespace qfctl {
 namespace {
 
-using TEKLO::QuickFixEngine::ItemResult;
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 using TEKLO::QuickFixEngine::TestManager;
@@ -55,17 +55,27 @@ struct VerifyOptions {
 
 struct CheckOutput {
     std::string fragments;  // of the chosen runs, joined
+    Results results;
     uint64_t inconclusive = 0;
 };
 
-CheckOutput RunChecks(TestManager& manager, const VerifyOptions& options, const std::vector<App>& apps) {
+CheckOutput RunChecks(const VerifyOptions& options, const std::vector<App>& apps, ProgressLine& progress) {
+    const ReadWatchdog watchdog;
+    TestManager manager;
     CheckOutput output;
+    std::vector<ItemResult>* results = &output.results.files;
+    manager.SetItemListener([&progress, &results](const ItemResult& result) {
+        results->push_back(result);
+        progress.Count(result.item);
+    });
     if (options.RunsNative()) {
-        output = {manager.CheckNativePatch(), manager.GetInconclusiveCount()};
+        output.fragments = manager.CheckNativePatch();
+        output.inconclusive = manager.GetInconclusiveCount();
     }
     if (!options.RunsApps()) {
         return output;
     }
+    results = &output.results.apps;
     manager.CheckAppPatchInit();
     for (const App& app : apps) {
         manager.CheckAppPatch(app.bundleName, app.versionCode);
@@ -77,18 +87,14 @@ CheckOutput RunChecks(TestManager& manager, const VerifyOptions& options, const 
 CheckOutput RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
     ProgressLine progress(total);
     const ScopedStderrToNull quiet;
-    const ReadWatchdog watchdog;
-    TestManager manager;
-    manager.SetItemListener([&progress](const ItemResult& result) { progress.Count(result.item); });
-    return RunChecks(manager, options, apps);
+    return RunChecks(options, apps, progress);
 }
 
 CheckOutput RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
     setenv("QUICKFIX_LOG", "stderr", 1);
     QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::DEBUG;
-    const ReadWatchdog watchdog;
-    TestManager manager;
-    return RunChecks(manager, options, apps);
+    ProgressLine none;
+    return RunChecks(options, apps, none);
 }
 
 /// A report that was asked for, or none. Throws Failure when it can't be written.
@@ -121,26 +127,35 @@ struct Reports {
     ReportFile page;
 };
 
-std::vector<std::string> SortedNames(const std::vector<VerifiedItem>& items) {
+std::vector<std::string> SortedNames(const std::vector<ItemResult>& results) {
     std::vector<std::string> names;
-    std::transform(items.begin(), items.end(), std::back_inserter(names),
-                   [](const VerifiedItem& item) { return item.name; });
+    std::transform(results.begin(), results.end(), std::back_inserter(names),
+                   [](const ItemResult& result) { return result.item; });
     std::sort(names.begin(), names.end());
     return names;
 }
 
-/// Throws Failure when the report of a run can't be trusted.
-void CheckReport(const VerifyReport& report, std::vector<std::string> scanned, const std::vector<App>& apps) {
+/// Throws Failure when the results of a run can't be trusted.
+void CheckResults(const Results& results, std::vector<std::string> scanned, const std::vector<App>& apps) {
     std::sort(scanned.begin(), scanned.end());
-    if (SortedNames(report.files) != scanned) {
+    if (SortedNames(results.files) != scanned) {
         throw Failure(ExitCode::NOT_CHECKED,
                       "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     const ScopedStderrToNull quiet;
-    CheckFileVerdicts(report.files, OVERLAY);
+    CheckFileVerdicts(results.files, OVERLAY);
     if (!apps.empty()) {
-        CheckAppVerdicts(report.apps, apps);
+        CheckAppVerdicts(results.apps, apps);
     }
+}
+
+/// The report object. A value that the library did not escape may make it invalid: then throws Failure.
+std::string MakeReport(const std::string& fragments) {
+    std::string report = "{" + EscapeJsonControls(fragments) + "}\n";
+    if (!cJSON_IsObject(Json(cJSON_Parse(report.c_str())).get())) {
+        throw Failure(ExitCode::NOT_CHECKED, "the report is no JSON object");
+    }
+    return report;
 }
 
 /// Lists the files that are verified. Throws Failure when the runs can't be made.
@@ -162,27 +177,26 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const R
     const std::vector<std::string> files = Prepare(options, apps);
     const CheckOutput output =
         options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());
-    const std::string text = "{" + EscapeJsonControls(output.fragments) + "}\n";
-    const VerifyReport report = ReadReport(text);
-    CheckReport(report, files, apps);
+    const std::string text = MakeReport(output.fragments);
+    const Results& results = output.results;
+    CheckResults(results, files, apps);
     if (output.inconclusive > 0) {
-        throw Failure(ExitCode::NOT_CHECKED,
-                      "comparisons that proved nothing, since of neither file could the value be had: " +
-                          std::to_string(output.inconclusive));
+        throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons (value unreadable in both files): " +
+                                                 std::to_string(output.inconclusive));
     }
     // First what a closed standard output can't cost.
     const ExitCode written =
         std::max(Attempt([&] { reports.text.Write(text); }),
-                 Attempt([&] { reports.page.Write(reports.page.IsWanted() ? RenderHtml(report) : ""); }));
+                 Attempt([&] { reports.page.Write(reports.page.IsWanted() ? RenderHtml(results) : ""); }));
     if (options.json) {
         std::cout << text;
     } else {
-        PrintTable(std::cout, report, SupportsColor(STDOUT_FILENO));
+        PrintTable(std::cout, results, SupportsColor(STDOUT_FILENO));
     }
     if (written != ExitCode::DONE) {
         return written;
     }
-    return report.Passed() ? ExitCode::DONE : ExitCode::FAILED;
+    return results.HavePassed() ? ExitCode::DONE : ExitCode::FAILED;
 }
 
 bool IsSameFile(const std::string& one, const std::string& other) {

@@ -10,6 +10,8 @@ namespace qfctl {
 /// A line on standard error that shows how far a run is; nothing where standard error is not a terminal.
 class ProgressLine {
 public:
+    /// One that prints nothing.
+    ProgressLine() = default;
     explicit ProgressLine(size_t total);
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;
@@ -20,7 +22,7 @@ public:
 private:
     void Print(const std::string& text) const;
 
-    size_t total_;
+    size_t total_ = 0;
     size_t done_ = 0;
     UniqueFd terminal_;  // a duplicate, which outlives a redirection of standard error
 };

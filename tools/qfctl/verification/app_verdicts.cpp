@@ -110,6 +110,12 @@ std::vector<Difference> ExpectDifferences(const App& app, const std::string& lis
     return differences;
 }
 
+bool AreSame(const std::vector<Difference>& one, const std::vector<Difference>& other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](const Difference& a, const Difference& b) {
+        return a.check == b.check && a.live == b.live && a.patch == b.patch;
+    });
+}
+
 std::string ListBundles() {
     CommandOutput listing = RunCommand(LIST_BUNDLES);
     if (!listing.isComplete) {
@@ -118,8 +124,8 @@ std::string ListBundles() {
     return listing.text;
 }
 
-void CheckAppVerdict(const VerifiedItem& item, const App& app, const std::string& listing) {
-    if (item.passed) {
+void CheckAppVerdict(const ItemResult& result, const App& app, const std::string& listing) {
+    if (IsPassed(result)) {
         return;
     }
     const CommandOutput dump = RunCommand("bm dump -n " + app.bundleName);
@@ -128,7 +134,7 @@ void CheckAppVerdict(const VerifiedItem& item, const App& app, const std::string
         throw Failure(ExitCode::NOT_CHECKED,
                       "bm dump -n " + app.bundleName + " fails, although the bundle is installed");
     }
-    if (ExpectDifferences(app, listing, dump.text) != item.differences) {
+    if (!AreSame(ExpectDifferences(app, listing, dump.text), result.differences)) {
         throw Failure(ExitCode::NOT_CHECKED,
                       "the answers of bm about " + Quote(app.bundleName) + " changed, or could not be read");
     }
@@ -140,13 +146,13 @@ void CheckBundleTool() {
     (void)ListBundles();
 }
 
-void CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps) {
+void CheckAppVerdicts(const std::vector<ItemResult>& results, const std::vector<App>& apps) {
     const std::string listing = ListBundles();
-    if (items.size() != apps.size()) {
+    if (results.size() != apps.size()) {
         throw Failure(ExitCode::NOT_CHECKED, "the report does not list every app");
     }
-    for (size_t i = 0; i < items.size(); ++i) {
-        CheckAppVerdict(items[i], apps[i], listing);
+    for (size_t i = 0; i < results.size(); ++i) {
+        CheckAppVerdict(results[i], apps[i], listing);
     }
 }
 

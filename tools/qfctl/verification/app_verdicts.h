@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "input/app_list.h"
-#include "report/verify_report.h"
+#include "report/results.h"
 
 namespace qfctl {
 
@@ -13,6 +13,6 @@ void CheckBundleTool();
 
 /// Asks bm again about the apps that failed: the commands of a run don't tell its failure, or that of a shell, from an
 /// app that is absent. Throws Failure at the first verdict that can't be trusted.
-void CheckAppVerdicts(const std::vector<VerifiedItem>& items, const std::vector<App>& apps);
+void CheckAppVerdicts(const std::vector<ItemResult>& results, const std::vector<App>& apps);
 
 }  // namespace qfctl

@@ -18,11 +18,11 @@ bool IsDirectory(const std::string& path) {
 }
 
 /// True when the report says of the contents what their digests say.
-bool AgreesWithDigests(const VerifiedItem& item, const std::string& live, const std::string& patch) {
+bool AgreesWithDigests(const ItemResult& result, const std::string& live, const std::string& patch) {
     const auto isDigest = [](const Difference& difference) { return difference.check == "SHA256"; };
-    const auto reported = std::find_if(item.differences.begin(), item.differences.end(), isDigest);
-    return reported == item.differences.end() ? live == patch
-                                              : live != patch && reported->live == live && reported->patch == patch;
+    const auto reported = std::find_if(result.differences.begin(), result.differences.end(), isDigest);
+    return reported == result.differences.end() ? live == patch
+                                                : live != patch && reported->live == live && reported->patch == patch;
 }
 
 /// Empty when there is no such file and none is required.
@@ -37,35 +37,35 @@ std::string ReadDigest(const std::string& path, bool isRequired) {
     }
 }
 
-void CheckFileVerdict(const VerifiedItem& item, const std::string& overlay) {
-    const std::string changed = Quote(item.name) + " or its patch file changed, or could not be read to the end";
-    const std::string patchPath = overlay + item.name;
+void CheckFileVerdict(const ItemResult& result, const std::string& overlay) {
+    const std::string changed = Quote(result.item) + " or its patch file changed, or could not be read to the end";
+    const std::string patchPath = overlay + result.item;
     CheckReadable(patchPath);
-    CheckReadable(item.name);
-    if (IsDirectory(item.name)) {
-        if (item.passed) {
+    CheckReadable(result.item);
+    if (IsDirectory(result.item)) {
+        if (IsPassed(result)) {
             throw Failure(ExitCode::NOT_CHECKED, changed);
         }
         return;
     }
     const std::string patch = ReadDigest(patchPath, true);
-    const std::string live = ReadDigest(item.name, false);
-    if (!AgreesWithDigests(item, live, patch)) {
+    const std::string live = ReadDigest(result.item, false);
+    if (!AgreesWithDigests(result, live, patch)) {
         throw Failure(ExitCode::NOT_CHECKED, changed);
     }
-    for (const Difference& difference : item.differences) {
+    for (const Difference& difference : result.differences) {
         if (difference.patch.empty() || (difference.live.empty() && !live.empty())) {
             throw Failure(ExitCode::NOT_CHECKED, "ls did not show the " + difference.check + " value of " +
-                                                     Quote(difference.patch.empty() ? patchPath : item.name));
+                                                     Quote(difference.patch.empty() ? patchPath : result.item));
         }
     }
 }
 
 }  // namespace
 
-void CheckFileVerdicts(const std::vector<VerifiedItem>& files, const std::string& overlay) {
-    for (const VerifiedItem& item : files) {
-        CheckFileVerdict(item, overlay);
+void CheckFileVerdicts(const std::vector<ItemResult>& files, const std::string& overlay) {
+    for (const ItemResult& result : files) {
+        CheckFileVerdict(result, overlay);
     }
 }
 

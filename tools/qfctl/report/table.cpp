@@ -1,4 +1,4 @@
-#include "report/verify_table.h"
+#include "report/table.h"
 
 #include <algorithm>
 #include <string>
@@ -24,11 +24,11 @@ struct Widths {
     size_t value = sizeof("LIVE") - 1 + VALUE_GAP;
 };
 
-Widths Measure(const std::vector<VerifiedItem>& items, const std::string& nameTitle) {
+Widths Measure(const std::vector<ItemResult>& results, const std::string& nameTitle) {
     Widths widths = {nameTitle.size() + VALUE_GAP};
-    for (const VerifiedItem& item : items) {
-        widths.name = std::max(widths.name, CountCharacters(QuoteIfUnprintable(item.name)) + VALUE_GAP);
-        for (const Difference& difference : item.differences) {
+    for (const ItemResult& result : results) {
+        widths.name = std::max(widths.name, CountCharacters(QuoteIfUnprintable(result.item)) + VALUE_GAP);
+        for (const Difference& difference : result.differences) {
             widths.check = std::max(widths.check, difference.check.size() + VALUE_GAP);
             widths.value =
                 std::max(widths.value, CountCharacters(ShownValue(difference.check, difference.live)) + VALUE_GAP);
@@ -37,15 +37,15 @@ Widths Measure(const std::vector<VerifiedItem>& items, const std::string& nameTi
     return widths;
 }
 
-void PrintItem(std::ostream& out, const VerifiedItem& item, const Widths& widths, bool colour) {
-    const char* start = !colour ? "" : item.passed ? "\x1b[32m" : "\x1b[31m";
-    out << start << Padded(item.passed ? "pass" : "FAIL", VERDICT_WIDTH) << (colour ? "\x1b[0m" : "");
-    if (item.differences.empty()) {
-        out << QuoteIfUnprintable(item.name) << "\n";
+void PrintItem(std::ostream& out, const ItemResult& result, const Widths& widths, bool hasColor) {
+    const char* start = !hasColor ? "" : IsPassed(result) ? "\x1b[32m" : "\x1b[31m";
+    out << start << Padded(IsPassed(result) ? "pass" : "FAIL", VERDICT_WIDTH) << (hasColor ? "\x1b[0m" : "");
+    if (result.differences.empty()) {
+        out << QuoteIfUnprintable(result.item) << "\n";
         return;
     }
-    std::string lead = Padded(QuoteIfUnprintable(item.name), widths.name);
-    for (const Difference& difference : item.differences) {
+    std::string lead = Padded(QuoteIfUnprintable(result.item), widths.name);
+    for (const Difference& difference : result.differences) {
         out << lead << Padded(difference.check, widths.check)
             << Padded(ShownValue(difference.check, difference.live), widths.value)
             << ShownValue(difference.check, difference.patch) << "\n";
@@ -53,21 +53,21 @@ void PrintItem(std::ostream& out, const VerifiedItem& item, const Widths& widths
     }
 }
 
-void PrintRun(std::ostream& out, const std::vector<VerifiedItem>& items, const std::string& nameTitle,
-              const std::string& noun, bool colour) {
-    if (items.empty()) {
+void PrintRun(std::ostream& out, const std::vector<ItemResult>& results, const std::string& nameTitle,
+              const std::string& noun, bool hasColor) {
+    if (results.empty()) {
         return;
     }
-    const Widths widths = Measure(items, nameTitle);
+    const Widths widths = Measure(results, nameTitle);
     out << Padded("VERDICT", VERDICT_WIDTH) << Padded(nameTitle, widths.name) << Padded("CHECK", widths.check)
         << Padded("LIVE", widths.value) << "PATCH\n";
-    for (const VerifiedItem& item : items) {
-        PrintItem(out, item, widths, colour);
+    for (const ItemResult& result : results) {
+        PrintItem(out, result, widths, hasColor);
     }
-    const size_t passed = CountPassed(items);
+    const size_t passed = CountPassed(results);
     out << "\n"
-        << std::to_string(items.size()) << " " << noun << (items.size() == 1 ? ": " : "s: ") << std::to_string(passed)
-        << " passed, " << std::to_string(items.size() - passed) << " failed\n";
+        << std::to_string(results.size()) << " " << noun << (results.size() == 1 ? ": " : "s: ")
+        << std::to_string(passed) << " passed, " << std::to_string(results.size() - passed) << " failed\n";
 }
 
 }  // namespace
@@ -82,12 +82,12 @@ std::string ShownValue(const std::string& check, const std::string& value) {
     return QuoteIfUnprintable(value);
 }
 
-void PrintTable(std::ostream& out, const VerifyReport& report, bool colour) {
-    PrintRun(out, report.files, "LIVE PATH", "file", colour);
-    if (!report.files.empty() && !report.apps.empty()) {
+void PrintTable(std::ostream& out, const Results& results, bool hasColor) {
+    PrintRun(out, results.files, "LIVE PATH", "file", hasColor);
+    if (!results.files.empty() && !results.apps.empty()) {
         out << "\n";
     }
-    PrintRun(out, report.apps, "BUNDLE", "app", colour);
+    PrintRun(out, results.apps, "BUNDLE", "app", hasColor);
 }
 
 }  // namespace qfctl

@@ -1,11 +1,11 @@
-#include "report/html_report.h"
+#include "report/page.h"
 
 #include <algorithm>
 #include <ctime>
 #include <map>
 #include <string_view>
 
-#include "report/page/page.h"
+#include "report/page/page_template.h"
 #include "text/escape.h"
 
 namespace qfctl {
@@ -69,13 +69,13 @@ std::string Cell(const char* side, const std::string& value, const std::string& 
            "</td>";
 }
 
-std::string RenderItem(const VerifiedItem& item) {
-    const std::string verdict = item.passed ? "passed" : "failed";
+std::string RenderItem(const ItemResult& result) {
+    const std::string verdict = IsPassed(result) ? "passed" : "failed";
     std::string html = "<div class=\"item " + verdict + "\"><span class=\"verdict\">" + verdict +
-                       "</span><span class=\"name\">" + EscapeHtml(QuoteIfUnprintable(item.name)) + "</span>";
-    if (!item.differences.empty()) {
+                       "</span><span class=\"name\">" + EscapeHtml(QuoteIfUnprintable(result.item)) + "</span>";
+    if (!result.differences.empty()) {
         html += "<table><thead><tr><th>Check</th><th>Live</th><th>Patch</th></tr></thead><tbody>";
-        for (const Difference& difference : item.differences) {
+        for (const Difference& difference : result.differences) {
             html += "<tr><th>" + EscapeHtml(difference.check) + "</th>" +
                     Cell("live", difference.live, difference.patch) + Cell("patch", difference.patch, difference.live) +
                     "</tr>";
@@ -86,20 +86,20 @@ std::string RenderItem(const VerifiedItem& item) {
 }
 
 /// The items of both runs with this outcome.
-std::string RenderOutcome(const char* title, const VerifyReport& report, bool passed) {
+std::string RenderOutcome(const char* title, const Results& results, bool passed) {
     std::string html;
-    for (const auto* items : {&report.files, &report.apps}) {
-        for (const VerifiedItem& item : *items) {
-            html += item.passed == passed ? RenderItem(item) : "";
+    for (const auto* run : {&results.files, &results.apps}) {
+        for (const ItemResult& result : *run) {
+            html += IsPassed(result) == passed ? RenderItem(result) : "";
         }
     }
     return html.empty() ? "" : std::string("<section><h2>") + title + "</h2>\n" + html + "</section>\n";
 }
 
-std::string RunSummary(const char* title, const std::vector<VerifiedItem>& items) {
-    return items.empty() ? ""
-                         : std::string("<p>") + title + ": " + std::to_string(CountPassed(items)) + " of " +
-                               std::to_string(items.size()) + " passed</p>\n";
+std::string RunSummary(const char* title, const std::vector<ItemResult>& results) {
+    return results.empty() ? ""
+                           : std::string("<p>") + title + ": " + std::to_string(CountPassed(results)) + " of " +
+                                 std::to_string(results.size()) + " passed</p>\n";
 }
 
 std::string Now() {
@@ -136,16 +136,16 @@ std::string FillTemplate(std::string_view text, const std::map<std::string_view,
 
 }  // namespace
 
-std::string RenderHtml(const VerifyReport& report) {
-    const size_t total = report.files.size() + report.apps.size();
-    const size_t passed = CountPassed(report.files) + CountPassed(report.apps);
+std::string RenderHtml(const Results& results) {
+    const size_t total = results.files.size() + results.apps.size();
+    const size_t passed = CountPassed(results.files) + CountPassed(results.apps);
     return FillTemplate(
         PAGE_TEMPLATE, {{"counts", std::to_string(passed) + " passed, " + std::to_string(total - passed) + " failed"},
                         {"time", Now()},
                         {"totals", Total("checked", total) + Total("passed", passed) + Total("failed", total - passed)},
-                        {"runs", RunSummary("Native files", report.files) + RunSummary("Apps", report.apps)},
+                        {"runs", RunSummary("Native files", results.files) + RunSummary("Apps", results.apps)},
                         {"bar", BarPart("passed", passed) + BarPart("failed", total - passed)},
-                        {"items", RenderOutcome("Failed", report, false) + RenderOutcome("Passed", report, true)}});
+                        {"items", RenderOutcome("Failed", results, false) + RenderOutcome("Passed", results, true)}});
 }
 
 }  // namespace qfctl
