@@ -88,28 +88,17 @@ is "$out" "$(cat report.json)
 has "$out" '"},"Qen": {"description": "Compare'
 has "$out" '"com.example.old": "false,RunTimes Version=1000000,PatchPakage Version=1000001"'
 
-# The page in a browser: counts, a failing row with its values, the filter.
-browse() {
-  HOME=/tmp chromium --headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking \
-    --disable-component-update --disable-sync --user-data-dir=/tmp/profile --virtual-time-budget=2000 \
-    --dump-dom "$1" 2>/dev/null
-}
-run 0 browse file:///tmp/page.html
+# The page: counts, a failing row with its values, failures first. It loads nothing.
+out=$(<page.html)
 has "$out" '<title>Patch verification: 2 passed, 4 failed</title>'
 has "$out" '<li class="passed"><b>2</b>passed</li><li class="failed"><b>4</b>failed</li>'
-has "$out" '<span id="shown">6 of 6 shown</span>'
 has "$out" '<span class="name">/b+c</span><table>'
 has "$out" 'data-side="live">100000<mark>0</mark></td><td data-side="patch">100000<mark>1</mark></td>'
 first=${out%%class=\"item passed*}
 for name in /b+c com.example.gone com.example.noflag com.example.old; do
-  has "$first" "$name"  # failures come first, of files and apps
+  has "$first" "$name"
 done
 has "$out" '<p>Native files: 1 of 2 passed</p>'
-run 0 browse 'file:///tmp/page.html#filter=live'
-has "$out" '<span id="shown">0 of 6 shown</span>'  # names and values, no headings
-run 0 browse 'file:///tmp/page.html#filter=NOFLAG'
-has "$out" '<span id="shown">1 of 6 shown</span>'
-has "$out" '<div class="item passed" hidden=""'
 [[ $(grep -cE 'https?://|<link|@import|src=' page.html) == 0 ]] || fail "the page loads something"
 
 finish
