@@ -35,6 +35,13 @@ has "$out" "
 3 files: 1 passed, 2 failed
 "
 
+# Columns are counted as a terminal shows them: 日 takes two, a combining accent none.
+pair /日本é live patch
+run 1 qfctl verify
+has "$out" "FAIL     /日本é     SHA256   247610f4dedd...  a4895eb44afc...
+"
+rm $overlay/日本*
+
 # The report object: the fragment in braces, on standard output and in the file.
 run 1 qfctl verify --json --report report.json
 is "$out" "$(cat report.json)

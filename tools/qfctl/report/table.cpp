@@ -14,7 +14,7 @@ constexpr size_t VERDICT_WIDTH = 9;
 constexpr size_t VALUE_GAP = 2;
 
 std::string Padded(const std::string& text, size_t width) {
-    const size_t used = CountCharacters(text);
+    const size_t used = GetWidth(text);
     return text + std::string(used < width ? width - used : 1, ' ');
 }
 
@@ -27,11 +27,10 @@ struct Widths {
 Widths Measure(const std::vector<ItemResult>& results, const std::string& nameTitle) {
     Widths widths = {nameTitle.size() + VALUE_GAP};
     for (const ItemResult& result : results) {
-        widths.name = std::max(widths.name, CountCharacters(QuoteIfUnprintable(result.item)) + VALUE_GAP);
+        widths.name = std::max(widths.name, GetWidth(QuoteIfUnprintable(result.item)) + VALUE_GAP);
         for (const Difference& difference : result.differences) {
             widths.check = std::max(widths.check, difference.check.size() + VALUE_GAP);
-            widths.value =
-                std::max(widths.value, CountCharacters(ShownValue(difference.check, difference.live)) + VALUE_GAP);
+            widths.value = std::max(widths.value, GetWidth(ShownValue(difference.check, difference.live)) + VALUE_GAP);
         }
     }
     return widths;

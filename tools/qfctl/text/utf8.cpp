@@ -1,78 +1,79 @@
 #include "text/utf8.h"
 
+#include <unictype.h>
+#include <unistr.h>
+#include <uniwidth.h>
+
 #include <algorithm>
-#include <iterator>
 
 namespace qfctl {
 namespace {
 
-struct CodeRange {
-    char32_t first;
-    char32_t last;
-};
+constexpr char ENCODING[] = "UTF-8";
 
-// Unicode 15: the categories Cf, Zl and Zp, and what else is ignorable by default, such as variation selectors.
-constexpr CodeRange FORMAT_CHARACTERS[] = {
-    {0xad, 0xad},       {0x34f, 0x34f},     {0x600, 0x605},     {0x61c, 0x61c},     {0x6dd, 0x6dd},
-    {0x70f, 0x70f},     {0x890, 0x891},     {0x8e2, 0x8e2},     {0x115f, 0x1160},   {0x17b4, 0x17b5},
-    {0x180b, 0x180f},   {0x200b, 0x200f},   {0x2028, 0x202e},   {0x2060, 0x206f},   {0x3164, 0x3164},
-    {0xfe00, 0xfe0f},   {0xfeff, 0xfeff},   {0xffa0, 0xffa0},   {0xfff0, 0xfffb},   {0x110bd, 0x110bd},
-    {0x110cd, 0x110cd}, {0x13430, 0x1343f}, {0x1bca0, 0x1bca3}, {0x1d173, 0x1d17a}, {0xe0000, 0xe0fff},
-};
-
-bool IsControl(char32_t code) {
-    return code < 0x20 || (code >= 0x7f && code < 0xa0);
+const uint8_t* Bytes(const std::string& text) {
+    return reinterpret_cast<const uint8_t*>(text.data());
 }
 
-bool IsFormat(char32_t code) {
-    return std::any_of(std::begin(FORMAT_CHARACTERS), std::end(FORMAT_CHARACTERS),
-                       [code](const CodeRange& range) { return code >= range.first && code <= range.last; });
+/// The length of the valid sequence at `at` and its character; 0 when there is none.
+size_t Decode(const std::string& text, size_t at, ucs4_t& character) {
+    const int length = u8_mbtoucr(&character, Bytes(text) + at, text.size() - at);
+    return static_cast<size_t>(std::max(length, 0));
+}
+
+bool IsControl(ucs4_t character) {
+    return uc_is_general_category_withtable(character, UC_CATEGORY_MASK_Cc);
+}
+
+bool IsFormat(ucs4_t character) {
+    constexpr uint32_t FORMAT = UC_CATEGORY_MASK_Cf | UC_CATEGORY_MASK_Zl | UC_CATEGORY_MASK_Zp;
+    return uc_is_general_category_withtable(character, FORMAT) ||
+           uc_is_property_default_ignorable_code_point(character);
 }
 
 template <typename Predicate>
 bool IsUtf8Without(const std::string& text, Predicate isRefused) {
     size_t length = 0;
     for (size_t at = 0; at < text.size(); at += length) {
-        char32_t code = 0;
-        length = DecodeUtf8(text, at, code);
-        if (length == 0 || isRefused(code)) {
+        ucs4_t character = 0;
+        length = Decode(text, at, character);
+        if (length == 0 || isRefused(character)) {
             return false;
         }
     }
     return true;
 }
 
-bool BeginsCharacter(char byte) {
-    return (byte & '\xc0') != '\x80';
-}
-
 }  // namespace
 
-size_t DecodeUtf8(const std::string& text, size_t at, char32_t& code) {
-    struct Row {
-        unsigned char mask;
-        unsigned char lead;
-        size_t length;
-        char32_t smallest;
-    };
-    constexpr Row rows[] = {
-        {0x80, 0x00, 1, 0}, {0xe0, 0xc0, 2, 0x80}, {0xf0, 0xe0, 3, 0x800}, {0xf8, 0xf0, 4, 0x10000}};
-    const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
-    for (const Row& row : rows) {
-        if ((byte(at) & row.mask) != row.lead || text.size() - at < row.length) {
-            continue;
-        }
-        code = byte(at) & static_cast<unsigned char>(~row.mask);
-        for (size_t i = at + 1; i < at + row.length; ++i) {
-            if ((byte(i) & 0xc0) != 0x80) {
-                return 0;
-            }
-            code = (code << 6) | (byte(i) & 0x3fU);
-        }
-        const bool surrogate = code >= 0xd800 && code <= 0xdfff;
-        return code < row.smallest || code > 0x10ffff || surrogate ? 0 : row.length;
+std::string ReplaceInvalidUtf8(const std::string& text) {
+    std::string valid;
+    for (size_t at = 0; at < text.size();) {
+        ucs4_t character = 0;
+        const size_t length = Decode(text, at, character);
+        valid += length > 0 && character != 0 ? text.substr(at, length) : "\xef\xbf\xbd";
+        at += std::max<size_t>(length, 1);
     }
-    return 0;
+    return valid;
+}
+
+size_t GetWidth(const std::string& text) {
+    return static_cast<size_t>(u8_width(Bytes(text), text.size(), ENCODING));
+}
+
+std::string TruncateToWidth(const std::string& text, size_t columns) {
+    size_t end = 0;
+    int width = 0;
+    while (end < text.size()) {
+        ucs4_t character = 0;
+        const size_t length = Decode(text, end, character);
+        width += std::max(uc_width(character, ENCODING), 0);
+        if (length == 0 || static_cast<size_t>(width) > columns) {
+            break;
+        }
+        end += length;
+    }
+    return text.substr(0, end);
 }
 
 bool IsPlainText(const std::string& text) {
@@ -80,22 +81,7 @@ bool IsPlainText(const std::string& text) {
 }
 
 bool IsPrintable(const std::string& text) {
-    return IsUtf8Without(text, [](char32_t code) { return IsControl(code) || IsFormat(code); });
-}
-
-size_t CountCharacters(const std::string& text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), BeginsCharacter));
-}
-
-std::string TruncateToWidth(const std::string& text, size_t characters) {
-    size_t end = 0;
-    for (size_t count = 0; end < text.size(); ++end) {
-        count += BeginsCharacter(text[end]) ? 1U : 0U;
-        if (count > characters) {
-            break;
-        }
-    }
-    return text.substr(0, end);
+    return IsUtf8Without(text, [](ucs4_t character) { return IsControl(character) || IsFormat(character); });
 }
 
 }  // namespace qfctl
