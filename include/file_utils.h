@@ -8,6 +8,9 @@
 
 namespace TEKLO::QuickFixEngine {
 
+/// The engine's own directory: who owns it owns what the library makes in the init stage.
+inline constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
+
 /// The unit of `FileUtils::GetFileSize`.
 enum class FileSizeUnit : int32_t {
     BYTE = 0,

@@ -12,6 +12,11 @@
 
 namespace TEKLO::QuickFixEngine {
 
+// Plain arrays: they outlive the static destructors that may still log.
+inline constexpr char QUICK_FIX_LOG_DIR[] = "/data/update/quickfix/log/";
+inline constexpr char QUICK_FIX_FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
+inline constexpr char QUICK_FIX_SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
+
 /// Appends records to "quickfix_1.log" or, once it exists, to "quickfix_2.log". The newest records are in the second
 /// file, the 64 KiB before them in the first. Reached through the QF_FILE_LOGx macros of quick_fix_log.h.
 ///

@@ -1,6 +1,7 @@
 /// The persisted state of the current patch operation.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -11,6 +12,11 @@ inline constexpr char QUICK_FIX_STATUS_INIT[] = "init";
 inline constexpr char QUICK_FIX_STATUS_LOADED[] = "loaded";
 inline constexpr char QUICK_FIX_STATUS_SUCCESS[] = "success";
 inline constexpr char QUICK_FIX_STATUS_FAILED[] = "failed";
+
+/// The keys of the first and the third line of the file, and the bytes of a line that are read.
+inline constexpr char QUICK_FIX_VERSION_KEY[] = "PatchVersion";
+inline constexpr char QUICK_FIX_ERROR_CODE_KEY[] = "ErrorCode";
+inline constexpr size_t QUICK_FIX_STATUS_MAX_LINE = 255;
 
 struct QuickFixStatus {
     std::string version;

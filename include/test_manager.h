@@ -9,6 +9,9 @@
 
 namespace TEKLO::QuickFixEngine {
 
+/// The directory of the patch files, which lie in it at the paths of their live files.
+inline constexpr char PATCH_OVERLAY_PATH[] = "/patch_qv/overlay";
+
 enum class Verdict : int32_t {
     PASSED = 0,
     FAILED = 1,

@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "classic_locale.h"
+#include "scoped_c_locale.h"
 
 int sprintf_s(char* dest, size_t destSize, const char* format, ...) {
     if (destSize == 0) {
         return -1;
     }
-    const ClassicLocale numbersWithPoints;
+    const ScopedCLocale cLocale;
     std::va_list arguments;
     va_start(arguments, format);
     const int length = vsnprintf(dest, destSize, format, arguments);

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "classic_locale.h"
+#include "scoped_c_locale.h"
 
 namespace TEKLO::Platform {
 
@@ -152,7 +152,7 @@ bool IsC1Control(const std::string& text, size_t at) {
 }  // namespace
 
 std::string RenderPlumeText(const char* format, std::va_list list) {
-    const ClassicLocale numbersWithPoints;
+    const ScopedCLocale cLocale;
     Arguments arguments = {};
     va_copy(arguments.list, list);
     std::string rendered;

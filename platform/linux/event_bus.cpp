@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "plume_level.h"
 #include "plume_record.h"
 
 namespace TEKLO::Platform {
@@ -12,9 +13,8 @@ std::string BusFromEnvironment() {
 }
 
 void LogEventWarning(const std::string& what, const std::string& why) {
-    constexpr int level = 5;
     constexpr unsigned int domain = 0xD002E03;
-    WritePlumeRecord(level, domain, "QuickFixEvents", what + ": " + why);
+    WritePlumeRecord(PLUME_LEVEL_WARNING, domain, "QuickFixEvents", what + ": " + why);
 }
 
 }  // namespace TEKLO::Platform

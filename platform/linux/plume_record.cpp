@@ -19,6 +19,7 @@
 
 #include "local_time.h"
 #include "plume_format.h"
+#include "plume_level.h"
 
 namespace TEKLO::Platform {
 
@@ -34,13 +35,13 @@ struct LevelStyle {
 
 LevelStyle StyleOf(int level) {
     switch (level) {
-        case 3:
+        case PLUME_LEVEL_DEBUG:
             return {'D', "\x1b[2m", 7};
-        case 4:
+        case PLUME_LEVEL_INFO:
             return {'I', "", 6};
-        case 5:
+        case PLUME_LEVEL_WARNING:
             return {'W', "\x1b[33m", 4};
-        case 6:
+        case PLUME_LEVEL_ERROR:
             return {'E', "\x1b[31m", 3};
         default:
             return {'F', "\x1b[31;1m", 2};

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "classic_locale.h"
+#include "scoped_c_locale.h"
 #include "string_utils.h"
 
 namespace TEKLO::QuickFixEngine {
@@ -14,7 +14,7 @@ void ErrorCodeWrapper::AddErrorCode(ErrorCode code) {
 }
 
 void ErrorCodeWrapper::ConvertErrCode(std::string text) {
-    const ClassicLocale blanksOfAscii;
+    const ScopedCLocale cLocale;
     for (const std::string& piece : StringUtils::Split(text, ',')) {
         errorCodes_.push_back(static_cast<ErrorCode>(std::stoi(piece, nullptr, 10)));
     }

@@ -17,16 +17,13 @@
 
 #include "file_utils.h"
 #include "quick_fix_log.h"
+#include "unique_fd.h"
 
 template class TEKLO::DelayedSingleton<TEKLO::QuickFixEngine::QuickFixLogger>;
 
 namespace TEKLO::QuickFixEngine {
 namespace {
 
-// Plain arrays: they outlive the static destructors that may still log.
-constexpr char LOG_DIR[] = "/data/update/quickfix/log/";
-constexpr char FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
-constexpr char SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
 constexpr std::string_view PUBLIC_MARKER = "{public}";
 constexpr off_t MAX_LOG_SIZE = 65536;
 constexpr mode_t LOG_FILE_MODE = 0600;
@@ -58,23 +55,7 @@ std::tm ToLocalTime(std::time_t time) {
     return local;
 }
 
-class Descriptor {
-public:
-    Descriptor(const char* path, int flags) : number_(open(path, flags)) {}
-    ~Descriptor() {
-        if (number_ >= 0) {
-            close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const { return number_; }
-
-private:
-    int number_;
-};
-
-off_t SizeOf(const Descriptor& file) {
+off_t SizeOf(const UniqueFd& file) {
     struct stat status = {};
     return fstat(file.Get(), &status) == 0 ? status.st_size : -1;
 }
@@ -82,7 +63,7 @@ off_t SizeOf(const Descriptor& file) {
 // A write reaches the file page by page. When its process is killed between two, the beginning of a record stays at the
 // end of a page, and the next record would be glued to it. A full file is left to the rotation.
 void TruncatePartialRecord(const char* path) {
-    const Descriptor file(path, O_RDWR | O_CLOEXEC);
+    const UniqueFd file(open(path, O_RDWR | O_CLOEXEC));
     const off_t size = SizeOf(file);
     if (size <= 0 || size >= MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
         return;
@@ -132,14 +113,14 @@ void QuickFixLogger::Init() {
     if (logOfstream_.is_open()) {
         return;
     }
-    if (FileUtils::FileIsExist(SECOND_LOG_FILE)) {
-        TruncatePartialRecord(SECOND_LOG_FILE);
-        logOfstream_.open(SECOND_LOG_FILE, std::ios::out | std::ios::app);
-    } else if (FileUtils::FileIsExist(FIRST_LOG_FILE)) {
-        TruncatePartialRecord(FIRST_LOG_FILE);
-        logOfstream_.open(FIRST_LOG_FILE, std::ios::out | std::ios::app);
+    if (FileUtils::FileIsExist(QUICK_FIX_SECOND_LOG_FILE)) {
+        TruncatePartialRecord(QUICK_FIX_SECOND_LOG_FILE);
+        logOfstream_.open(QUICK_FIX_SECOND_LOG_FILE, std::ios::out | std::ios::app);
+    } else if (FileUtils::FileIsExist(QUICK_FIX_FIRST_LOG_FILE)) {
+        TruncatePartialRecord(QUICK_FIX_FIRST_LOG_FILE);
+        logOfstream_.open(QUICK_FIX_FIRST_LOG_FILE, std::ios::out | std::ios::app);
     } else {
-        CreateLogFile(FIRST_LOG_FILE);
+        CreateLogFile(QUICK_FIX_FIRST_LOG_FILE);
     }
 }
 
@@ -156,7 +137,7 @@ bool QuickFixLogger::CreateLogFile(const std::string& path) {
     }
     unsigned int uid = 0;
     unsigned int gid = 0;
-    FileUtils::GetPathGidAndUid(LOG_DIR, uid, gid);
+    FileUtils::GetPathGidAndUid(QUICK_FIX_LOG_DIR, uid, gid);
     (void)!chown(path.c_str(), uid, gid);
     return true;
 }
@@ -164,26 +145,26 @@ bool QuickFixLogger::CreateLogFile(const std::string& path) {
 bool QuickFixLogger::ChangeFileForOverSize() {
     // One look tells whether the second file is there and how large it is: each record comes by here.
     struct stat status = {};
-    const bool hasSecond = stat(SECOND_LOG_FILE, &status) == 0;
-    if (!hasSecond && errno != ENOENT && FileUtils::FileIsExist(SECOND_LOG_FILE)) {
+    const bool hasSecond = stat(QUICK_FIX_SECOND_LOG_FILE, &status) == 0;
+    if (!hasSecond && errno != ENOENT && FileUtils::FileIsExist(QUICK_FIX_SECOND_LOG_FILE)) {
         QF_LOGE("get last log file stat fail");
         return false;
     }
-    if (!hasSecond && stat(FIRST_LOG_FILE, &status) != 0) {
+    if (!hasSecond && stat(QUICK_FIX_FIRST_LOG_FILE, &status) != 0) {
         QF_LOGE("get first log file stat fail");
         return false;
     }
-    active_ = {hasSecond ? SECOND_LOG_FILE : FIRST_LOG_FILE, status.st_size};
+    active_ = {hasSecond ? QUICK_FIX_SECOND_LOG_FILE : QUICK_FIX_FIRST_LOG_FILE, status.st_size};
     if (active_.size < MAX_LOG_SIZE) {
         return true;
     }
     logOfstream_.close();
     if (hasSecond) {
-        remove(FIRST_LOG_FILE);
-        FileUtils::RenameFile(SECOND_LOG_FILE, FIRST_LOG_FILE);
+        remove(QUICK_FIX_FIRST_LOG_FILE);
+        FileUtils::RenameFile(QUICK_FIX_SECOND_LOG_FILE, QUICK_FIX_FIRST_LOG_FILE);
     }
-    active_ = {SECOND_LOG_FILE, 0};
-    return CreateLogFile(SECOND_LOG_FILE);
+    active_ = {QUICK_FIX_SECOND_LOG_FILE, 0};
+    return CreateLogFile(QUICK_FIX_SECOND_LOG_FILE);
 }
 
 bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
@@ -252,8 +233,8 @@ void QuickFixLogger::RemoveLog() {
     const std::lock_guard<std::mutex> lock(mutex_);
     logOfstream_.close();
     logOfstream_.clear();
-    remove(SECOND_LOG_FILE);
-    remove(FIRST_LOG_FILE);
+    remove(QUICK_FIX_SECOND_LOG_FILE);
+    remove(QUICK_FIX_FIRST_LOG_FILE);
 }
 
 std::string QuickFixLogger::FormatLog(const char* format) {

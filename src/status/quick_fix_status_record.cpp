@@ -18,12 +18,10 @@ namespace {
 
 constexpr unsigned int DEFAULT_MODE = 0600;
 constexpr mode_t INIT_STAGE_MODE = 0755;
-constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
-constexpr size_t MAX_LINE_LENGTH = 255;
 
 /// Reads a line up to its limit and passes over the rest of it. False at the end of the file.
 bool ReadLine(std::istream& file, std::string& line) {
-    std::array<char, MAX_LINE_LENGTH + 1> text = {};
+    std::array<char, QUICK_FIX_STATUS_MAX_LINE + 1> text = {};
     file.getline(text.data(), text.size());
     const auto taken = static_cast<size_t>(file.gcount());
     if (taken == 0) {
@@ -69,9 +67,9 @@ void QuickFixStatusRecord::SetStatus(QuickFixStatus& status) {
         QF_FILE_LOGE("SetStatus failed. file path : %{public}s.", filePath_.c_str());
         return;
     }
-    file << "PatchVersion=" << status.version << std::endl;
+    file << QUICK_FIX_VERSION_KEY << "=" << status.version << std::endl;
     file << statusKey_ << "=" << status.status << std::endl;
-    file << "ErrorCode=" << status.errorCode << std::endl;
+    file << QUICK_FIX_ERROR_CODE_KEY << "=" << status.errorCode << std::endl;
     file.close();
     QF_FILE_LOGD("SetStatus version_: %{public}s, status: %{public}s, ErrorCode: %{public}s.", status.version.c_str(),
                  status.status.c_str(), status.errorCode.c_str());

@@ -21,17 +21,16 @@
 #include <system_error>
 #include <utility>
 
-#include "classic_locale.h"
 #include "directory_listing.h"
 #include "platform/bounds_checked.h"
 #include "quick_fix_log.h"
+#include "scoped_c_locale.h"
 
 namespace TEKLO::QuickFixEngine {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
 constexpr mode_t COPIED_DIR_MODE = 0775;
 constexpr size_t DIGEST_READ_SIZE = 1024;
 constexpr size_t DIGEST_STDIO_BUFFER_SIZE = 64 * 1024;
@@ -76,7 +75,7 @@ public:
 
 /// What strerror says of the error, in English whatever the process's locale.
 const char* ErrorText(int error = errno) {
-    const ClassicLocale untranslated;
+    const ScopedCLocale cLocale;
     return strerror(error);
 }
 

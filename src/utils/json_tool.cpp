@@ -4,16 +4,16 @@
 
 #include <utility>
 
-#include "classic_locale.h"
 #include "file_utils.h"
 #include "quick_fix_log.h"
+#include "scoped_c_locale.h"
 
 namespace TEKLO::QuickFixEngine {
 namespace {
 
 /// The member when it passes the test, else null.
 cJSON* FindMember(cJSON* root, const std::string& key, cJSON_bool (*isOfType)(const cJSON*)) {
-    const ClassicLocale lettersOfAscii;
+    const ScopedCLocale cLocale;
     cJSON* member = cJSON_GetObjectItem(root, key.c_str());
     return isOfType(member) != 0 ? member : nullptr;
 }
@@ -26,7 +26,7 @@ cJSON* JsonTool::ParseJsonFromFile(const std::string& path) {
         QF_FILE_LOGE("jsonString is empty.");
         return nullptr;
     }
-    const ClassicLocale numbersWithPoints;
+    const ScopedCLocale cLocale;
     return cJSON_Parse(jsonString.c_str());
 }
 

@@ -11,7 +11,6 @@
 namespace TEKLO::QuickFixEngine {
 namespace {
 
-constexpr std::string_view PATCH_OVERLAY_PATH = "/patch_qv/overlay";
 constexpr size_t PROP_LENGTH = 10;
 constexpr size_t SELINUX_LINE_LENGTH = 1023;
 constexpr char QUICK_FIX_BUNDLE_NAME[] = "teklo.app.quickfix";
@@ -44,7 +43,7 @@ std::string TestManager::CheckNativePatch() {
     QF_FILE_LOGI("Check Native Patch Begin");
     StartRun(NATIVE_HEADER);
     inconclusiveCount_ = 0;
-    TraverseFile(std::string(PATCH_OVERLAY_PATH));
+    TraverseFile(PATCH_OVERLAY_PATH);
     return EndRun("native", NATIVE_NULL);
 }
 
@@ -174,7 +173,8 @@ void TestManager::VerifyPatch(const std::string& patchPath) {
 }
 
 std::string TestManager::GetViewFilePath(const std::string& patchPath) {
-    return patchPath.size() > PATCH_OVERLAY_PATH.size() ? patchPath.substr(PATCH_OVERLAY_PATH.size()) : "";
+    constexpr size_t LENGTH = sizeof(PATCH_OVERLAY_PATH) - 1;
+    return patchPath.size() > LENGTH ? patchPath.substr(LENGTH) : "";
 }
 
 void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& viewPath) {

@@ -18,6 +18,7 @@
 #include "commands/commands.h"
 #include "failure.h"
 #include "input/log_reader.h"
+#include "quick_fix_logger.h"
 #include "system/terminal.h"
 #include "system/unique_fd.h"
 #include "text/escape.h"
@@ -26,9 +27,10 @@
 namespace qfctl {
 namespace {
 
-constexpr char LOG_DIR[] = "/data/update/quickfix/log";
-constexpr char FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
-constexpr char SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
+using TEKLO::QuickFixEngine::QUICK_FIX_FIRST_LOG_FILE;
+using TEKLO::QuickFixEngine::QUICK_FIX_LOG_DIR;
+using TEKLO::QuickFixEngine::QUICK_FIX_SECOND_LOG_FILE;
+
 constexpr size_t TIME_LENGTH = 23;
 constexpr int POLL_INTERVAL_MS = 200;
 
@@ -52,7 +54,7 @@ public:
     /// reads it any more, and throws Failure where that is ignored.
     bool Wait(bool hasOutput) {
         // Adding a watch that is there already changes nothing.
-        inotify_add_watch(events_.Get(), LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
+        inotify_add_watch(events_.Get(), QUICK_FIX_LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
         std::array<pollfd, 2> polled = {
             {{events_.Get(), POLLIN, 0}, {STDOUT_FILENO, static_cast<short>(hasOutput ? POLLOUT : 0), 0}}};
         poll(polled.data(), polled.size(), POLL_INTERVAL_MS);
@@ -109,7 +111,7 @@ void WriteStart(std::string& text) {
 }
 
 ExitCode Follow(const LogOptions& options) {
-    LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
+    LogReader reader({QUICK_FIX_FIRST_LOG_FILE, QUICK_FIX_SECOND_LOG_FILE});
     FolderWatch watch;
     std::string pending;  // while a slow reader pauses, the log's files are still read
     while (true) {
@@ -122,7 +124,7 @@ ExitCode Follow(const LogOptions& options) {
 
 ExitCode Show(const LogOptions& options) {
     bool found = options.grep.empty();
-    LogReader reader({FIRST_LOG_FILE, SECOND_LOG_FILE});
+    LogReader reader({QUICK_FIX_FIRST_LOG_FILE, QUICK_FIX_SECOND_LOG_FILE});
     reader.ReadAll([&](const std::string& line) {
         const std::string text = FormatLine(options, line);
         found = found || !text.empty();
@@ -158,8 +160,8 @@ void EmptyFile(const std::string& path) {
 /// Empties the files and leaves them in place: a process that logs has one of them open, and would log into nothing if
 /// it was deleted.
 ExitCode Clear() {
-    const ExitCode first = Attempt([] { EmptyFile(FIRST_LOG_FILE); });
-    return std::max(first, Attempt([] { EmptyFile(SECOND_LOG_FILE); }));
+    const ExitCode first = Attempt([] { EmptyFile(QUICK_FIX_FIRST_LOG_FILE); });
+    return std::max(first, Attempt([] { EmptyFile(QUICK_FIX_SECOND_LOG_FILE); }));
 }
 
 ExitCode Log(const LogOptions& options) {

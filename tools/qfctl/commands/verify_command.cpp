@@ -34,11 +34,10 @@
 namespace qfctl {
 namespace {
 
+using TEKLO::QuickFixEngine::PATCH_OVERLAY_PATH;
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 using TEKLO::QuickFixEngine::TestManager;
-
-constexpr char OVERLAY[] = "/patch_qv/overlay";
 
 struct VerifyOptions {
     bool json = false;
@@ -143,7 +142,7 @@ void CheckResults(const Results& results, std::vector<std::string> scanned, cons
                       "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     const ScopedStderrToNull quiet;
-    CheckFileVerdicts(results.files, OVERLAY);
+    CheckFileVerdicts(results.files, PATCH_OVERLAY_PATH);
     if (!apps.empty()) {
         CheckAppVerdicts(results.apps, apps);
     }
@@ -163,7 +162,7 @@ std::vector<std::string> Prepare(const VerifyOptions& options, const std::vector
     return WithContext("nothing was verified: ", [&] {
         std::vector<std::string> files;
         if (options.RunsNative()) {
-            files = PrepareFileRun(OVERLAY);
+            files = PrepareFileRun(PATCH_OVERLAY_PATH);
         }
         if (options.RunsApps()) {
             CheckAppPreconditions(apps);

@@ -15,17 +15,17 @@
 namespace qfctl {
 namespace {
 
+using TEKLO::QuickFixEngine::QUICK_FIX_ERROR_CODE_KEY;
+using TEKLO::QuickFixEngine::QUICK_FIX_STATUS_MAX_LINE;
+using TEKLO::QuickFixEngine::QUICK_FIX_VERSION_KEY;
 using TEKLO::QuickFixEngine::QuickFixStatus;
 
-constexpr char VERSION_KEY[] = "PatchVersion";
-constexpr char ERROR_CODE_KEY[] = "ErrorCode";
-constexpr size_t MAX_LINE_LENGTH = 255;
 constexpr size_t LINES = 3;
 
 void CheckLine(const std::string& name, const std::string& line) {
-    if (line.size() > MAX_LINE_LENGTH) {
+    if (line.size() > QUICK_FIX_STATUS_MAX_LINE) {
         throw Failure(ExitCode::NOT_CHECKED,
-                      name + " has more than " + std::to_string(MAX_LINE_LENGTH) + " bytes and would be cut");
+                      name + " has more than " + std::to_string(QUICK_FIX_STATUS_MAX_LINE) + " bytes and would be cut");
     }
     if (line.find('=') == std::string::npos) {
         throw Failure(ExitCode::NOT_CHECKED, name + " has no '='");
@@ -44,7 +44,7 @@ void ReadLines(std::istream& file, StatusFile& found) {
         *values.at(number - 1) = line.substr(equals + 1);
         if (number == 2) {
             found.key = key;
-        } else if (key != (number == 1 ? VERSION_KEY : ERROR_CODE_KEY)) {
+        } else if (key != (number == 1 ? QUICK_FIX_VERSION_KEY : QUICK_FIX_ERROR_CODE_KEY)) {
             found.formatMismatch = name + " begins with " + Quote(key);
         }
     }
@@ -61,9 +61,9 @@ void CheckFits(const std::string& name, const std::string& key, const std::strin
         throw Failure(ExitCode::USAGE, name + " holds a line feed, which the file can't carry");
     }
     const size_t length = key.size() + 1 + value.size();
-    if (length > MAX_LINE_LENGTH) {
+    if (length > QUICK_FIX_STATUS_MAX_LINE) {
         throw Failure(ExitCode::USAGE, name + " makes a line of " + std::to_string(length) +
-                                           " bytes, the file carries " + std::to_string(MAX_LINE_LENGTH));
+                                           " bytes, the file carries " + std::to_string(QUICK_FIX_STATUS_MAX_LINE));
     }
 }
 
@@ -94,9 +94,9 @@ void CheckStatusFits(const QuickFixStatus& status, const std::string& key) {
     if (key.find_first_of("=\n") != std::string::npos) {
         throw Failure(ExitCode::USAGE, "the key holds '=' or a line feed");
     }
-    CheckFits("the version", VERSION_KEY, status.version);
+    CheckFits("the version", QUICK_FIX_VERSION_KEY, status.version);
     CheckFits("the status", key, status.status);
-    CheckFits("the list of error codes", ERROR_CODE_KEY, status.errorCode);
+    CheckFits("the list of error codes", QUICK_FIX_ERROR_CODE_KEY, status.errorCode);
 }
 
 std::optional<int32_t> ParseErrorCode(const std::string& text) {

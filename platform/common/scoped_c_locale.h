@@ -5,12 +5,12 @@
 /// The port and the library see nothing of each other, hence one of these in each.
 ///
 /// Has the calling thread format in the "C" locale while it lives, whatever the process has set.
-class ClassicLocale {
+class ScopedCLocale {
 public:
-    ClassicLocale() : former_(uselocale(Classic())) {}
-    ~ClassicLocale() { uselocale(former_); }
-    ClassicLocale(const ClassicLocale&) = delete;
-    ClassicLocale& operator=(const ClassicLocale&) = delete;
+    ScopedCLocale() : former_(uselocale(Classic())) {}
+    ~ScopedCLocale() { uselocale(former_); }
+    ScopedCLocale(const ScopedCLocale&) = delete;
+    ScopedCLocale& operator=(const ScopedCLocale&) = delete;
 
 private:
     static locale_t Classic() {

@@ -6,12 +6,12 @@ namespace TEKLO::QuickFixEngine {
 
 /// Has the calling thread use the "C" locale while it lives, whatever the process has set: no translated message, no
 /// decimal comma, no letter case or white space of another alphabet.
-class ClassicLocale {
+class ScopedCLocale {
 public:
-    ClassicLocale() : former_(uselocale(Classic())) {}
-    ~ClassicLocale() { uselocale(former_); }
-    ClassicLocale(const ClassicLocale&) = delete;
-    ClassicLocale& operator=(const ClassicLocale&) = delete;
+    ScopedCLocale() : former_(uselocale(Classic())) {}
+    ~ScopedCLocale() { uselocale(former_); }
+    ScopedCLocale(const ScopedCLocale&) = delete;
+    ScopedCLocale& operator=(const ScopedCLocale&) = delete;
 
 private:
     static locale_t Classic() {
