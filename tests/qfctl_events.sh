@@ -60,7 +60,7 @@ for signal in INT TERM HUP; do
   start_waiting user-added
   kill -"$signal" "$waiting"
   end_waiting 4
-  has "$err" "did not come so far"
+  has "$err" "has not arrived"
   run 0 qfctl log --grep 'UnsubscribeEvent event result 1'
 done
 disposition=ignore start_waiting user-added --timeout 60

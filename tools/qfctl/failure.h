@@ -12,7 +12,7 @@ namespace qfctl {
 enum class ExitCode {
     DONE = 0,         // all passed, found, or done
     FAILED = 1,       // a check failed, or what was asked for is absent
-    USAGE = 2,        // the call was wrong
+    USAGE = 2,        // usage error
     NOT_CHECKED = 3,  // it could not be checked or read
     NOT_ARRIVED = 4,  // the event that was waited for did not come
 };

@@ -24,11 +24,11 @@ constexpr char EXIT_CODES[] =
     "Exit codes:\n"
     "  0  all passed, found, or done\n"
     "  1  a check failed, or what was asked for is absent or failed\n"
-    "  2  the call was wrong\n"
+    "  2  usage error\n"
     "  3  it could not be checked or read\n"
     "  4  the event did not come\n";
 
-/// The arguments from the last to the first, as the parser takes them, with operands marked.
+/// Returns the arguments in reverse order, as CLI11 takes them, with OPERAND_PREFIX added to operands.
 std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? "" : arguments[0];
     size_t operands = command == "hash" ? arguments.size() : command == "cmdline" ? 1 : 0;
@@ -92,7 +92,7 @@ void FlushOutput() {
 
 ExitCode Run(const std::vector<std::string>& arguments) {
     OpenClosedStandardStreams();
-    // The library's platform records stay out of the way unless a command asks for them.
+    // Without --verbose the library's platform records are not printed.
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     const ExitCode result = Attempt([&arguments] { return RunCommand(arguments); });
     FlushOutput();

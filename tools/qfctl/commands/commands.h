@@ -6,11 +6,11 @@
 
 namespace qfctl {
 
-/// Stands in front of each FILE of hash and the KEY of cmdline when they reach the parser, which gives texts such as
-/// "++", "[a,b]" and the names of commands a meaning of their own.
+/// Added to each FILE of hash and to the KEY of cmdline before CLI11 parses them: CLI11 2.1 gives texts such as "++",
+/// "[a,b]" and the names of commands a special meaning.
 constexpr char OPERAND_PREFIX = '=';
 
-// Each adds its subcommands, which leave their outcome in `result` when they run.
+// Each adds subcommands, which store their exit code in `result` when they run.
 void AddVerifyCommand(CLI::App& app, ExitCode& result);
 void AddStatusCommand(CLI::App& app, ExitCode& result);
 void AddLogCommand(CLI::App& app, ExitCode& result);

@@ -64,8 +64,7 @@ std::string CheckSeconds(const std::string& text) {
     return isNumber && seconds >= 0 && seconds <= MAX_TIMEOUT_S ? "" : "no number of seconds: " + Quote(text);
 }
 
-/// Takes SIGINT, SIGTERM and SIGHUP as answers to `WaitForSignal`, once it lives; until then they end the program. Those
-/// that are ignored, as with nohup, stay so.
+/// Blocks SIGINT, SIGTERM and SIGHUP and waits for them, except those that are ignored, as with nohup.
 class TerminationSignals {
 public:
     TerminationSignals() {
@@ -80,7 +79,7 @@ public:
         pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     }
 
-    /// Waits for POLL_INTERVAL_MS at most. True when one came.
+    /// Waits for POLL_INTERVAL_MS at most. True when a signal arrived.
     bool WaitForSignal() const {
         const timespec interval = {0, POLL_INTERVAL_MS * 1000 * 1000};
         return sigtimedwait(&signals_, nullptr, &interval) >= 0;
@@ -105,7 +104,7 @@ ExitCode Wait(const EventOptions& options) {
     while (manager.GetEventListenerRes(id) != ListenerRes::SUCCESS) {
         if (isTerminated || steady_clock::now() >= deadline) {
             throw Failure(ExitCode::NOT_ARRIVED,
-                          action + (isTerminated ? " did not come so far" : " did not come in time"));
+                          action + (isTerminated ? " has not arrived" : " did not come in time"));
         }
         isTerminated = signals.WaitForSignal();
     }

@@ -19,7 +19,7 @@ struct HashOptions {
     std::vector<std::string> files;
 };
 
-/// As sha256sum prints it: a name that would break the line is escaped, and a backslash in front of it says so.
+/// The format of sha256sum: a leading backslash marks a line with an escaped name.
 std::string ChecksumLine(const std::string& digest, const std::string& file) {
     std::string name;
     for (const char character : file) {

@@ -13,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "commands/command.h"
 #include "commands/commands.h"
@@ -45,15 +46,15 @@ struct LogOptions {
     throw Failure(ExitCode::NOT_CHECKED, "standard output can't be written");
 }
 
-/// Sleeps until something happens in the log's folder or on standard output, or for a while: the folder itself may come and go.
+/// Waits for changes in the log's directory, which may appear and disappear.
 class FolderWatch {
 public:
     FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    /// True when standard output takes text, which is waited for if `hasOutput`. Ends the program by SIGPIPE when nobody
-    /// reads it any more, and throws Failure where that is ignored.
+    /// Waits for a change or, if `hasOutput`, until standard output can be written; at most POLL_INTERVAL_MS. True when it
+    /// can. When standard output has no reader left, ends the program by SIGPIPE, or throws Failure if that is ignored.
     bool Wait(bool hasOutput) {
-        // Adding a watch that is there already changes nothing.
+        // Has no effect on a watch that exists.
         inotify_add_watch(events_.Get(), QUICK_FIX_LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
         std::array<pollfd, 2> polled = {
             {{events_.Get(), POLLIN, 0}, {STDOUT_FILENO, static_cast<short>(hasOutput ? POLLOUT : 0), 0}}};
@@ -72,7 +73,7 @@ private:
     UniqueFd events_;
 };
 
-/// "TIME[FILE(FUNCTION):LINE]MESSAGE" taken apart; a line of another shape is all message.
+/// Splits "TIME[FILE(FUNCTION):LINE]MESSAGE"; any other line is a message only.
 Json ParseRecord(const std::string& line) {
     Json record(cJSON_CreateObject());
     const size_t function = line.find('(', TIME_LENGTH);
@@ -91,7 +92,7 @@ Json ParseRecord(const std::string& line) {
     return record;
 }
 
-/// The line as it is printed; empty when it is not asked for.
+/// Returns the line as it is printed; empty when it does not match --grep.
 std::string FormatLine(const LogOptions& options, const std::string& line) {
     static const bool isTerminal = IsTerminal(STDOUT_FILENO);
     if (line.find(options.grep) == std::string::npos) {
@@ -100,24 +101,39 @@ std::string FormatLine(const LogOptions& options, const std::string& line) {
     return options.json ? ToText(ParseRecord(line)) : (isTerminal ? QuoteIfUnprintable(line) : line) + "\n";
 }
 
-/// Writes as much as a pipe that takes anything takes without waiting.
-void WriteStart(std::string& text) {
-    const ssize_t count =
-        TEMP_FAILURE_RETRY(write(STDOUT_FILENO, text.data(), std::min<size_t>(text.size(), PIPE_BUF)));
-    if (count < 0) {
-        ThrowOutputFailure();
-    }
-    text.erase(0, static_cast<size_t>(count));
-}
+/// Text that waits until standard output can be written.
+class PendingOutput {
+public:
+    void Append(const std::string& text) { text_ += text; }
+    bool IsEmpty() const { return written_ == text_.size(); }
 
-ExitCode Follow(const LogOptions& options) {
+    /// Writes what a pipe with room for anything takes without blocking.
+    void WriteSome() {
+        const size_t size = std::min<size_t>(text_.size() - written_, PIPE_BUF);
+        const ssize_t count = TEMP_FAILURE_RETRY(write(STDOUT_FILENO, text_.data() + written_, size));
+        if (count < 0 && errno != EAGAIN) {
+            ThrowOutputFailure();
+        }
+        written_ += static_cast<size_t>(std::max<ssize_t>(count, 0));
+        if (written_ * 2 >= text_.size()) {
+            text_.erase(0, std::exchange(written_, 0));
+        }
+    }
+
+private:
+    std::string text_;
+    size_t written_ = 0;
+};
+
+/// Reads the log's files while a slow reader keeps the output waiting, so that a rotation loses no line.
+[[noreturn]] void Follow(const LogOptions& options) {
     LogReader reader({QUICK_FIX_FIRST_LOG_FILE, QUICK_FIX_SECOND_LOG_FILE});
     FolderWatch watch;
-    std::string pending;  // while a slow reader pauses, the log's files are still read
+    PendingOutput output;
     while (true) {
-        reader.ReadNew([&](const std::string& line) { pending += FormatLine(options, line); });
-        if (watch.Wait(!pending.empty())) {
-            WriteStart(pending);
+        reader.ReadNew([&](const std::string& line) { output.Append(FormatLine(options, line)); });
+        if (watch.Wait(!output.IsEmpty())) {
+            output.WriteSome();
         }
     }
 }
@@ -136,7 +152,7 @@ ExitCode Show(const LogOptions& options) {
     return found ? ExitCode::DONE : ExitCode::FAILED;
 }
 
-/// Empties a file; an absent one is left so, and what a link leads to is left alone.
+/// Empties a regular file. A missing file is no failure; a link is, and its target is not changed.
 void EmptyFile(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
@@ -168,7 +184,10 @@ ExitCode Log(const LogOptions& options) {
     if (options.clear) {
         return Clear();
     }
-    return options.follow ? Follow(options) : Show(options);
+    if (options.follow) {
+        Follow(options);
+    }
+    return Show(options);
 }
 
 }  // namespace
@@ -183,7 +202,6 @@ void AddLogCommand(CLI::App& app, ExitCode& result) {
         ->excludes(follow)
         ->excludes(json)
         ->excludes(grep);
-    command->callback([options, &result] { result = Log(*options); });
 }
 
 }  // namespace qfctl

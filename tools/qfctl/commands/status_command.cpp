@@ -99,7 +99,7 @@ std::string JoinErrorCodes(const std::vector<std::string>& texts) {
     for (const std::string& text : texts) {
         const auto code = ParseErrorCode(text);
         if (!code) {
-            throw Failure(ExitCode::USAGE, "the error code is no number of 32 bits: " + Quote(text));
+            throw Failure(ExitCode::USAGE, "the error code is not a 32-bit integer: " + Quote(text));
         }
         codes.AddErrorCode(static_cast<ErrorCode>(*code));
     }

@@ -96,7 +96,7 @@ CheckOutput RunVerbosely(const VerifyOptions& options, const std::vector<App>& a
     return RunChecks(options, apps, none);
 }
 
-/// A report that was asked for, or none. Throws Failure when it can't be written.
+/// The file of a report, if one was requested. Throws Failure when it can't be written.
 class ReportFile {
 public:
     explicit ReportFile(std::string path) : path_(std::move(path)) {
@@ -172,7 +172,7 @@ std::vector<std::string> Prepare(const VerifyOptions& options, const std::vector
 }
 
 ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const Reports& reports) {
-    setenv("LC_ALL", "C", 1);  // grep says of a byte that is no UTF-8 "binary file matches" in other locales
+    setenv("LC_ALL", "C", 1);  // in others, grep prints "binary file matches" for bytes that are not UTF-8
     const std::vector<std::string> files = Prepare(options, apps);
     const CheckOutput output =
         options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());
@@ -183,7 +183,7 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const R
         throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons (value unreadable in both files): " +
                                                  std::to_string(output.inconclusive));
     }
-    // First what a closed standard output can't cost.
+    // Before the output, which fails when standard output is closed.
     const ExitCode written =
         std::max(Attempt([&] { reports.text.Write(text); }),
                  Attempt([&] { reports.page.Write(reports.page.IsWanted() ? RenderHtml(results) : ""); }));

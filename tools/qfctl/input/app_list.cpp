@@ -43,7 +43,7 @@ Json ParseStrictJson(const std::string& text) {
     return root;
 }
 
-/// The look-up ignores case and takes the first of several: what a reader of the file sees must be what is taken.
+/// cJSON 1.7 finds members regardless of case and returns the first of several, which a reader of the file may not expect.
 void RequireUniqueMember(const cJSON* entry, const std::string& member) {
     int found = 0;
     const cJSON* child = nullptr;
@@ -68,7 +68,7 @@ App ReadApp(cJSON* entry) {
         throw Failure(ExitCode::USAGE, "versionCode is no number");
     }
     const std::string name = JsonTool::GetString(entry, "bundleName", "");
-    // A name in front of which a command would see an option is none either.
+    // A command would take a name with a leading '-' for an option.
     if (name.empty() || name[0] == '-' || name.find_first_not_of(NAME_CHARACTERS) != std::string::npos) {
         throw Failure(ExitCode::USAGE,
                       "bundleName " + Quote(name) + " is no name of letters, digits, '_', '-' and '.'");

@@ -15,7 +15,7 @@
 namespace qfctl {
 namespace {
 
-// Holds the time stamps of a record or two, so no other text is like it.
+// Long enough to hold a time stamp, so that it is unique.
 constexpr size_t TAIL_SIZE = 256;
 
 }  // namespace
@@ -63,7 +63,7 @@ void LogReader::FindFiles() {
     }
 }
 
-/// Opens what is at the paths now. False when a rotation came between.
+/// Opens the files that are at the paths now. False when a rotation happened meanwhile.
 bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
     snapshot.clear();
     bool consistent = true;
@@ -77,7 +77,7 @@ bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
             snapshot.push_back({std::move(file), status.st_dev, status.st_ino, 0, ""});
         }
     }
-    // The older file first: it is the one that a rotation replaces.
+    // The older file first: a rotation replaces it.
     size_t next = 0;
     for (const std::string& path : paths_) {
         const bool opened = next < snapshot.size() && IsSame(snapshot[next], path);
@@ -92,7 +92,7 @@ bool LogReader::IsSame(const Source& source, const std::string& path) {
     return stat(path.c_str(), &status) == 0 && status.st_dev == source.device && status.st_ino == source.inode;
 }
 
-/// Hands on the new lines and returns what follows the last line feed.
+/// Passes the new lines to `sink` and returns the text after the last line feed.
 std::string LogReader::ReadNewLines(Source& source, const LineSink& sink) {
     std::array<char, 65536> block = {};
     const auto read = [&](off_t offset, size_t size) {

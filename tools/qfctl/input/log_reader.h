@@ -13,8 +13,8 @@ namespace qfctl {
 
 /// Reads the two files of the log as one stream of lines, through rotations, deletion and truncation.
 ///
-/// Files are held open from when they are first seen, so one that is rotated away or deleted is still read to its end.
-/// Only what is created and gone again between two calls is missed. Throws Failure when a file is there but can't be
+/// Keeps each file open from when it first sees it, so that a file that is rotated away or deleted is still read to its
+/// end. Misses only a file that is created and deleted between two calls. Throws Failure when an existing file can't be
 /// read.
 class LogReader {
 public:
@@ -23,11 +23,11 @@ public:
     /// `paths` from the older file to the newer one.
     explicit LogReader(std::vector<std::string> paths) : paths_(std::move(paths)) {}
 
-    /// Hands on every whole line that was written since the last call, without its line feed; of a file that is gone
-    /// also what follows its last line feed.
+    /// Passes each complete line written since the last call to `sink`, without its line feed; of a deleted file also the
+    /// text after its last line feed.
     void ReadNew(const LineSink& sink);
 
-    /// Hands on all there is, also what follows the files' last line feeds.
+    /// Passes all lines to `sink`, also the text after the files' last line feeds.
     void ReadAll(const LineSink& sink);
 
     bool HasFiles() const { return !sources_.empty(); }

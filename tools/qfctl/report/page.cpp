@@ -41,7 +41,7 @@ bool IsInsideCharacter(char byte) {
     return (byte & '\xc0') == '\x80';
 }
 
-/// The value with what the other one has not marked: between the beginning and the end that both share.
+/// Marks the part of the value between the prefix and the suffix that it shares with the other one.
 std::string HighlightDifference(const std::string& value, const std::string& other) {
     const size_t shorter = std::min(value.size(), other.size());
     size_t start = static_cast<size_t>(
@@ -119,7 +119,7 @@ std::string BarPart(const char* name, size_t count) {
     return std::string("<div class=\"") + name + "\" style=\"flex:" + std::to_string(count) + "\"></div>";
 }
 
-/// Puts the values in the places of "{{name}}"; nothing in a value is a place.
+/// Replaces each "{{name}}" by its value; a value is not searched again.
 std::string FillTemplate(std::string_view text, const std::map<std::string_view, std::string>& values) {
     std::string filled;
     while (true) {

@@ -6,8 +6,8 @@
 
 namespace qfctl {
 
-/// One self-contained page: totals, a bar of passed and failed, failures first with live value beside patch value and the
-/// difference marked, and a filter, which the address can carry too (page.html#filter=text).
+/// Renders a self-contained page: totals, failures first with the differing part of each value marked, and a filter, which
+/// the address can hold too (page.html#filter=text).
 std::string RenderHtml(const Results& results);
 
 }  // namespace qfctl

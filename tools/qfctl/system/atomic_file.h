@@ -9,16 +9,16 @@
 
 namespace qfctl {
 
-/// A place for a file, a new one or in place of a regular one. Links are followed when it is made; one that appears
-/// later, in the path or at its end, is not.
+/// The path of a file to write: a new one, or a regular one to replace. Links are followed at construction; a link that
+/// appears later is not.
 class FileTarget {
 public:
-    /// Throws Failure when the place can't take a file.
+    /// Throws Failure when the file can't be written.
     explicit FileTarget(const std::string& path);
 
-    /// Writes a file whole or not at all: what stood there stays until the new content is safely on the disk. Keeps the
-    /// mode and the owner of the file that was there when the target was made. Signals wait until it is done, so none
-    /// but SIGKILL leaves a temporary file. Throws Failure.
+    /// Writes the file atomically: the former content stays until the new one is on the disk. Keeps mode and owner of
+    /// the file that existed at construction. Blocks signals meanwhile, so that only SIGKILL leaves a temporary file.
+    /// Throws Failure.
     void Write(const std::string& content) const;
 
 private:

@@ -10,7 +10,7 @@
 namespace qfctl {
 
 void OpenClosedStandardStreams() {
-    // The lowest free number is the one that a file gets.
+    // open returns the lowest free number.
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const bool closed = fcntl(fd, F_GETFD) < 0;
         if (closed && open("/dev/null", fd == STDERR_FILENO ? O_WRONLY : O_RDONLY) != fd) {

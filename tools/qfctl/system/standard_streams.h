@@ -2,8 +2,8 @@
 
 namespace qfctl {
 
-/// Opens the standard descriptors that the caller closed, so that no file that is opened later takes their numbers and
-/// gets what is printed. A write to a standard output that was closed still fails. Throws Failure when that is not possible.
+/// Opens the standard descriptors that the caller closed, so that no file that is opened later gets their numbers and
+/// with them the output. A write to a standard output that was closed still fails. Throws Failure when that is not possible.
 void OpenClosedStandardStreams();
 
 }  // namespace qfctl

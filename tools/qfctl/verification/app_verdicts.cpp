@@ -21,7 +21,7 @@ constexpr char LIST_BUNDLES[] = "bm dump -a";
 constexpr std::string_view PATCH_FLAG = "teklo.app.quickfix";
 
 struct CommandOutput {
-    bool isComplete = false;  // the command ended with 0
+    bool isComplete = false;  // exit code 0, and the output was read to its end
     std::string text;
 };
 
@@ -92,7 +92,7 @@ std::string FindVersion(const std::string& dump) {
     return line.substr(digits, line.find_first_not_of(DIGITS, digits) - digits);
 }
 
-/// What the report must say of an app of which bm says this.
+/// Returns the differences that follow from the output of bm.
 std::vector<Difference> ExpectDifferences(const App& app, const std::string& listing, const std::string& dump) {
     std::vector<Difference> differences;
     if (FindWords(listing, app.bundleName) != std::vector<std::string>{app.bundleName}) {
@@ -129,7 +129,7 @@ void CheckAppVerdict(const ItemResult& result, const App& app, const std::string
         return;
     }
     const CommandOutput dump = RunCommand("bm dump -n " + app.bundleName);
-    // bm may well fail for a bundle that is not installed.
+    // bm may fail for a bundle that is not installed.
     if (!dump.isComplete && IsListed(listing, app.bundleName)) {
         throw Failure(ExitCode::NOT_CHECKED,
                       "bm dump -n " + app.bundleName + " fails, although the bundle is installed");

@@ -17,7 +17,7 @@ bool IsDirectory(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// True when the report says of the contents what their digests say.
+/// True when the result agrees with the digests of both files.
 bool AgreesWithDigests(const ItemResult& result, const std::string& live, const std::string& patch) {
     const auto isDigest = [](const Difference& difference) { return difference.check == "SHA256"; };
     const auto reported = std::find_if(result.differences.begin(), result.differences.end(), isDigest);
@@ -25,7 +25,7 @@ bool AgreesWithDigests(const ItemResult& result, const std::string& live, const 
                                                 : live != patch && reported->live == live && reported->patch == patch;
 }
 
-/// Empty when there is no such file and none is required.
+/// Returns an empty text when the file does not exist and is not required.
 std::string ReadDigest(const std::string& path, bool isRequired) {
     try {
         return ComputeDigest(path);

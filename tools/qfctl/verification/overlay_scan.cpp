@@ -21,7 +21,6 @@ namespace {
 
 constexpr char SAFE_ASCII[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_-.+,:@%=";
 
-/// What a look at the overlay found before anything of it is handed to a shell.
 struct OverlayScan {
     std::vector<std::string> files;
     std::vector<std::string> unsafeNames;

@@ -26,8 +26,8 @@ bool IsUnsafeListing(const std::string& command) {
 }  // namespace
 }  // namespace qfctl
 
-/// Takes the place of the C library's function in this process, for the library too: whatever name appears in the
-/// overlay after it was scanned, no shell sees one that it would interpret.
+/// Replaces the C library's function in this process, for the library too: a name that appears in the overlay after the
+/// scan does not reach a shell that would interpret it.
 extern "C" [[gnu::visibility("default")]] FILE* popen(const char* command, const char* mode) {
     static const auto next = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "popen"));
     if (qfctl::IsUnsafeListing(command)) {

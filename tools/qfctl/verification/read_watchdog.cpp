@@ -28,7 +28,7 @@ std::set<int> ListDescriptors() {
         descriptors.insert(std::stoi(entries->path().filename()));
     }
     for (auto descriptor = descriptors.begin(); descriptor != descriptors.end();) {
-        const bool isOpen = fcntl(*descriptor, F_GETFD) >= 0;  // the listing's own no longer is
+        const bool isOpen = fcntl(*descriptor, F_GETFD) >= 0;  // the listing's own descriptor is closed again
         descriptor = isOpen ? std::next(descriptor) : descriptors.erase(descriptor);
     }
     return descriptors;
@@ -41,7 +41,7 @@ bool MayNeverEnd(int descriptor) {
     }
     std::error_code error;
     const std::string target = fs::read_symlink(fs::path(OWN_DESCRIPTORS) / std::to_string(descriptor), error);
-    const bool isNamedPipe = S_ISFIFO(status.st_mode) && target.rfind('/', 0) == 0;  // no pipe to a command
+    const bool isNamedPipe = S_ISFIFO(status.st_mode) && target.rfind('/', 0) == 0;  // not a pipe to a command
     return isNamedPipe || S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
 }
 
@@ -58,7 +58,7 @@ void ReplaceEndlessFiles(const std::set<int>& inherited) {
 
 ReadWatchdog::ReadWatchdog() : inherited_(ListDescriptors()) {
     struct sigaction interrupt = {};
-    interrupt.sa_handler = [](int) {};  // without SA_RESTART: a call that waits fails
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART: a blocked call fails
     sigaction(SIGALRM, &interrupt, &formerAction_);
     sigset_t alarm = {};
     sigemptyset(&alarm);

@@ -10,9 +10,9 @@
 
 namespace qfctl {
 
-/// While it lives, no read of the thread that made it lasts for ever because a pipe or a device took the place of a
-/// regular file: a call that waits is interrupted twice a second, and a pipe or a device that was opened meanwhile is
-/// replaced by an empty one. What was read is then wrong; whoever reads must check.
+/// Keeps the reads of the thread that constructed it from blocking forever when a pipe or a device has replaced a regular
+/// file: twice a second it interrupts a blocked call and replaces each pipe or device that was opened meanwhile by an
+/// empty one. The content read is then wrong; callers must check it.
 class ReadWatchdog {
 public:
     ReadWatchdog();
