@@ -23,7 +23,8 @@ unset -f qfctl
 export -f put pair
 
 # Characters that nobody sees, or that reorder what stands around them.
-for character in $'\u202e' $'\u2028' $'\u200b' $'\ufeff' $'\u2066' $'\u00ad' $'\U000e0041'; do
+# As bytes: in the C locale bash would not make characters of their numbers.
+for character in $'\xe2\x80\xae' $'\xe2\x80\xa8' $'\xe2\x80\x8b' $'\xef\xbb\xbf' $'\xe2\x81\xa6' $'\xc2\xad' $'\xf3\xa0\x81\x81'; do
   shown=$(printf %s "$character" | od -An -tx1 | tr -d '\n' | sed 's/ /\\x/g')
   expect 1 "\"/live/a${shown}b\"" "pair '/live/a${character}b' live patch" 'qfctl verify --html page'
   has "$(cat page)" "/live/a${shown}b&quot;</span>"
