@@ -240,7 +240,8 @@ TEST(FileChanges, CopyIntoItselfGoesOnUpToThePathLimit) {
     Write("/tmp/self/file", "x");
     PlumeCapture capture;
     EXPECT_FALSE(FileUtils::CopyDir("/tmp/self/", "/tmp/self/copy/"));
-    EXPECT_EQ(capture.Take().front().rfind("E CopyDir: mkdir failed, path: /tmp/self/copy/copy/", 0), 0U);
+    EXPECT_EQ(capture.Take().back(),
+              "E CopyDir: copydir failed, fullSourcePath: /tmp/self/copy/, fullDestPath: /tmp/self/copy/copy/");
 }
 
 TEST(FileChanges, WalksGoAsDeepAsThePathLimitWithFewDescriptors) {
