@@ -99,6 +99,9 @@ expect 3 'ls did not show the SeLinux value of "/live/a"' \
   'pair /live/a x x; command_is ls "[ \"\$*\" = \"-Z /live/a\" ] || exec /bin/ls \"\$@\""' 'qfctl verify'
 expect 3 'ls did not show the RWX value of "/patch_qv/overlay/live/a"' \
   'pair /live/a x x; command_is ls "[ \"\$*\" = \"-l $overlay/live/a\" ] || exec /bin/ls \"\$@\""' 'qfctl verify'
+expect 3 '"/live/a" or its patch file changed, or could not be read' \
+  'pair /live/a x x; chmod 600 /live/a; command_is ls "[ \$1 != -l ] || exec printf -- -rw; exec /bin/ls \"\$@\""' 'qfctl verify'
+expect 3 'is not a regular file' 'ln -sf /dev/zero $logs/quickfix_1.log' 'qfctl log'
 
 # What changes between the scan and the commands, done by the first command: no name is run, nothing hangs.
 swap() {
@@ -171,6 +174,8 @@ verify='qfctl verify --app --apps /tmp/apps.json'
 expect 3 'bm dump -a fails' "bm_is com.good 'exit 1'" "$verify"
 expect 3 'bm dump -a fails' 'bm_is com.good "ls $BM_BUNDLES; exit 1"' "$verify"
 expect 3 'bm dump -n com.good fails' "bm_is 'com.old com.good' '[ \"\$2 \$3\" != \"-n com.good\" ] || exit 1; $real'" "$verify"
+expect 3 'bm dump -n com.good fails' \
+  "bm_is com.good '[ \"\$2\" = -n ] || exec echo com.good; echo teklo.app.quickfix versionCode 7; exit 1'" "$verify"
 expect 1 'com.gone  Installed' "bm_is 'com.gone com.good' '$real'" "$verify"
 expect 1 'com.old  Version' "bm_is com.old '$real'" "$verify"
 expect 1 'com     PatchFlag' "rm /tmp/bundles/*1; bm_is com '[ \"\$2\" = -n ] || exec echo com.x; exit 1'" "$verify"

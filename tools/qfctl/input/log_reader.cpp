@@ -74,6 +74,9 @@ bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
             throw Failure(ExitCode::NOT_CHECKED, "the log can't be read: " + path + ": " + strerror(errno));
         }
         if (file.IsOpen() && fstat(file.Get(), &status) == 0) {
+            if (!S_ISREG(status.st_mode)) {
+                throw Failure(ExitCode::NOT_CHECKED, "the log can't be read: " + path + " is not a regular file");
+            }
             snapshot.push_back({std::move(file), status.st_dev, status.st_ino, 0, ""});
         }
     }

@@ -7,7 +7,7 @@
 namespace qfctl {
 
 /// A lock on the folder of a file while qfctl reads or changes that file. It creates no lock file, needs only read
-/// permission for the folder, works for a file that does not exist, and is the same for all links to a file. Only qfctl
+/// permission for the folder, works for a file that does not exist, and is the same for all symbolic links to a file, though not for hard links in other folders. Only qfctl
 /// respects it.
 class FolderLock {
 public:

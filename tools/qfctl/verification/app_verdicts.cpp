@@ -125,9 +125,6 @@ std::string ListBundles() {
 }
 
 void CheckAppVerdict(const ItemResult& result, const App& app, const std::string& listing) {
-    if (IsPassed(result)) {
-        return;
-    }
     const CommandOutput dump = RunCommand("bm dump -n " + app.bundleName);
     // bm may fail for a bundle that is not installed.
     if (!dump.isComplete && IsListed(listing, app.bundleName)) {

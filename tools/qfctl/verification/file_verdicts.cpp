@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "failure.h"
 #include "system/file_digest.h"
@@ -17,10 +18,24 @@ bool IsDirectory(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+std::vector<Difference>::const_iterator FindDifference(const ItemResult& result, const char* check) {
+    return std::find_if(result.differences.begin(), result.differences.end(),
+                        [check](const Difference& difference) { return difference.check == check; });
+}
+
+/// True when the result agrees with the modes of both files, which a failing ls may have shown in part.
+bool AgreesWithModes(const ItemResult& result, const std::string& patchPath) {
+    struct stat live = {};
+    struct stat patch = {};
+    if (lstat(result.item.c_str(), &live) != 0 || lstat(patchPath.c_str(), &patch) != 0) {
+        return true;  // without a file there is no mode to agree with
+    }
+    return (live.st_mode == patch.st_mode) == (FindDifference(result, "RWX") == result.differences.end());
+}
+
 /// True when the result agrees with the digests of both files.
 bool AgreesWithDigests(const ItemResult& result, const std::string& live, const std::string& patch) {
-    const auto isDigest = [](const Difference& difference) { return difference.check == "SHA256"; };
-    const auto reported = std::find_if(result.differences.begin(), result.differences.end(), isDigest);
+    const auto reported = FindDifference(result, "SHA256");
     return reported == result.differences.end() ? live == patch
                                                 : live != patch && reported->live == live && reported->patch == patch;
 }
@@ -58,6 +73,9 @@ void CheckFileVerdict(const ItemResult& result, const std::string& overlay) {
             throw Failure(ExitCode::NOT_CHECKED, "ls did not show the " + difference.check + " value of " +
                                                      Quote(difference.patch.empty() ? patchPath : result.item));
         }
+    }
+    if (!AgreesWithModes(result, patchPath)) {
+        throw Failure(ExitCode::NOT_CHECKED, changed);
     }
 }
 
