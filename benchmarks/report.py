@@ -32,7 +32,7 @@ COMPARISONS = {
         "RecordLibrary": "library", "RecordSystemCalls/RealpathStatWrite": "realpath, stat and write alone",
         "RecordSystemCalls/StatWrite": "stat and write alone", "RecordSpdlog": "spdlog, rotating, flushed"}),
     "verification": Comparison("One file of 200 verified", "ms", 11, "speed", ("at least", 0.97), {
-        "Verify/Library": "library", "Verify/Loop": "a plain loop", "Verify/Commands": "its four commands alone"}),
+        "Verify/Library": "library", "Verify/Loop": "a plain loop"}),
     "verification_growth": Comparison("Time per verified file", "ms", 3, "time", ("at most", 1.2), {
         "Verify/Library10000": "library, 10,000 files", "Verify/Library100": "library, 100 files"}),
     "copy": Comparison("Tree of 4 × 16 MiB copied", "ms", 21, "speed", ("at least", 0.90), {
