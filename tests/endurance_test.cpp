@@ -1,29 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <map>
-#include <numeric>
-#include <random>
-#include <set>
-#include <thread>
-
-#include "quick_fix_log.h"
+#include "support/event_listener.h"
 #include "support/fault_injector.h"
-#include "support/files.h"
-#include "support/labels.h"
+#include "support/test.h"
 #include "test_manager.h"
-
-namespace fs = std::filesystem;
-using namespace TEKLO::QuickFixEngine;
 
 namespace {
 
@@ -110,13 +90,7 @@ TEST(LogKilled, KeepsEveryRecordThatWasWritten) {
     *written = -1;
     QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::ERROR;
     std::mt19937 random(7);
-    const auto hasWritten = [&](int records) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (*written < records && std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::yield();
-        }
-        return *written >= records;
-    };
+    const auto hasWritten = [&](int records) { return Eventually([&] { return *written >= records; }); };
     for (int round = 0; round < 200; ++round) {
         const pid_t child = fork();
         if (child == 0) {

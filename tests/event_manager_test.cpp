@@ -1,18 +1,11 @@
 #include "event_manager.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <ctime>
-#include <functional>
-#include <optional>
-
+#include "event_subscriber.h"
 #include "platform/memory_platform.h"
 #include "support/event_listener.h"
-#include "support/plume_capture.h"
+#include "support/test.h"
 
 using namespace TEKLO::EventFwk;
-using namespace TEKLO::QuickFixEngine;
 using TEKLO::MemoryPlatform::EventCall;
 
 namespace {
@@ -204,6 +197,13 @@ TEST_F(EventManagers, RefuseUnknownEventsAndActions) {
         manager_->OnReceiveEvent(Event(action));
         EXPECT_EQ(Seen(), Unknown(action));
     }
+}
+
+TEST_F(EventManagers, MayBeMissingWhereAnEventIsOnlyRecorded) {
+    EventSubscriber(CommonEventSubscribeInfo(MatchingSkills())).OnReceiveEvent(Event("any"));
+    EXPECT_EQ(Seen(),
+              "I OnReceiveEvent: OnReceiveEvent get action: any\n"
+              "I OnReceiveEvent: OnReceiveEvent commonEventReceiver_ is null\n");
 }
 
 TEST_F(EventManagers, HaveOneActionForEachEvent) {

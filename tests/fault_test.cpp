@@ -1,29 +1,8 @@
-#include <gtest/gtest.h>
-#include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <regex>
-#include <thread>
-
-#include "file_utils.h"
-#include "platform/singleton.h"
-#include "quick_fix_log.h"
 #include "quick_fix_status_record.h"
 #include "string_utils.h"
 #include "support/fault_injector.h"
-#include "support/files.h"
-#include "support/limits.h"
-#include "support/plume_capture.h"
+#include "support/test.h"
 #include "test_manager.h"
-
-namespace fs = std::filesystem;
-using namespace TEKLO::QuickFixEngine;
 
 namespace {
 
@@ -31,10 +10,6 @@ constexpr char TREE[] = "/tmp/tree";
 constexpr char COPY[] = "/tmp/copy";
 constexpr char NEW[] = "/tmp/new";
 constexpr char LIVE_DIGEST[] = "I GetFileSHA256: filePath: /tmp/tree/a";
-
-QuickFixLogger& Logger() {
-    return *TEKLO::DelayedSingleton<QuickFixLogger>::GetInstance();
-}
 
 QuickFixStatusRecord& Status() {
     return QuickFixStatusRecord::GetInstance();
@@ -304,61 +279,27 @@ TEST(Faults, CopyOfAGrowingFileTakesWhatWasThereToRead) {
 
 std::atomic<int> g_interruptions{0};
 
-/// Interrupts the process's calls about a thousand times a second while it lives.
-class Interruptions {
-public:
-    Interruptions() {
-        struct sigaction action = {};  // without SA_RESTART
-        action.sa_handler = [](int) { ++g_interruptions; };
-        sigaction(SIGALRM, &action, nullptr);
-        Set(900);
-    }
-    ~Interruptions() { Set(0); }
-    Interruptions(const Interruptions&) = delete;
-    Interruptions& operator=(const Interruptions&) = delete;
-
-private:
-    static void Set(suseconds_t interval) {
-        const itimerval timer = {{0, interval}, {0, interval}};
-        setitimer(ITIMER_REAL, &timer, nullptr);
-    }
-};
+/// Interrupts the process's calls about a thousand times a second; 0 ends it.
+void SetInterruptions(suseconds_t interval) {
+    const itimerval timer = {{0, interval}, {0, interval}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+}
 
 TEST(Faults, SignalsChangeNoOutcome) {
+    struct sigaction action = {};  // without SA_RESTART
+    action.sa_handler = [](int) { ++g_interruptions; };
+    sigaction(SIGALRM, &action, nullptr);
     for (const Operation& operation : OPERATIONS) {
         operation.install();
         const std::string clean = Perform(operation);
         for (int round = 0; round < 10; ++round) {
             operation.install();
-            const Interruptions interruptions;
+            SetInterruptions(900);
             EXPECT_EQ(Perform(operation), clean) << operation.name;
+            SetInterruptions(0);
         }
     }
     EXPECT_GT(g_interruptions, 100);
-}
-
-TEST(Faults, WithoutAProcessForTheShellEveryCheckSaysSo) {
-    constexpr int UNLIMITED = 2;
-    InstallFiles();
-    OutputLog();
-    const pid_t child = fork();
-    if (child == 0) {
-        const rlimit none = {0, 0};
-        const bool limited = setrlimit(RLIMIT_NPROC, &none) == 0 && (geteuid() != 0 || setuid(65534) == 0);
-        const pid_t another = fork();
-        if (!limited || another >= 0) {
-            _exit(UNLIMITED);
-        }
-        const bool inconclusive = CheckNativePatch().find("inconclusive: 2") != std::string::npos;
-        const bool missing = CheckAppPatch().find(": \"false,miss,") != std::string::npos;
-        _exit(inconclusive && missing ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == UNLIMITED) {
-        GTEST_SKIP() << "root's processes are not limited, and it cannot become another user here";
-    }
-    EXPECT_EQ(status, 0);
 }
 
 TEST(Faults, WalksGoOnWhenFilesVanishUnderThem) {

@@ -1,18 +1,9 @@
 #include "file_utils.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/statfs.h>
-#include <unistd.h>
 
-#include <algorithm>
-
-#include "support/files.h"
-#include "support/limits.h"
-#include "support/plume_capture.h"
-
-namespace fs = std::filesystem;
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 

@@ -1,16 +1,8 @@
 #include "json_tool.h"
 
 #include <cjson/cJSON.h>
-#include <gtest/gtest.h>
 
-#include <clocale>
-#include <cstdlib>
-#include <memory>
-
-#include "support/files.h"
-#include "support/plume_capture.h"
-
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 

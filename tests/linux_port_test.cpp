@@ -1,17 +1,6 @@
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <csignal>
-#include <cstdlib>
-#include <regex>
-
 #include "platform/parameter.h"
 #include "platform/plume_log.h"
-#include "support/files.h"
+#include "support/test.h"
 
 namespace {
 

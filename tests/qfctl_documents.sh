@@ -52,9 +52,7 @@ compare() {
   done < <(section Options)
   all_options+=$options$'\n'
   [[ -n $commands ]] || all_commands+=$*$'\n'
-  for command in $commands; do
-    compare "$@" "$command"
-  done
+  for command in $commands; do compare "$@" "$command"; done
 }
 compare
 offered no-such-command ""

@@ -28,12 +28,10 @@ end_waiting() {
 }
 
 run 0 qfctl events
-is "$out" "bundle-scan-finished  $scan
-user-added            teklo.event.USER_ADDED
-"
+prints "bundle-scan-finished  $scan
+user-added            teklo.event.USER_ADDED"
 run 0 qfctl events --json
-is "$out" '{"bundle-scan-finished":"teklo.event.BUNDLE_SCAN_FINISHED","user-added":"teklo.event.USER_ADDED"}
-'
+prints '{"bundle-scan-finished":"teklo.event.BUNDLE_SCAN_FINISHED","user-added":"teklo.event.USER_ADDED"}'
 for arguments in "wait" "publish" "wait scan" "publish unknown" "wait user-added --timeout -1" \
   "wait user-added --timeout nan" "wait user-added --timeout 1s" "events more"; do
   # shellcheck disable=SC2086
@@ -41,44 +39,33 @@ for arguments in "wait" "publish" "wait scan" "publish unknown" "wait user-added
 done
 
 export QUICKFIX_EVENT_BUS=unix:path=/tmp/nowhere
-run 3 qfctl publish user-added
-has "$err" "teklo.event.USER_ADDED can't be published"
-run 3 qfctl wait user-added --timeout 1
-has "$err" "there is no bus to wait on"
+run 3 qfctl publish user-added; has "$err" "teklo.event.USER_ADDED can't be published"
+run 3 qfctl wait user-added --timeout 1; has "$err" "there is no bus to wait on"
 
 start_bus --session --address=unix:path=/tmp/bus
 start_waiting bundle-scan-finished --timeout 60
 is "$out" "waiting for $scan"
 run 0 qfctl publish user-added
-run 0 qfctl publish bundle-scan-finished
-end_waiting 0
-is "$out" "$scan came"
-run 4 qfctl wait bundle-scan-finished --timeout 0.2
-has "$err" "$scan did not come in time"
+run 0 qfctl publish bundle-scan-finished; end_waiting 0; is "$out" "$scan came"
+run 4 qfctl wait bundle-scan-finished --timeout 0.2; has "$err" "$scan did not come in time"
 for signal in INT TERM HUP; do
   run 0 qfctl log --clear
   start_waiting user-added
   kill -"$signal" "$waiting"
-  end_waiting 4
-  has "$err" "has not arrived"
+  end_waiting 4; has "$err" "has not arrived"
   run 0 qfctl log --grep 'UnsubscribeEvent event result 1'
 done
 disposition=ignore start_waiting user-added --timeout 60
-for signal in INT TERM HUP; do
-  kill -"$signal" "$waiting"
-done
-run 0 qfctl publish user-added
-end_waiting 0
+for signal in INT TERM HUP; do kill -"$signal" "$waiting"; done
+run 0 qfctl publish user-added; end_waiting 0
 stop_bus
 
 # With the installed policy only root may own the name.
 start_bus --config-file="$PROJECT/tests/data/system_bus.conf"
-run 3 as_nobody "$QFCTL" publish user-added
-has "$err" "Permission denied"
+run 3 as_nobody "$QFCTL" publish user-added; has "$err" "Permission denied"
 if ((EUID == 0)); then
   start_waiting user-added --timeout 60
-  run 0 qfctl publish user-added
-  end_waiting 0
+  run 0 qfctl publish user-added; end_waiting 0
 fi
 stop_bus
 

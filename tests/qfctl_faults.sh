@@ -5,7 +5,6 @@ source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 calls=('chmod 1' 'fchmod 1' 'fopen 24' 'fread 5' 'fstat 5' 'fsync 5' 'ftruncate 5' 'lstat 5' 'open 24' 'openat 28' 'opendir 24'
   'popen 11' 'pread 5' 'pread 4' 'read 5' 'read 4' 'readdir 5' 'realpath 5' 'remove 30' 'renameat 30' 'stat 5' 'write 28' 'write 4')
 reached=0
-logs=/data/update/quickfix/log
 
 prepare() {
   rm -rf /tmp/files && mkdir /tmp/files && cd /tmp/files
@@ -48,9 +47,7 @@ left() { diff -r /tmp/files /tmp/former >/dev/null; }
 
 prepare
 cp -r /tmp/files /tmp/former
-for name in a sub/b; do
-  pair "/live/$name" content content
-done
+for name in a sub/b; do pair "/live/$name" content content; done
 chmod 600 /live/sub/b
 sweep 0 hash report status
 sweep 0 status show --file status

@@ -13,13 +13,10 @@ Status=init
 ErrorCode=3,-7,"
 run 0 qfctl status set --file s --status success
 run 0 qfctl status show --file s
-is "$out" "version      1.0.2
+prints "version      1.0.2
 status       success
-error codes  3,-7,
-"
-run 0 qfctl status show --file s --json
-is "$out" '{"version":"1.0.2","status":"success","errorCodes":[3,-7]}
-'
+error codes  3,-7,"
+run 0 qfctl status show --file s --json; prints '{"version":"1.0.2","status":"success","errorCodes":[3,-7]}'
 run 0 qfctl status set --file s --version ""
 run 0 qfctl status show --file s --json; has "$out" '{"version":"","status":"success"'
 run 0 qfctl status set --file k --key Mine --status init; is "$(cat k)" "PatchVersion=
@@ -36,8 +33,7 @@ run 2 qfctl status set --file s --status x --mode 999
 run 2 qfctl status set --file s --error-code 2147483648
 for code in 5x 0x10 '' ' 5'; do run 2 qfctl status set --file s --error-code "$code"; done
 run 2 qfctl status show --file s --mode xyz
-run 2 qfctl status set --file ../tmp/s --status x; has "$err" '".."'
-is "$(cat s)" "$before"
+run 2 qfctl status set --file ../tmp/s --status x; has "$err" '".."'; is "$(cat s)" "$before"
 for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank ' '[a,b]' -x; do
   run 0 qfctl status set --file s --version="$value"
   run 0 qfctl status show --file s; has "$out" "version      $value
@@ -45,20 +41,15 @@ for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank ' '[a,b
 done
 
 # status: files of others.
-printf 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' >s
-run 3 qfctl status show --file s; has "$out" "status       a"; has "$err" '"1,x"'
+of_others() { printf "$3" >s; run "$1" qfctl status "${@:4}" --file s; has "$out$err" "$2"; }  # CODE PART CONTENT COMMAND...
+of_others 3 'status       a' 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' show; has "$err" '"1,x"'
 run 3 qfctl status show --file s --json; is "$out" ""
-printf 'PatchVersion=1\nno sign\n' >s
-run 3 qfctl status set --file s --status x; has "$err" "left alone: line 2 has no '='"
-printf 'NAME=a\nID=b\nX=c\nmore\n' >s
-run 3 qfctl status set --file s --status x; has "$err" 'left alone: line 3 begins with "X"'
-printf 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' >s
-run 3 qfctl status set --file s --status x; has "$err" "left alone: it has more than three lines"
+of_others 3 "left alone: line 2 has no '='" 'PatchVersion=1\nno sign\n' set --status x
+of_others 3 'left alone: line 3 begins with "X"' 'NAME=a\nID=b\nX=c\nmore\n' set --status x
+of_others 3 "left alone: it has more than three lines" 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' set --status x
 run 0 qfctl status show --file s
-printf 'PatchVersion=%300s\n' >s
-run 3 qfctl status show --file s; has "$err" "line 1 has more than 255 bytes"
-printf 'PatchVersion=a\e[2J\xff\n' >s
-run 0 qfctl status show --file s; has "$out" 'version      "a\x1b[2J\xff"'
+of_others 3 "line 1 has more than 255 bytes" "PatchVersion=$(printf %300s)\n" show
+of_others 0 'version      "a\x1b[2J\xff"' 'PatchVersion=a\e[2J\xff\n' show
 run 0 qfctl status show --file s --json; has "$out" '"a\u001b[2J�"'
 chmod 000 s
 run 3 as_nobody "$QFCTL" status show --file s
@@ -77,30 +68,24 @@ run 1 qfctl status set --file /nowhere/s --status x; has "$err" "No such file or
 run 2 qfctl status set --file "" --status x; has "$err" "name is empty"
 if ((EUID != 0)); then
   run 0 qfctl status set --file m --status x --mode 640
-  run 0 qfctl status set --file m --status y
-  is "$(stat -c %a m)" 640
+  run 0 qfctl status set --file m --status y; is "$(stat -c %a m)" 640
 fi
 
 # cmdline, stage, base-version
 if cmp -s /proc/cmdline "$PROJECT/tests/data/cmdline"; then
-  run 0 qfctl cmdline ab; is "$out" "xab=0
-"
-  run 0 qfctl cmdline quickfix --json; is "$out" '{"token":"quickfix=1"}
-'
+  run 0 qfctl cmdline ab; prints "xab=0"
+  run 0 qfctl cmdline quickfix --json; prints '{"token":"quickfix=1"}'
 else
   skip "/proc/cmdline is not the test's"
 fi
 run 1 qfctl cmdline absent; has "$err" '"absent"'
 run 2 qfctl cmdline ""
-run 0 qfctl stage; is "$out" "$( ((EUID == 0)) && echo init || echo sa)
-"
-run 0 as_nobody "$QFCTL" stage --json; is "$out" '{"stage":"sa"}
-'
+run 0 qfctl stage; prints "$( ((EUID == 0)) && echo init || echo sa)"
+run 0 as_nobody "$QFCTL" stage --json; prints '{"stage":"sa"}'
 run 1 qfctl base-version
 echo 'ro.comp.kt.product_base_version.real = 5.1' >p
 run 3 env QUICKFIX_PARAMETERS=/tmp "$QFCTL" base-version; has "$err" "store can't be read"
-run 0 env QUICKFIX_PARAMETERS=p "$QFCTL" base-version; is "$out" "5.1
-"
+run 0 env QUICKFIX_PARAMETERS=p "$QFCTL" base-version; prints "5.1"
 
 # hash: what sha256sum -c accepts, whatever the names.
 mkdir hashes
@@ -110,39 +95,31 @@ printf x >$'hashes/line\nfeed'
 printf x >'hashes/back\slash'
 printf x >$'hashes/carriage\rreturn'
 printf x >hashes/é
-run 0 qfctl hash hashes/*
-is "$out" "$(sha256sum hashes/*)
-"
+run 0 qfctl hash hashes/*; prints "$(sha256sum hashes/*)"
 printf %s "$out" >sums
 run 0 sha256sum -c --strict --quiet sums
 run 1 qfctl hash hashes/empty missing; has "$out" "e3b0c44298fc1c14"; has "$err" '"missing": No such file'
 run 3 qfctl hash missing /tmp /dev/zero hashes/empty; has "$out" "e3b0c44298fc1c14"
 run 0 qfctl hash --json hashes/empty
-is "$out" '[{"file":"hashes/empty","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"}]
-'
+prints '[{"file":"hashes/empty","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"}]'
 run 3 qfctl hash /proc/self/mem; is "$out" ""
 run 2 qfctl hash
 
 # log: both files in their order.
-logs=/data/update/quickfix/log
 rm -f $logs/*
 run 1 qfctl log; has "$err" "there is no log"
 printf '2026-03-01 09:05:07.004[a(B):12]one\n2026-03-01 09:05:07.005[a(B):13]two]\n' >$logs/quickfix_1.log
 printf 'torn' >$logs/quickfix_2.log
-run 0 qfctl log
-is "$out" '2026-03-01 09:05:07.004[a(B):12]one
+run 0 qfctl log; prints '2026-03-01 09:05:07.004[a(B):12]one
 2026-03-01 09:05:07.005[a(B):13]two]
-torn
-'
+torn'
 run 0 qfctl log --grep two --json
-is "$out" '{"time":"2026-03-01 09:05:07.005","file":"a","function":"B","line":13,"message":"two]"}
-'
+prints '{"time":"2026-03-01 09:05:07.005","file":"a","function":"B","line":13,"message":"two]"}'
 printf 'a\ntorn' >$logs/quickfix_1.log
 printf 'b\n' >$logs/quickfix_2.log
-run 0 qfctl log; is "$out" 'a
+run 0 qfctl log; prints 'a
 torn
-b
-'
+b'
 run 1 qfctl log --grep three; is "$out" ""
 run 2 qfctl log --clear --follow
 run 0 qfctl log --clear

@@ -22,8 +22,7 @@ run 3 bash -c "$QFCTL verify >/dev/full"
 pair /x live patch
 chmod 600 /x
 put $overlay/gone patch
-run 1 qfctl verify
-is "$err" ""  # what ls says of a missing file stays out of the way
+run 1 qfctl verify; is "$err" ""  # what ls says of a missing file stays out of the way
 has "$out" "VERDICT  LIVE PATH  CHECK    LIVE             PATCH
 "
 has "$out" "FAIL     /x         SHA256   247610f4dedd...  a4895eb44afc...
@@ -43,10 +42,7 @@ has "$out" "FAIL     /日本é     SHA256   247610f4dedd...  a4895eb44afc...
 rm $overlay/日本*
 
 # The report object: the fragment in braces, on standard output and in the file.
-run 1 qfctl verify --json --report report.json
-is "$out" "$(cat report.json)
-"
-is "$err" ""
+run 1 qfctl verify --json --report report.json; prints "$(cat report.json)"; is "$err" ""
 has "$out" '{"Native": {"description":  "Compare the results of patch_file and patched_file.Verify SHA256, RWX, Selinux.","detail": {"/'
 has "$out" '"/a": "true"'
 has "$out" '},"test_native_result": "false","total": "3","success": "1","failed": "2"}}'
@@ -58,12 +54,10 @@ run 1 qfctl verify; has "$out" '"total 0\n"'
 rm -r $overlay/x $overlay/gone $overlay/folder
 
 # A report that fails leaves what was there; one that can't be written is refused before anything runs.
-logs=/data/update/quickfix/log
 put $logs/report former
 if on_small_disk; then
   cat /dev/zero >$logs/filler 2>/dev/null
-  run 3 qfctl verify --report $logs/report
-  has "$err" "No space left on device"
+  run 3 qfctl verify --report $logs/report; has "$err" "No space left on device"
   has "$out" "1 file: 1 passed, 0 failed"
   is "$(cat $logs/report)" former
   rm $logs/filler
@@ -77,10 +71,7 @@ run 0 qfctl verify --report link
 [[ -L link ]] || fail "the link was replaced"
 has "$(cat $logs/report)" '{"Native"'
 ln -s /nowhere dangling
-for path in /dev/null /tmp /nowhere/report dangling; do
-  run 3 qfctl verify --report $path
-  is "$out" ""
-done
+for path in /dev/null /tmp /nowhere/report dangling; do run 3 qfctl verify --report $path; is "$out" ""; done
 
 # Names that a shell would interpret or split, or JSON can't carry, are refused, and nothing in them runs.
 names=('a b' $'a\tb' $'a\nb' 'a;touch${IFS}pwned' '$(touch pwned)' '`touch pwned`' 'a|b' 'a&b' 'a>pwned' 'a<b' 'a(b' 'a*'
@@ -89,8 +80,7 @@ names=('a b' $'a\tb' $'a\nb' 'a;touch${IFS}pwned' '$(touch pwned)' '`touch pwned
 for name in "${names[@]}"; do
   for path in "$overlay/$name" "$overlay/sub/$name"; do
     put "$path" x
-    run 3 qfctl verify
-    is "$out" ""
+    run 3 qfctl verify; is "$out" ""
     [[ $err != *[$'\t\e\x7f\x80'-$'\xff']* ]] || fail "not escaped: $path"
     rm -- "$path"
     mkdir -- "$path"
@@ -106,8 +96,7 @@ rm $overlay/$'a\n"\e\\'
 for name in lib-1.2_3+x.so.4 a=b,c:d@e%f $'\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80' -l; do
   pair /$name same same
 done
-run 0 qfctl verify
-has "$out" $'pass     /\xc3\xa9\xe2\x82\xac'
+run 0 qfctl verify; has "$out" $'pass     /\xc3\xa9\xe2\x82\xac'
 
 # What the checks would not tell the truth about.
 put $overlay/pipe x
@@ -129,13 +118,9 @@ run 3 env PATH=/nowhere "$QFCTL" verify; has "$err" "the command ls can't be run
 rm -r $overlay/*
 pair /a live patch
 run 1 qfctl verify; is "$err" ""
-run 1 qfctl verify -v
-has "$err" "D002E03 QuickFixUitls: [test_manager(CheckNativePatch):"
+run 1 qfctl verify -v; has "$err" "D002E03 QuickFixUitls: [test_manager(CheckNativePatch):"
 has "$err" "(GetFileProp):"  # debug records too
-run 1 script -qec "$QFCTL verify" /dev/null
-has "$out" $'\r[1/1] /a\e[K\r\e[K'
-has "$out" $'\e[31mFAIL'
-run 1 env NO_COLOR=1 script -qec "$QFCTL verify" /dev/null
-has "$out" $'\nFAIL     /a'
+run 1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\r[1/1] /a\e[K\r\e[K'; has "$out" $'\e[31mFAIL'
+run 1 env NO_COLOR=1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\nFAIL     /a'
 
 finish

@@ -1,15 +1,6 @@
 #include "quick_fix_log.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <vector>
-
-#include "support/files.h"
-#include "support/plume_capture.h"
-
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 

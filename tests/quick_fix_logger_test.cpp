@@ -1,33 +1,14 @@
 #include "quick_fix_logger.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <locale>
-
-#include "file_utils.h"
 #include "forked_children.h"
-#include "platform/singleton.h"
-#include "quick_fix_log.h"
-#include "support/files.h"
-#include "support/limits.h"
-#include "support/plume_capture.h"
+#include "support/test.h"
 #include "test_manager.h"
 
-namespace fs = std::filesystem;
-using namespace TEKLO::QuickFixEngine;
-using TEKLO::DelayedSingleton;
 using testing::AllOf, testing::AnyOf, testing::EndsWith, testing::MatchesRegex, testing::StartsWith;
 
 namespace {
 
 const std::string RECORD = "TIME[f(g):1]text\n";
-
-QuickFixLogger& Logger() {
-    return *DelayedSingleton<QuickFixLogger>::GetInstance();
-}
 
 void WriteRecord() {
     Logger().OutputLog("text", "f", "g", 1);
@@ -225,10 +206,17 @@ TEST(FileLog, GlobalLocaleChangesNoByte) {
     PlumeCapture capture;
     Logger().OutputLog("x", "f", "g", 1234567);
     QF_FILE_LOGI("%{public}.1f", 1.5);
+    const Records records = capture.Take();
+    const std::string log = ReadLog(FIRST_LOG);
+    for (int i = 0; i < 12; ++i) {
+        Write("/patch_qv/overlay/" + std::string(1, static_cast<char>('a' + i)), "x");
+    }
+    const std::string report = TestManager().CheckNativePatch();
     std::locale::global(std::locale::classic());
     setlocale(LC_ALL, "C");
-    EXPECT_EQ(capture.Take(), Records{"I TestBody: 1.5"});
-    EXPECT_THAT(ReadLog(FIRST_LOG), AllOf(StartsWith("TIME[f(g):1234567]x\nTIME"), EndsWith("]1.5\n")));
+    EXPECT_EQ(records, Records{"I TestBody: 1.5"});
+    EXPECT_THAT(report, testing::HasSubstr(R"("total": "12","success": "0","failed": "12")"));
+    EXPECT_THAT(log, AllOf(StartsWith("TIME[f(g):1234567]x\nTIME"), EndsWith("]1.5\n")));
 }
 
 }  // namespace

@@ -1,16 +1,7 @@
 #include "quick_fix_status_record.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include "support/files.h"
-#include "support/limits.h"
-#include "support/plume_capture.h"
-
-namespace fs = std::filesystem;
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
+#include "sys_utils.h"
 
 namespace {
 
@@ -102,9 +93,13 @@ TEST(StatusRecord, AnyOtherUserKeepsModeAndOwner) {
     umask(0);
     ASSERT_EQ(chmod("/tmp", 0777), 0);
     const bool root = getuid() == 0;
+    EXPECT_EQ(SysUtils::GetRunningStage(), root ? STAGE_INIT : STAGE_SA);
     ASSERT_TRUE(!root || setresuid(65534, 65534, 0) == 0);
+    EXPECT_EQ(SysUtils::GetRunningStage(), STAGE_SA);
     Record().InitStatusRecord(PATH, 0640, "K");
+    PlumeCapture capture;
     Record().SetStatus("1", "init", "");
+    EXPECT_EQ(capture.Take().front(), "I GetRunningStage: current stage is sa");
     EXPECT_EQ(Mode(PATH), 0640U);
     EXPECT_EQ(Stat(PATH).st_uid, getuid());
     Record().InitStatusRecord(PATH, "K");

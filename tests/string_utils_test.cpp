@@ -1,13 +1,6 @@
 #include "string_utils.h"
 
-#include <gtest/gtest.h>
-
-#include <locale>
-
-#include "support/files.h"
-#include "support/plume_capture.h"
-
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 

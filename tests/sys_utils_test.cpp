@@ -1,12 +1,7 @@
 #include "sys_utils.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include "platform/memory_platform.h"
-#include "support/plume_capture.h"
-
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 
@@ -31,18 +26,6 @@ TEST(SysUtils, BaseVersionComesFromTheFirstParameterThatIsSet) {
     TEKLO::MemoryPlatform::FailParameters(-2);
     EXPECT_EQ(SysUtils::GetBaseVersion(), "");
     EXPECT_EQ(capture.TakeFromBothLogs(), Records{failure});
-}
-
-TEST(SysUtils, OnlyRootIsInTheInitStage) {
-    PlumeCapture capture;
-    const bool root = getuid() == 0;
-    EXPECT_EQ(SysUtils::GetRunningStage(), root ? STAGE_INIT : STAGE_SA);
-    ASSERT_TRUE(!root || setresuid(65534, 65534, 0) == 0);
-    EXPECT_EQ(SysUtils::GetRunningStage(), STAGE_SA);
-    const std::string init = "I GetRunningStage: current stage is init";
-    const std::string sa = "I GetRunningStage: current stage is sa";
-    EXPECT_EQ(capture.Take(), (Records{root ? init : sa, sa}));
-    ASSERT_TRUE(!root || setresuid(0, 0, 0) == 0);
 }
 
 }  // namespace

@@ -1,13 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <random>
-
 #include "fuzz_targets.h"
-#include "quick_fix_plume_wrapper.h"
-#include "support/files.h"
-
-namespace fs = std::filesystem;
-using namespace TEKLO::QuickFixEngine;
+#include "support/test.h"
 
 namespace {
 

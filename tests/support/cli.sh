@@ -2,6 +2,7 @@
 set -uo pipefail
 
 overlay=/patch_qv/overlay
+logs=/data/update/quickfix/log
 failures=0
 skipped=
 cd /tmp
@@ -27,6 +28,9 @@ qfctl() { "$QFCTL" "$@"; }
 has() { [[ $1 == *"$2"* ]] || fail "lacks: $2"; }
 is() { [[ $1 == "$2" ]] || fail "is not: $2"; }
 
+# prints LINES: standard output is that and a line feed.
+prints() { [[ $out == "$1"$'\n' ]] || fail "is not: $1"; }
+
 as_nobody() {
   if ((EUID == 0)); then setpriv --reuid 65534 --clear-groups "$@"; else "$@"; fi
 }
@@ -40,10 +44,17 @@ put() { mkdir -p -- "$(dirname -- "$1")" && printf %s "$2" >"$1"; }
 # pair LIVE LIVE_CONTENT PATCH_CONTENT
 pair() { put "$1" "$2"; put "$overlay$1" "$3"; }
 
+# dump BUNDLE VERSION FLAG [REST]: what the stand-in for bm answers about a bundle.
+export BM_BUNDLES=/tmp/bundles
+dump() {
+  mkdir -p $BM_BUNDLES
+  printf '{\n  "versionCode": %s,\n  "patch": "%s"\n}%s\n' "$2" "$3" "${4:-}" >"$BM_BUNDLES/$1"
+}
+
 # skip REASON: leaves a part out, which shows the whole script as skipped, unless another part fails.
 skip() { skipped+="${skipped:+; }$1"; }
 
-on_small_disk() { (($(stat -f -c '%b * %S' /data/update/quickfix/log) <= 1048576)); }
+on_small_disk() { (($(stat -f -c '%b * %S' $logs) <= 1048576)); }
 
 finish() {
   ((failures == 0)) || exit 1

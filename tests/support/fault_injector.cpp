@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -100,23 +99,14 @@ bool End() {
     }
 #define CALL(result, name, failure, parameters, arguments) ENTRY(name, result, name, failure, parameters, arguments)
 
-#define MODE_OF(flags, mode)                                                    \
-    va_list arguments;                                                          \
-    va_start(arguments, flags);                                                 \
-    const mode_t mode = ((flags)&O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
-    va_end(arguments)
-
-#define OPEN_ENTRY(name)                                                                                    \
-    extern "C" [[gnu::visibility("default")]] int name(const char* path, int flags, ...) {                  \
-        static const auto next = reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, #name)); \
-        MODE_OF(flags, mode);                                                                               \
-        return Fails("open") ? -1 : next(path, flags, mode);                                                \
-    }
-#define OPENAT_ENTRY(name)                                                                                       \
-    extern "C" [[gnu::visibility("default")]] int name(int folder, const char* path, int flags, ...) {           \
-        static const auto next = reinterpret_cast<int (*)(int, const char*, int, ...)>(dlsym(RTLD_NEXT, #name)); \
-        MODE_OF(flags, mode);                                                                                    \
-        return Fails("openat") ? -1 : next(folder, path, flags, mode);                                           \
+#define OPEN_ENTRY(call, name, parameters, passed)                                             \
+    extern "C" [[gnu::visibility("default")]] int name parameters {                            \
+        static const auto next = reinterpret_cast<int(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+        va_list arguments;                                                                     \
+        va_start(arguments, flags);                                                            \
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;            \
+        va_end(arguments);                                                                     \
+        return Fails(#call) ? -1 : next passed;                                                \
     }
 // NOLINTEND(bugprone-macro-parentheses)
 
@@ -129,17 +119,15 @@ ENTRY(fopen, FILE*, fopen64, nullptr, (const char* path, const char* mode), (pat
 CALL(size_t, fread, 0, (void* to, size_t size, size_t count, FILE* file), (to, size, count, file))
 CALL(int, fstat, -1, (int file, struct stat* status), (file, status))
 ENTRY(fstat, int, fstat64, -1, (int file, struct stat64* status), (file, status))
-CALL(int, fchown, -1, (int file, uid_t user, gid_t group), (file, user, group))
 CALL(int, fsync, -1, (int file), (file))
 CALL(int, lstat, -1, (const char* path, struct stat* status), (path, status))
 ENTRY(lstat, int, lstat64, -1, (const char* path, struct stat64* status), (path, status))
 CALL(int, mkdir, -1, (const char* path, mode_t mode), (path, mode))
-OPEN_ENTRY(open)
-OPEN_ENTRY(open64)
-OPENAT_ENTRY(openat)
-OPENAT_ENTRY(openat64)
+OPEN_ENTRY(open, open, (const char* path, int flags, ...), (path, flags, mode))
+OPEN_ENTRY(open, open64, (const char* path, int flags, ...), (path, flags, mode))
+OPEN_ENTRY(openat, openat, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
+OPEN_ENTRY(openat, openat64, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
 CALL(DIR*, opendir, nullptr, (const char* path), (path))
-CALL(int, poll, -1, (pollfd * files, nfds_t count, int timeout), (files, count, timeout))
 CALL(int, ftruncate, -1, (int file, off_t size), (file, size))
 ENTRY(ftruncate, int, ftruncate64, -1, (int file, off64_t size), (file, size))
 CALL(FILE*, popen, nullptr, (const char* command, const char* mode), (command, mode))
@@ -155,10 +143,7 @@ CALL(int, stat, -1, (const char* path, struct stat* status), (path, status))
 ENTRY(stat, int, stat64, -1, (const char* path, struct stat64* status), (path, status))
 CALL(int, statfs, -1, (const char* path, struct statfs* status), (path, status))
 ENTRY(statfs, int, statfs64, -1, (const char* path, struct statfs64* status), (path, status))
-CALL(int, truncate, -1, (const char* path, off_t size), (path, size))
-ENTRY(truncate, int, truncate64, -1, (const char* path, off64_t size), (path, size))
 CALL(int, renameat, -1, (int folder, const char* from, int other, const char* to), (folder, from, other, to))
-CALL(int, unlink, -1, (const char* path), (path))
 CALL(ssize_t, write, -1, (int file, const void* from, size_t size), (file, from, size))
 ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
 

@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 #include <sys/statvfs.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -45,4 +46,17 @@ inline bool IsOnSmallDisk(const char* path) {
 inline bool CanChangeOwners() {
     const std::ofstream created("/tmp/owned");
     return chown("/tmp/owned", 65534, 65534) == 0 && unlink("/tmp/owned") == 0;
+}
+
+/// Gives a file a security label, which `ls -Z` shows; false where the process may not.
+inline bool SetLabel(const std::string& path, const std::string& label) {
+    return lsetxattr(path.c_str(), "security.selinux", label.c_str(), label.size() + 1, 0) == 0;
+}
+
+inline bool CanSetLabels() {
+    const std::string file = "/tmp/labelled";
+    std::ofstream(file) << "";
+    const bool can = SetLabel(file, "u:object_r:test:s0");
+    std::filesystem::remove(file);
+    return can;
 }
