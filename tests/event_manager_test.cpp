@@ -206,6 +206,16 @@ TEST_F(EventManagers, MayBeMissingWhereAnEventIsOnlyRecorded) {
               "I OnReceiveEvent: OnReceiveEvent commonEventReceiver_ is null\n");
 }
 
+TEST(EventSubscribers, PassOnTheVeryEventTheyReceive) {
+    struct Receiver : IEventReceiver {
+        void OnReceiveEvent(const CommonEventData& data) override { received = &data; }
+        const CommonEventData* received = nullptr;
+    } receiver;
+    const CommonEventData event;
+    EventSubscriber(CommonEventSubscribeInfo(MatchingSkills()), &receiver).OnReceiveEvent(event);
+    EXPECT_EQ(receiver.received, &event);
+}
+
 TEST_F(EventManagers, HaveOneActionForEachEvent) {
     for (const CommonEventId id : {SCAN, USER}) {
         EXPECT_EQ(g_eventIdToActionMap.at(id), Action(id));
