@@ -6,16 +6,22 @@
 #include <cstring>
 
 #include "scoped_c_locale.h"
+#include "simple_format.h"
 
 int sprintf_s(char* dest, size_t destSize, const char* format, ...) {
     if (destSize == 0) {
         return -1;
     }
-    const ScopedCLocale cLocale;
     std::va_list arguments;
     va_start(arguments, format);
-    const int length = vsnprintf(dest, destSize, format, arguments);
+    int length = FormatSimple(dest, destSize, format, arguments);
     va_end(arguments);
+    if (length == NOT_SIMPLE) {
+        const ScopedCLocale cLocale;
+        va_start(arguments, format);
+        length = vsnprintf(dest, destSize, format, arguments);
+        va_end(arguments);
+    }
     if (length < 0 || static_cast<size_t>(length) >= destSize) {
         dest[0] = '\0';
         return -1;
