@@ -75,12 +75,41 @@ void PrintRecord(int platformLevel, const LogSite& site, const char* prefixedFor
                args...);
 }
 
-// What doesn't depend on the arguments' types stands apart, so that it is compiled once and not for every set of them.
-[[gnu::noinline]] inline std::string PlainFormat(const char* format) {
-    const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
-    return logger != nullptr ? logger->FormatLog(format) : std::string();
+constexpr char PUBLIC_MARKER[] = "{public}";
+constexpr size_t PUBLIC_MARKER_LENGTH = sizeof(PUBLIC_MARKER) - 1;
+
+constexpr bool EndsWithMarker(const char* text, size_t length) {
+    for (size_t i = 1; i <= PUBLIC_MARKER_LENGTH; ++i) {
+        if (i > length || text[length - i] != PUBLIC_MARKER[PUBLIC_MARKER_LENGTH - i]) {
+            return false;
+        }
+    }
+    return true;
 }
 
+/// What QuickFixLogger::FormatLog makes of a format, made at compile time.
+template <size_t LENGTH>
+struct FileFormat {
+    explicit constexpr FileFormat(const char* format) {
+        size_t length = 0;
+        for (size_t i = 0; i < LENGTH; ++i) {
+            text[length++] = format[i];
+            length -= EndsWithMarker(text, length) ? PUBLIC_MARKER_LENGTH : 0;
+        }
+        text[length] = '\0';
+    }
+    char text[LENGTH + 1] = {};
+};
+
+constexpr size_t LengthOf(const char* text) {
+    size_t length = 0;
+    while (text[length] != '\0') {
+        ++length;
+    }
+    return length;
+}
+
+// Out of line, since it doesn't depend on the arguments' types.
 [[gnu::noinline]] inline void OutputMessage(const LogSite& site, const char* message) {
     const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
     if (logger != nullptr) {
@@ -92,22 +121,16 @@ void PrintRecord(int platformLevel, const LogSite& site, const char* prefixedFor
 template <typename... Args>
 [[gnu::noinline]] void AppendToFileLog(const LogSite& site, const char* format, Args... args) {
     char message[FILE_MESSAGE_SIZE] = {};
-    if (sprintf_s(message, sizeof(message), PlainFormat(format).c_str(), args...) > 0) {
+    if (sprintf_s(message, sizeof(message), format, args...) > 0) {
         OutputMessage(site, message);
     }
 }
 
-template <typename... Args>
-void WriteRecord(QuickFixPlumeLevel level, int platformLevel, const LogSite& site, const char* prefixedFormat,
-                 Args... args) {
-    if (QuickFixPlumeWrapper::JudgeLevel(level)) {
-        PrintRecord(platformLevel, site, prefixedFormat, args...);
-    }
-    AppendToFileLog(site, prefixedFormat + sizeof(QF_LOG_PREFIX) - 1, args...);
-}
-
 template <typename Call>
 inline constexpr SourceName<BaseNameLength(Call::File())> SOURCE_NAME(Call::File());
+
+template <typename Call>
+inline constexpr FileFormat<LengthOf(Call::Format())> FILE_FORMAT(Call::Format());
 
 // A call's format comes twice: as a type, which the compiler checks, and in front of the arguments, where it isn't used.
 template <typename Call, typename... Args>
@@ -121,7 +144,11 @@ template <typename Call, typename... Args>
 void LogToBoth(Call /*call*/, QuickFixPlumeLevel level, int platformLevel, const char* function, int line,
                const char* /*format*/, Args... args) {
     static_assert(FormatFits<Args...>(Call::Format(), false), "the markers of the format don't fit the arguments");
-    WriteRecord(level, platformLevel, {SOURCE_NAME<Call>.text, function, line}, Call::PrefixedFormat(), args...);
+    const LogSite site = {SOURCE_NAME<Call>.text, function, line};
+    if (QuickFixPlumeWrapper::JudgeLevel(level)) {
+        PrintRecord(platformLevel, site, Call::PrefixedFormat(), args...);
+    }
+    AppendToFileLog(site, FILE_FORMAT<Call>.text, args...);
 }
 
 }  // namespace TEKLO::QuickFixEngine::LogDetail

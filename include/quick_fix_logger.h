@@ -71,15 +71,16 @@ private:
         const char* path = nullptr;
         off_t size = 0;  // bytes
     };
-    static void LockBeforeFork();
-    static void UnlockAfterFork();
-    void Append(const std::string& record);
-    void RollBackPartialWrite(size_t recordSize) const;
+    [[gnu::visibility("hidden")]] static void LockBeforeFork();
+    [[gnu::visibility("hidden")]] static void UnlockAfterFork();
+    [[gnu::visibility("hidden")]] void Append(const std::string& record);
+    [[gnu::visibility("hidden")]] void RollBackPartialWrite(size_t recordSize) const;
 
     std::mutex mutex_;
     std::fstream logOfstream_;
     ActiveFile active_;
-    static const int forkHandlers_;
+    std::string record_;  // kept for its memory
+    [[gnu::visibility("hidden")]] static const int forkHandlers_;
 };
 
 }  // namespace TEKLO::QuickFixEngine

@@ -198,13 +198,9 @@ void QuickFixLogger::OutputLog(const char* msg, const std::string& fileName, con
     if (!GetFormatTime(time, sizeof(time))) {
         return;
     }
-    const std::string lineText = std::to_string(line);
-    constexpr size_t PUNCTUATION = sizeof("[():]\n") - 1;
-    std::string record;
-    record.reserve(strlen(time) + fileName.size() + funcName.size() + lineText.size() + strlen(msg) + PUNCTUATION);
-    record.append(time).append("[").append(fileName).append("(").append(funcName).append("):").append(lineText);
-    record.append("]").append(msg).append("\n");
-    Append(record);
+    record_.assign(time).append("[").append(fileName).append("(").append(funcName).append("):");
+    record_.append(std::to_string(line)).append("]").append(msg).append("\n");
+    Append(record_);
 }
 
 void QuickFixLogger::Append(const std::string& record) {
