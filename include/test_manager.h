@@ -1,8 +1,10 @@
 /// Proves, after a patch was applied, that what was patched is really in place, and reports it as JSON text.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,8 +17,17 @@ inline constexpr char PATCH_OVERLAY_PATH[] = "/patch_qv/overlay";
 enum class Verdict : int32_t {
     PASSED = 0,
     FAILED = 1,
-    INCONCLUSIVE = 2,  ///< no check failed, and one has nothing to go by: no command could be run, or neither file read
+    INCONCLUSIVE = 2,  ///< no check failed, and one could not compare: no command could be run, or a value not be read
 };
+
+/// How a native run reads the values of a file.
+enum class Inspection : int32_t {
+    SHELL = 0,   ///< the digest through the library, mode and label through `ls`
+    DIRECT = 1,  ///< all three from one descriptor, without a process
+};
+
+class InspectedFile;
+struct FileValue;
 
 /// One check of an item whose values differ.
 ///
@@ -26,6 +37,7 @@ struct Difference {
     std::string check;
     std::string live;
     std::string patch;
+    bool isInconclusive = false;  ///< a value could not be read
 };
 
 /// What one run found out about one item.
@@ -143,22 +155,34 @@ public:
     /// both values are empty, and as failed when one is.
     void SetItemListener(std::function<void(const ItemResult& result)> listener);
 
-    /// The inconclusive comparisons of the current or last native run: those that passed because the value could be read
-    /// for neither file (no shell or no `ls`, or both files unreadable). Unless it is 0, a passed run proves nothing.
+    /// Chooses how the following files are read; `SHELL` unless called. On regular files that can be read, both give the
+    /// same report and the same records. `DIRECT` starts no process: no name reaches a shell, and all can be verified.
+    ///
+    /// It opens each file once, and only a regular file: a live path that is a link, a directory, a pipe or a device
+    /// differs from its patch file, and nothing waits for it. A value that can't be read makes the comparison
+    /// inconclusive; it counts as a difference and its text is empty, "?" for a label. The app run is the same for both.
+    void SetInspection(Inspection inspection);
+
+    /// The inconclusive comparisons of the current or last native run. `SHELL`: those that passed because the value could
+    /// be read for neither file (no shell or no `ls`, or both files unreadable). `DIRECT`: those for which a value could
+    /// not be read, and those of two missing files. Unless it is 0, the run has not compared all values.
     uint64_t GetInconclusiveCount() const;
 
     /// The name that 0.1.0 had for `GetInconclusiveCount`.
     uint64_t GetUnprovenCount() const;
 
 private:
-    void StartRun(const char* header);
-    std::string EndRun(const std::string& testName, const char* emptyFragment);
-    void StartItem(const std::string& item);
-    void MarkFailed(const std::string& item);
-    void AddDifference(const char* check, const std::string& live, const std::string& patch);
-    void Compare(const std::string& item, const char* check, const std::string& source, const std::string& patch,
-                 char terminator);
-    void FinishItem(bool passed);
+    [[gnu::visibility("hidden")]] void StartRun(const char* header);
+    [[gnu::visibility("hidden")]] std::string EndRun(const std::string& testName, const char* emptyFragment);
+    [[gnu::visibility("hidden")]] void StartItem(const std::string& item);
+    [[gnu::visibility("hidden")]] void MarkFailed(const std::string& item);
+    [[gnu::visibility("hidden")]] void AddDifference(const char* check, const std::string& live,
+                                                     const std::string& patch);
+    [[gnu::visibility("hidden")]] void Compare(const std::string& item, const char* check, const std::string& source,
+                                               const std::string& patch, char terminator);
+    [[gnu::visibility("hidden")]] void FinishItem(bool passed);
+    [[gnu::visibility("hidden")]] std::string ReadDirectly(const std::string& path,
+                                                           FileValue (InspectedFile::*read)() const);
 
     std::string result_;
     std::string testResult_;
@@ -172,7 +196,10 @@ private:
     uint64_t inconclusiveCount_ = 0;
     ItemResult item_;
     bool isUndecided_ = false;    // a check of the item had nothing to go by
-    bool commandFailed_ = false;  // since the last check
+    bool commandFailed_ = false;  // since the last check, as the next
+    bool readFailed_ = false;
+    Inspection inspection_ = Inspection::SHELL;
+    std::array<std::shared_ptr<const InspectedFile>, 2> inspected_;  // of the item that is being verified
     std::function<void(const ItemResult& result)> itemListener_;
 };
 

@@ -4,8 +4,11 @@
 #include "file_utils.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
 #include <openssl/sha.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -22,6 +25,7 @@
 #include <utility>
 
 #include "directory_listing.h"
+#include "file_digest.h"
 #include "platform/bounds_checked.h"
 #include "quick_fix_log.h"
 #include "scoped_c_locale.h"
@@ -45,10 +49,6 @@ constexpr unsigned int KIB_SHIFT = 10;
 constexpr int64_t BYTES_PER_KIB = 1024;
 constexpr int64_t BYTES_PER_MIB = 1024 * 1024;
 
-struct FileCloser {
-    void operator()(FILE* file) const { fclose(file); }
-};
-using File = std::unique_ptr<FILE, FileCloser>;
 using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
 
 using PathBuffer = std::array<char, PATH_MAX>;
@@ -123,6 +123,30 @@ uint64_t RegularFileSize(const fs::directory_entry& entry) {
     throw fs::filesystem_error("cannot get file size", entry.path(), error);
 }
 
+/// Opens the file of a canonical path. When that succeeds, realpath would, with a call for each component where this takes
+/// one. Returns -1 otherwise, on kernels before Linux 5.6, and where a sandbox refuses the call.
+int OpenCanonical(const std::string& path) {
+    if (path.empty() || path[0] != '/' || path.size() >= PATH_MAX) {
+        return -1;
+    }
+    struct open_how how = {};
+    how.flags = O_RDONLY | O_CLOEXEC | O_LARGEFILE;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof(how)));
+}
+
+DigestSource OpenByName(const std::string& path) {
+    DigestSource source;
+    const int descriptor = OpenCanonical(path);
+    source.exists = descriptor >= 0 || FileUtils::FileIsExist(path);
+    if (descriptor >= 0) {
+        source.SetDescriptor(descriptor);
+    } else if (source.exists) {
+        source.SetFile(fopen(path.c_str(), "rb"));
+    }
+    return source;
+}
+
 Digest ComputeDigest(FILE* file) {
     SHA256_CTX context = {};
     SHA256_Init(&context);
@@ -141,6 +165,45 @@ Digest ComputeDigest(FILE* file) {
 }
 
 }  // namespace
+
+void DigestSource::SetFile(FILE* opened) {
+    error = opened == nullptr ? errno : 0;
+    file.reset(opened);
+    if (file != nullptr) {
+        buffer.reset(new char[DIGEST_STDIO_BUFFER_SIZE]);
+        setvbuf(file.get(), buffer.get(), _IOFBF, DIGEST_STDIO_BUFFER_SIZE);
+    }
+}
+
+void DigestSource::SetDescriptor(int descriptor) {
+    SetFile(fdopen(descriptor, "rb"));
+    if (file == nullptr) {
+        close(descriptor);
+    }
+}
+
+FileDigest GetFileSHA256(const std::string& filePath, const std::function<const DigestSource&()>& open) {
+    QF_LOGI("filePath: %{public}s", filePath.c_str());
+    const DigestSource& source = open();
+    if (!source.exists) {
+        QF_LOGE("filePath: %{public}s is an invalid path", filePath.c_str());
+        return {};
+    }
+    if (source.file == nullptr) {
+        QF_LOGE("filePath: %{public}s, errorMessage:%{public}s", filePath.c_str(), ErrorText(source.error));
+        return {};
+    }
+    const Digest digest = ComputeDigest(source.file.get());
+
+    char text[2 * SHA256_DIGEST_LENGTH + 1] = {};
+    for (size_t i = 0; i < digest.size(); ++i) {
+        if (sprintf_s(text + 2 * i, sizeof(text), "%02x", digest[i]) < 0) {
+            QF_LOGE("sprintf_s error");
+            break;
+        }
+    }
+    return {text, ferror(source.file.get()) == 0};
+}
 
 bool FileUtils::FileIsExist(const std::string& filePath) {
     if (filePath.empty()) {
@@ -374,28 +437,10 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
 }
 
 std::string FileUtils::GetFileSHA256(const std::string& filePath) {
-    QF_LOGI("filePath: %{public}s", filePath.c_str());
-    if (!FileIsExist(filePath)) {
-        QF_LOGE("filePath: %{public}s is an invalid path", filePath.c_str());
-        return "";
-    }
-    const std::unique_ptr<char[]> stdioBuffer(new char[DIGEST_STDIO_BUFFER_SIZE]);
-    const File file(fopen(filePath.c_str(), "rb"));
-    if (file == nullptr) {
-        QF_LOGE("filePath: %{public}s, errorMessage:%{public}s", filePath.c_str(), ErrorText());
-        return "";
-    }
-    setvbuf(file.get(), stdioBuffer.get(), _IOFBF, DIGEST_STDIO_BUFFER_SIZE);
-    const Digest digest = ComputeDigest(file.get());
-
-    char text[2 * SHA256_DIGEST_LENGTH + 1] = {};
-    for (size_t i = 0; i < digest.size(); ++i) {
-        if (sprintf_s(text + 2 * i, sizeof(text), "%02x", digest[i]) < 0) {
-            QF_LOGE("sprintf_s error");
-            break;
-        }
-    }
-    return text;
+    DigestSource source;
+    return QuickFixEngine::GetFileSHA256(filePath,
+                                         [&]() -> const DigestSource& { return source = OpenByName(filePath); })
+        .text;
 }
 
 std::vector<std::string> FileUtils::ReadLines(const std::string& filePath) {

@@ -1,10 +1,12 @@
 #include "test_manager.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
 #include "directory_listing.h"
 #include "file_utils.h"
+#include "inspected_file.h"
 #include "quick_fix_log.h"
 #include "shell_command.h"
 
@@ -178,15 +180,23 @@ std::string TestManager::GetViewFilePath(const std::string& patchPath) {
 }
 
 void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& viewPath) {
+    if (inspection_ == Inspection::DIRECT) {
+        inspected_ = {std::make_shared<InspectedFile>(patchPath), std::make_shared<InspectedFile>(viewPath)};
+    }
     VerifyPatchSHA256(patchPath, viewPath);
     VerifyPatchProp(patchPath, viewPath);
     VerifyPatchSeLinux(patchPath, viewPath);
+    inspected_ = {};
 }
 
 void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath) {
-    const std::string patch = FileUtils::GetFileSHA256(patchPath);
-    const std::string source = FileUtils::GetFileSHA256(viewPath);
-    if (source != patch) {
+    const auto digest = [this](const std::string& path) {
+        return inspection_ == Inspection::SHELL ? FileUtils::GetFileSHA256(path)
+                                                : ReadDirectly(path, &InspectedFile::Digest);
+    };
+    const std::string patch = digest(patchPath);
+    const std::string source = digest(viewPath);
+    if (source != patch || readFailed_) {
         detailStr_.clear();  // the first of the comparisons begins the entry anew
     }
     Compare(viewPath, "SHA256", source, patch, ',');
@@ -206,12 +216,13 @@ void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::st
 
 void TestManager::Compare(const std::string& item, const char* check, const std::string& source,
                           const std::string& patch, char terminator) {
-    if (source == patch) {
+    if (source == patch && !readFailed_) {
         inconclusiveCount_ += source.empty() ? 1U : 0U;
         isUndecided_ = isUndecided_ || source.empty();
         commandFailed_ = false;
         return;
     }
+    inconclusiveCount_ += readFailed_ ? 1U : 0U;
     MarkFailed(item);
     sourceStr_.append(check).append("=").append(source) += terminator;
     patchStr_.append(check).append("=").append(patch) += terminator;
@@ -219,7 +230,8 @@ void TestManager::Compare(const std::string& item, const char* check, const std:
 }
 
 std::string TestManager::GetFileProp(const std::string& path) {
-    const auto prop = ReadLineOf("ls -l " + path, PROP_LENGTH);
+    const auto prop = inspection_ == Inspection::SHELL ? ReadLineOf("ls -l " + path, PROP_LENGTH)
+                                                       : ReadDirectly(path, &InspectedFile::Mode);
     if (!prop) {
         QF_FILE_LOGE("Failed to run the command");
         commandFailed_ = true;
@@ -230,7 +242,8 @@ std::string TestManager::GetFileProp(const std::string& path) {
 }
 
 std::string TestManager::GetFileSeLinux(const std::string& path) {
-    const auto line = ReadLineOf("ls -Z " + path, SELINUX_LINE_LENGTH);
+    const auto line = inspection_ == Inspection::SHELL ? ReadLineOf("ls -Z " + path, SELINUX_LINE_LENGTH)
+                                                       : ReadDirectly(path, &InspectedFile::Label);
     if (!line) {
         QF_FILE_LOGE("Failed to run the command");
         commandFailed_ = true;
@@ -262,6 +275,18 @@ void TestManager::SymbolConversion(std::string& source, std::string& patch) {
             text->back() = '.';
         }
     }
+}
+
+std::string TestManager::ReadDirectly(const std::string& path, FileValue (InspectedFile::*read)() const) {
+    const auto isOfPath = [&path](const auto& file) { return file != nullptr && file->Path() == path; };
+    const auto found = std::find_if(inspected_.begin(), inspected_.end(), isOfPath);
+    FileValue value = found != inspected_.end() ? ((**found).*read)() : (InspectedFile(path).*read)();
+    readFailed_ = readFailed_ || !value.isKnown;
+    return std::move(value.text);
+}
+
+void TestManager::SetInspection(Inspection inspection) {
+    inspection_ = inspection;
 }
 
 void TestManager::SetItemListener(std::function<void(const ItemResult& result)> listener) {
@@ -298,6 +323,8 @@ void TestManager::StartItem(const std::string& item) {
     item_ = {item, Verdict::PASSED, {}};
     isUndecided_ = false;
     commandFailed_ = false;
+    readFailed_ = false;
+    inspected_ = {};
 }
 
 void TestManager::MarkFailed(const std::string& item) {
@@ -309,10 +336,12 @@ void TestManager::MarkFailed(const std::string& item) {
 }
 
 void TestManager::AddDifference(const char* check, const std::string& live, const std::string& patch) {
-    const bool isDecided = !std::exchange(commandFailed_, false);
+    const bool isDecided = !commandFailed_ && !readFailed_;
+    commandFailed_ = false;
+    readFailed_ = false;
     isUndecided_ = isUndecided_ || !isDecided;
     item_.verdict = isDecided ? Verdict::FAILED : item_.verdict;
-    item_.differences.push_back({check, live, patch});
+    item_.differences.push_back({check, live, patch, !isDecided});
 }
 
 void TestManager::FinishItem(bool passed) {

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace TEKLO::QuickFixEngine {
+
+/// A file to digest, or why it can't be read.
+struct DigestSource {
+    struct Closer {
+        void operator()(FILE* file) const { fclose(file); }
+    };
+
+    /// Takes over an open file or, when there is none, the error.
+    void SetFile(FILE* opened);
+    void SetDescriptor(int descriptor);
+
+    bool exists = false;
+    int error = 0;
+    std::unique_ptr<char[]> buffer;  // outlives the file, which reads into it
+    std::unique_ptr<FILE, Closer> file;
+};
+
+struct FileDigest {
+    std::string text;         // as FileUtils::GetFileSHA256 returns it
+    bool isComplete = false;  // the file was read to its end
+};
+
+/// Digests the file that `open` provides, and logs what FileUtils::GetFileSHA256 logs.
+FileDigest GetFileSHA256(const std::string& filePath, const std::function<const DigestSource&()>& open);
+
+}  // namespace TEKLO::QuickFixEngine

@@ -1,0 +1,141 @@
+#include "inspected_file.h"
+
+#include <fcntl.h>
+#include <linux/limits.h>
+#include <sys/xattr.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace TEKLO::QuickFixEngine {
+namespace {
+
+constexpr char LABEL_ATTRIBUTE[] = "security.selinux";
+constexpr char NO_LABEL[] = "?";
+constexpr size_t LABEL_SIZE = 256;
+constexpr size_t MAX_LABEL_LENGTH = 1023;
+
+char TypeCharacter(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFDIR:
+            return 'd';
+        case S_IFLNK:
+            return 'l';
+        case S_IFIFO:
+            return 'p';
+        case S_IFSOCK:
+            return 's';
+        case S_IFCHR:
+            return 'c';
+        case S_IFBLK:
+            return 'b';
+        default:
+            return '-';
+    }
+}
+
+std::string FormatMode(mode_t mode) {
+    std::string text = "-rwxrwxrwx";
+    text[0] = TypeCharacter(mode);
+    for (size_t i = 1; i < text.size(); ++i) {
+        if ((mode & (0400U >> (i - 1))) == 0) {
+            text[i] = '-';
+        }
+    }
+    struct SpecialBit {
+        mode_t bit;
+        size_t position;
+        char withExecute;
+        char withoutExecute;
+    };
+    for (const SpecialBit& special :
+         {SpecialBit{S_ISUID, 3, 's', 'S'}, {S_ISGID, 6, 's', 'S'}, {S_ISVTX, 9, 't', 'T'}}) {
+        if ((mode & special.bit) != 0) {
+            text[special.position] = text[special.position] == 'x' ? special.withExecute : special.withoutExecute;
+        }
+    }
+    return text;
+}
+
+int ErrorOfNonRegular(mode_t mode) {
+    return S_ISDIR(mode) ? EISDIR : S_ISLNK(mode) ? ELOOP : EINVAL;
+}
+
+/// What a reader of the first line of `ls -Z` gets of a label.
+std::string CutAsLine(const std::string& label) {
+    const std::string text = label.substr(0, label.find('\0'));
+    const size_t lineFeed = text.find('\n');
+    return text.substr(0, std::min(MAX_LABEL_LENGTH, lineFeed == std::string::npos ? lineFeed : lineFeed + 1));
+}
+
+}  // namespace
+
+InspectedFile::InspectedFile(std::string path) : path_(std::move(path)) {
+    if (lstat(path_.c_str(), &status_) != 0) {
+        source_.error = errno;
+        return;
+    }
+    source_.exists = true;
+    // Checked before it is opened, too: opening some devices has effects.
+    if (S_ISREG(status_.st_mode)) {
+        Open();
+    } else {
+        source_.error = ErrorOfNonRegular(status_.st_mode);
+    }
+}
+
+void InspectedFile::Open() {
+    const int descriptor = open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) {
+        source_.error = errno;
+        source_.exists = source_.error != ENOENT;
+        return;
+    }
+    source_.SetDescriptor(descriptor);
+    if (source_.file == nullptr) {
+        return;
+    }
+    if (fstat(descriptor, &status_) != 0 || !S_ISREG(status_.st_mode)) {
+        source_.error = ErrorOfNonRegular(status_.st_mode);
+        source_.file.reset();
+    }
+}
+
+bool InspectedFile::IsAbsent() const {
+    return !source_.exists && (source_.error == ENOENT || source_.error == ENOTDIR);
+}
+
+FileValue InspectedFile::Digest() const {
+    FileDigest digest = GetFileSHA256(path_, [this]() -> const DigestSource& { return source_; });
+    if (source_.file != nullptr) {
+        return digest.isComplete ? FileValue{std::move(digest.text)} : FileValue{"", false};
+    }
+    return {"", IsAbsent() || (source_.exists && !S_ISREG(status_.st_mode))};
+}
+
+FileValue InspectedFile::Mode() const {
+    return source_.exists ? FileValue{FormatMode(status_.st_mode)} : FileValue{"", IsAbsent()};
+}
+
+FileValue InspectedFile::Label() const {
+    if (!source_.exists) {
+        return {"", IsAbsent()};
+    }
+    const auto read = [this](char* label, size_t size) {
+        return source_.file != nullptr ? fgetxattr(fileno(source_.file.get()), LABEL_ATTRIBUTE, label, size)
+                                       : lgetxattr(path_.c_str(), LABEL_ATTRIBUTE, label, size);
+    };
+    std::string label(LABEL_SIZE, '\0');
+    ssize_t length = read(label.data(), label.size());
+    if (length < 0 && errno == ERANGE) {
+        label.resize(XATTR_SIZE_MAX);
+        length = read(label.data(), label.size());
+    }
+    if (length <= 0) {
+        return {NO_LABEL, length == 0 || errno == ENODATA || errno == ENOTSUP};
+    }
+    return {CutAsLine(label.substr(0, static_cast<size_t>(length)))};
+}
+
+}  // namespace TEKLO::QuickFixEngine

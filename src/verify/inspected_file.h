@@ -1,0 +1,39 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "file_digest.h"
+
+namespace TEKLO::QuickFixEngine {
+
+struct FileValue {
+    std::string text;     // empty when there is no such file
+    bool isKnown = true;  // false when the value exists but can't be read
+};
+
+/// A file whose digest, mode and label are read from one descriptor. Only a regular file is opened, without waiting and
+/// without following a link in its last component; of anything else there is only the mode and the label.
+class InspectedFile {
+public:
+    explicit InspectedFile(std::string path);
+
+    const std::string& Path() const { return path_; }
+    /// Logs what FileUtils::GetFileSHA256 logs.
+    FileValue Digest() const;
+    /// As `ls -l` shows it.
+    FileValue Mode() const;
+    /// As `ls -Z` shows it.
+    FileValue Label() const;
+
+private:
+    void Open();
+    bool IsAbsent() const;
+
+    std::string path_;
+    struct stat status_ = {};
+    DigestSource source_;
+};
+
+}  // namespace TEKLO::QuickFixEngine
