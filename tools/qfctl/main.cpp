@@ -53,8 +53,8 @@ std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& argu
 
 using AddFunction = void (*)(CLI::App& app, ExitCode& result);
 
-constexpr AddFunction COMMANDS[] = {AddVerifyCommand, AddStatusCommand, AddLogCommand,
-                                    AddHashCommand,   AddEventCommands, AddSystemCommands};
+constexpr AddFunction COMMANDS[] = {AddVerifyCommand, AddStatusCommand,  AddLogCommand,   AddHashCommand,
+                                    AddEventCommands, AddSystemCommands, AddDoctorCommand};
 
 /// Parses the arguments, which calls the command that they name.
 ExitCode RunCommand(const std::vector<std::string>& arguments) {

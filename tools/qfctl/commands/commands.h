@@ -17,5 +17,6 @@ void AddLogCommand(CLI::App& app, ExitCode& result);
 void AddHashCommand(CLI::App& app, ExitCode& result);
 void AddEventCommands(CLI::App& app, ExitCode& result);
 void AddSystemCommands(CLI::App& app, ExitCode& result);
+void AddDoctorCommand(CLI::App& app, ExitCode& result);
 
 }  // namespace qfctl
