@@ -17,7 +17,9 @@ inline constexpr char PATCH_OVERLAY_PATH[] = "/patch_qv/overlay";
 enum class Verdict : int32_t {
     PASSED = 0,
     FAILED = 1,
-    INCONCLUSIVE = 2,  ///< no check failed, and one could not compare: no command could be run, or a value not be read
+    /// A check could not compare. `Inspection::SHELL`: no command could be run, or both values are empty, and no other
+    /// check failed. `Inspection::DIRECT`: a value could not be read, whatever the other checks found.
+    INCONCLUSIVE = 2,
 };
 
 /// How a native run reads the values of a file.
@@ -159,8 +161,8 @@ public:
     /// same report and the same records. `DIRECT` starts no process: no name reaches a shell, and all can be verified.
     ///
     /// It opens each file once, and only a regular file: a live path that is a link, a directory, a pipe or a device
-    /// differs from its patch file, and nothing waits for it. A value that can't be read makes the comparison
-    /// inconclusive; it counts as a difference and its text is empty, "?" for a label. The app run is the same for both.
+    /// differs from its patch file, and nothing waits for it. A value that can't be read makes the item inconclusive; the
+    /// report counts it as failed, and the value's text is empty, "?" for a label. The app run is the same for both.
     void SetInspection(Inspection inspection);
 
     /// The inconclusive comparisons of the current or last native run. `SHELL`: those that passed because the value could

@@ -90,7 +90,7 @@ finds_each '1|error|log-folder|No such file|replace $engine|restore $engine
 0|warning|overlay|No such file|replace $overlay|restore $overlay
 1|error|overlay|is not a directory|replace $overlay mkfifo|restore $overlay
 0|warning|overlay|no regular file|replace $overlay mkdir|restore $overlay
-1|error|overlay|names: "/patch_qv/overlay/a\x1b b"|put $overlay/a$'"'\e'"'" b" ""|rm $overlay/a*
+0|warning|overlay|the first is "/patch_qv/overlay/a\x1b b"|put $overlay/a$'"'\e'"'" b" ""|rm $overlay/a*
 0|warning|bm|not in PATH|replace /tmp/bin/bm mkfifo|restore /tmp/bin/bm
 1|error|bm|exit code 3|replace /tmp/bin/bm bm "exit 3"|restore /tmp/bin/bm
 1|error|bm|signal 9|replace /tmp/bin/bm bm "kill -KILL \$\$"|restore /tmp/bin/bm

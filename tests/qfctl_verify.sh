@@ -49,8 +49,9 @@ has "$out" '},"test_native_result": "false","total": "3","success": "1","failed"
 # A live folder's listing has a line feed, which JSON text can't hold as it is.
 mkdir /folder
 put $overlay/folder patch
-run 1 qfctl verify --json; has "$out" 'RWX=total 0\u000a,SeLinux=.patch_qv:'
-run 1 qfctl verify; has "$out" '"total 0\n"'
+run 1 qfctl verify --shell --json; has "$out" 'RWX=total 0\u000a,SeLinux=.patch_qv:'
+run 1 qfctl verify --shell; has "$out" '"total 0\n"'
+run 1 qfctl verify --json; has "$out" '"/folder": "false,source:SHA256=,RWX=drwxr-xr-x.patch_qv:SHA256='
 rm -r $overlay/x $overlay/gone $overlay/folder
 
 # A report that fails leaves what was there; one that can't be written is refused before anything runs.
@@ -73,25 +74,42 @@ has "$(cat $logs/report)" '{"Native"'
 ln -s /nowhere dangling
 for path in /dev/null /tmp /nowhere/report dangling; do run 3 qfctl verify --report $path; is "$out" ""; done
 
-# Names that a shell would interpret or split, or JSON can't carry, are refused, and nothing in them runs.
+# Names that a shell would interpret or split are refused where it gets them, and nothing in them runs.
 names=('a b' $'a\tb' $'a\nb' 'a;touch${IFS}pwned' '$(touch pwned)' '`touch pwned`' 'a|b' 'a&b' 'a>pwned' 'a<b' 'a(b' 'a*'
   'a?' '[a]' '{a,b}' "a'b" 'a"b' 'a\b' '~' '#' 'a!' $'a\e[2J' $'a\x7f' $'a\xff' $'a\xc2\x9b' $'a\xc0\xaf'
   $'a\xed\xa0\x80' $'a\xe2\x82')
 for name in "${names[@]}"; do
   for path in "$overlay/$name" "$overlay/sub/$name"; do
     put "$path" x
-    run 3 qfctl verify; is "$out" ""
+    run 3 qfctl verify --shell; is "$out" ""
     [[ $err != *[$'\t\e\x7f\x80'-$'\xff']* ]] || fail "not escaped: $path"
     rm -- "$path"
     mkdir -- "$path"
-    run 3 qfctl verify
+    run 3 qfctl verify --shell
     rmdir -- "$path"
   done
 done
 put $overlay/$'a\n"\e\\' x
-run 3 qfctl verify; has "$err" '  "/patch_qv/overlay/a\n\"\x1b\\"
+run 3 qfctl verify --shell; has "$err" '  "/patch_qv/overlay/a\n\"\x1b\\"
 '
 rm $overlay/$'a\n"\e\\'
+# Without a shell all are verified, and shown and reported escaped.
+for name in "${names[@]}"; do
+  pair "/odd/$name" same same
+  pair "/odd/sub/$name/file" live patch
+done
+run 1 qfctl verify --report odd.json --html odd.html
+has "$out" ": $((${#names[@]} + 1)) passed, ${#names[@]} failed
+"
+has "$out" 'FAIL     "/odd/sub/a\xff/file"'
+[[ $out != *[$'\t\e\x7f\x80'-$'\xff']* ]] || fail "not escaped"
+for entry in '"/odd/a b": "true"' '"/odd/a\"b": "true"' '"/odd/a\\b": "true"' '"/odd/a\u000ab": "true"' \
+  '"\"/odd/a\\xff\"": "true"' '"/odd/sub/a\u001b[2J/file": "false,source:SHA256=2'; do
+  has "$(cat odd.json)" "$entry"
+done
+has "$(cat odd.html)" '>/odd/a&quot;b<'
+has "$(cat odd.html)" '>&quot;/odd/a\xff&quot;<'
+rm -r $overlay/odd
 [[ -z $(find / -xdev -name pwned) ]] || fail "a name was run"
 for name in lib-1.2_3+x.so.4 a=b,c:d@e%f $'\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80' -l; do
   pair /$name same same
@@ -101,18 +119,28 @@ run 0 qfctl verify; has "$out" $'pass     /\xc3\xa9\xe2\x82\xac'
 # What the checks would not tell the truth about.
 put $overlay/pipe x
 mkfifo /pipe
-run 3 qfctl verify; has "$err" '"/pipe" is a pipe, a device'
+run 3 qfctl verify --shell; has "$err" '"/pipe" is a pipe, a device'
+run 1 timeout 5 "$QFCTL" verify; has "$out" 'RWX     prw-r--r--  -rw-r--r--'
 rm $overlay/pipe
 mkdir -m 0 $overlay/locked
 run 3 as_nobody "$QFCTL" verify; has "$err" "the folder \"$overlay/locked\" can't be read: Permission denied"
 rmdir $overlay/locked
 pair /secret live patch
 chmod 0 /secret $overlay/secret
-run 3 as_nobody "$QFCTL" verify  # two digests that can't be had are equal, which proves nothing
-has "$err" "\"/secret\" can't be read: Permission denied"
-has "$err" "\"$overlay/secret\" can't be read: Permission denied"
+for road in '' --shell; do  # two digests that can't be read are equal, which proves nothing
+  run 3 as_nobody "$QFCTL" verify $road
+  has "$err" "\"/secret\" can't be read: Permission denied"
+  has "$err" "\"$overlay/secret\" can't be read: Permission denied"
+done
+mkdir -m 777 page
+run 3 as_nobody "$QFCTL" verify --html page/html
+has "$out" "inconclusive  /secret            SHA256  (unreadable)  (unreadable)"
+has "$out" " passed, 0 failed, 1 inconclusive
+"
+has "$(cat page/html)" '<span class="none">unreadable</span>'
 rm -f $overlay/secret
-run 3 env PATH=/nowhere "$QFCTL" verify; has "$err" "the command ls can't be run"
+run 0 env PATH=/nowhere "$QFCTL" verify
+run 3 env PATH=/nowhere "$QFCTL" verify --shell; has "$err" "the command ls can't be run"
 
 # Records, progress and colours where they are wanted.
 rm -r $overlay/*

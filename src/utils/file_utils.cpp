@@ -202,7 +202,7 @@ FileDigest GetFileSHA256(const std::string& filePath, const std::function<const 
             break;
         }
     }
-    return {text, ferror(source.file.get()) == 0};
+    return {text, feof(source.file.get()) != 0 && ferror(source.file.get()) == 0};
 }
 
 bool FileUtils::FileIsExist(const std::string& filePath) {

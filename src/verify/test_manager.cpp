@@ -337,10 +337,14 @@ void TestManager::MarkFailed(const std::string& item) {
 
 void TestManager::AddDifference(const char* check, const std::string& live, const std::string& patch) {
     const bool isDecided = !commandFailed_ && !readFailed_;
+    if (readFailed_) {
+        item_.verdict = Verdict::INCONCLUSIVE;
+    } else if (isDecided && item_.verdict == Verdict::PASSED) {
+        item_.verdict = Verdict::FAILED;
+    }
     commandFailed_ = false;
     readFailed_ = false;
     isUndecided_ = isUndecided_ || !isDecided;
-    item_.verdict = isDecided ? Verdict::FAILED : item_.verdict;
     item_.differences.push_back({check, live, patch, !isDecided});
 }
 

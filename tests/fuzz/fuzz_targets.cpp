@@ -25,6 +25,7 @@
 #include "support/event_listener.h"
 #include "support/files.h"
 #include "text/escape.h"
+#include "text/json_text.h"
 #include "text/utf8.h"
 #include "verification/overlay_scan.h"
 
@@ -158,7 +159,7 @@ void EscapeHtml(const std::string& input) {
     };
     Require(Markup(page(input + ".")) == Markup(page("harmless")));
     Require(page(input).find('\0') == std::string::npos);
-    Require(EscapeJsonControls(input).find('\n') == std::string::npos);
+    Require(cJSON_IsString(Json(cJSON_Parse(('"' + EscapeJson(input) + '"').c_str())).get()) != 0);
     const std::string quoted = Quote(input);
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
 }

@@ -18,6 +18,7 @@
 #include "quick_fix_plume_wrapper.h"
 #include "report/page.h"
 #include "report/progress_line.h"
+#include "report/report_object.h"
 #include "report/results.h"
 #include "report/table.h"
 #include "system/atomic_file.h"
@@ -25,15 +26,16 @@
 #include "system/terminal.h"
 #include "test_manager.h"
 #include "text/escape.h"
-#include "text/json_text.h"
 #include "verification/app_verdicts.h"
 #include "verification/file_verdicts.h"
+#include "verification/overlay_scan.h"
 #include "verification/preconditions.h"
 #include "verification/read_watchdog.h"
 
 namespace qfctl {
 namespace {
 
+using TEKLO::QuickFixEngine::Inspection;
 using TEKLO::QuickFixEngine::PATCH_OVERLAY_PATH;
 using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
@@ -44,6 +46,7 @@ struct VerifyOptions {
     bool verbose = false;
     bool nativeOnly = false;
     bool appsOnly = false;
+    bool usesShell = false;
     std::string appsFile;
     std::string reportFile;
     std::string htmlFile;
@@ -59,8 +62,12 @@ struct CheckOutput {
 };
 
 CheckOutput RunChecks(const VerifyOptions& options, const std::vector<App>& apps, ProgressLine& progress) {
-    const ReadWatchdog watchdog;
+    std::optional<ReadWatchdog> watchdog;
+    if (options.usesShell) {
+        watchdog.emplace();
+    }
     TestManager manager;
+    manager.SetInspection(options.usesShell ? Inspection::SHELL : Inspection::DIRECT);
     CheckOutput output;
     std::vector<ItemResult>* results = &output.results.files;
     manager.SetItemListener([&progress, &results](const ItemResult& result) {
@@ -135,26 +142,54 @@ std::vector<std::string> SortedNames(const std::vector<ItemResult>& results) {
 }
 
 /// Throws Failure when the results of a run can't be trusted.
-void CheckResults(const Results& results, std::vector<std::string> scanned, const std::vector<App>& apps) {
+void CheckResults(const VerifyOptions& options, const CheckOutput& output, std::vector<std::string> scanned,
+                  const std::vector<App>& apps) {
     std::sort(scanned.begin(), scanned.end());
-    if (SortedNames(results.files) != scanned) {
+    if (SortedNames(output.results.files) != scanned) {
         throw Failure(ExitCode::NOT_CHECKED,
                       "the overlay changed while it was verified, or its file system doesn't tell files from folders");
     }
     const ScopedStderrToNull quiet;
-    CheckFileVerdicts(results.files, PATCH_OVERLAY_PATH);
+    if (options.usesShell) {
+        CheckFileVerdicts(output.results.files, PATCH_OVERLAY_PATH);
+    }
     if (!apps.empty()) {
-        CheckAppVerdicts(results.apps, apps);
+        CheckAppVerdicts(output.results.apps, apps);
+    }
+    if (options.usesShell && output.inconclusive > 0) {
+        throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons (value unreadable in both files): " +
+                                                 std::to_string(output.inconclusive));
     }
 }
 
-/// The report object. A value that the library did not escape may make it invalid: then throws Failure.
-std::string MakeReport(const std::string& fragments) {
-    std::string report = "{" + EscapeJsonControls(fragments) + "}\n";
-    if (!cJSON_IsObject(Json(cJSON_Parse(report.c_str())).get())) {
-        throw Failure(ExitCode::NOT_CHECKED, "the report is no JSON object");
+/// What keeps the two files from being compared.
+std::vector<std::string> FindReadErrors(const std::string& file) {
+    std::vector<std::string> errors;
+    for (const std::string& side : {file, PATCH_OVERLAY_PATH + file}) {
+        try {
+            CheckReadable(side);
+        } catch (const Failure& failure) {
+            errors.emplace_back(failure.what());
+        }
     }
-    return report;
+    if (errors.empty()) {
+        errors.push_back(Quote(file) + " or its patch file could not be read");
+    }
+    return errors;
+}
+
+/// Throws Failure when there are inconclusive items.
+void CheckConclusive(const std::vector<ItemResult>& files) {
+    std::vector<std::string> messages;
+    for (const ItemResult& result : files) {
+        if (result.verdict == Verdict::INCONCLUSIVE) {
+            const std::vector<std::string> errors = FindReadErrors(result.item);
+            messages.insert(messages.end(), errors.begin(), errors.end());
+        }
+    }
+    if (!messages.empty()) {
+        throw Failure(ExitCode::NOT_CHECKED, std::move(messages));
+    }
 }
 
 /// Lists the files that are verified. Throws Failure when the runs can't be made.
@@ -162,7 +197,7 @@ std::vector<std::string> Prepare(const VerifyOptions& options, const std::vector
     return WithContext("nothing was verified: ", [&] {
         std::vector<std::string> files;
         if (options.RunsNative()) {
-            files = PrepareFileRun(PATCH_OVERLAY_PATH);
+            files = PrepareFileRun(PATCH_OVERLAY_PATH, options.usesShell);
         }
         if (options.RunsApps()) {
             CheckAppPreconditions(apps);
@@ -176,13 +211,9 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const R
     const std::vector<std::string> files = Prepare(options, apps);
     const CheckOutput output =
         options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());
-    const std::string text = MakeReport(output.fragments);
     const Results& results = output.results;
-    CheckResults(results, files, apps);
-    if (output.inconclusive > 0) {
-        throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons (value unreadable in both files): " +
-                                                 std::to_string(output.inconclusive));
-    }
+    CheckResults(options, output, files, apps);
+    const std::string text = MakeReportObject(output.fragments, results);
     // Before the output, which fails when standard output is closed.
     const ExitCode written =
         std::max(Attempt([&] { reports.text.Write(text); }),
@@ -192,10 +223,8 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const R
     } else {
         PrintTable(std::cout, results, SupportsColor(STDOUT_FILENO));
     }
-    if (written != ExitCode::DONE) {
-        return written;
-    }
-    return results.HavePassed() ? ExitCode::DONE : ExitCode::FAILED;
+    const ExitCode failed = results.Count(Verdict::FAILED) > 0 ? ExitCode::FAILED : ExitCode::DONE;
+    return std::max({written, failed, Attempt([&results] { CheckConclusive(results.files); })});
 }
 
 bool IsSameFile(const std::string& one, const std::string& other) {
@@ -236,6 +265,8 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
     command->add_flag("--json", options->json, "Print the report object instead of the table");
     AddFileOption(command, "--report", options->reportFile, "Write the report object to a file, whole or not at all");
     AddFileOption(command, "--html", options->htmlFile, "Write the report as a self-contained page, likewise");
+    command->add_flag("--shell", options->usesShell,
+                      "Run the commands of an engine that uses a shell, and refuse names that one would interpret");
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");
 }
 

@@ -61,12 +61,17 @@ Findings CheckOverlay() {
         return {{name, Severity::ERROR, path + " is not a directory", "put a directory in its place"}};
     }
     try {
-        const size_t count = ListOverlayFiles(path).size();
-        if (count == 0) {
+        const OverlayScan scan = ScanOverlay(path);
+        if (scan.files.empty()) {
             return {{name, Severity::WARNING, path + " holds no regular file",
                      "install a patch; without one there is nothing to verify"}};
         }
-        return {{name, Severity::OK, "regular files in " + path + ": " + std::to_string(count), ""}};
+        if (!scan.unsafeNames.empty()) {
+            return {{name, Severity::WARNING,
+                     "a shell would interpret names in " + path + ", the first is " + Quote(scan.unsafeNames.front()),
+                     "rename them, or verify with Inspection::DIRECT, as qfctl does without --shell"}};
+        }
+        return {{name, Severity::OK, "regular files in " + path + ": " + std::to_string(scan.files.size()), ""}};
     } catch (const Failure& failure) {
         return {{name, Severity::ERROR, Summarize(failure.GetMessages()), "correct what qfctl verify lists"}};
     }

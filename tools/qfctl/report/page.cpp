@@ -62,44 +62,47 @@ std::string HighlightDifference(const std::string& value, const std::string& oth
            EscapeHtml(value.substr(value.size() - end));
 }
 
-std::string Cell(const char* side, const std::string& value, const std::string& other) {
+std::string Cell(const char* side, const std::string& value, const std::string& other, bool isInconclusive) {
+    const std::string placeholder = isInconclusive ? "unreadable" : "none";
     return std::string("<td data-side=\"") + side + "\">" +
-           (value.empty() ? "<span class=\"none\">none</span>"
+           (value.empty() ? "<span class=\"none\">" + placeholder + "</span>"
                           : HighlightDifference(QuoteIfUnprintable(value), QuoteIfUnprintable(other))) +
            "</td>";
 }
 
 std::string RenderItem(const ItemResult& result) {
-    const std::string verdict = IsPassed(result) ? "passed" : "failed";
+    const std::string verdict = ToText(result.verdict);
     std::string html = "<div class=\"item " + verdict + "\"><span class=\"verdict\">" + verdict +
                        "</span><span class=\"name\">" + EscapeHtml(QuoteIfUnprintable(result.item)) + "</span>";
     if (!result.differences.empty()) {
         html += "<table><thead><tr><th>Check</th><th>Live</th><th>Patch</th></tr></thead><tbody>";
         for (const Difference& difference : result.differences) {
             html += "<tr><th>" + EscapeHtml(difference.check) + "</th>" +
-                    Cell("live", difference.live, difference.patch) + Cell("patch", difference.patch, difference.live) +
-                    "</tr>";
+                    Cell("live", difference.live, difference.patch, difference.isInconclusive) +
+                    Cell("patch", difference.patch, difference.live, difference.isInconclusive) + "</tr>";
         }
         html += "</tbody></table>";
     }
     return html + "</div>\n";
 }
 
-/// The items of both runs with this outcome.
-std::string RenderOutcome(const char* title, const Results& results, bool passed) {
+/// The items of both runs with this verdict.
+std::string RenderVerdict(const Results& results, Verdict verdict) {
     std::string html;
     for (const auto* run : {&results.files, &results.apps}) {
         for (const ItemResult& result : *run) {
-            html += IsPassed(result) == passed ? RenderItem(result) : "";
+            html += result.verdict == verdict ? RenderItem(result) : "";
         }
     }
-    return html.empty() ? "" : std::string("<section><h2>") + title + "</h2>\n" + html + "</section>\n";
+    std::string title = ToText(verdict);
+    title[0] = static_cast<char>(title[0] + 'A' - 'a');
+    return html.empty() ? "" : "<section><h2>" + title + "</h2>\n" + html + "</section>\n";
 }
 
 std::string RunSummary(const char* title, const std::vector<ItemResult>& results) {
     return results.empty() ? ""
-                           : std::string("<p>") + title + ": " + std::to_string(CountPassed(results)) + " of " +
-                                 std::to_string(results.size()) + " passed</p>\n";
+                           : std::string("<p>") + title + ": " + std::to_string(Count(results, Verdict::PASSED)) +
+                                 " of " + std::to_string(results.size()) + " passed</p>\n";
 }
 
 std::string Now() {
@@ -137,15 +140,28 @@ std::string FillTemplate(std::string_view text, const std::map<std::string_view,
 }  // namespace
 
 std::string RenderHtml(const Results& results) {
-    const size_t total = results.files.size() + results.apps.size();
-    const size_t passed = CountPassed(results.files) + CountPassed(results.apps);
-    return FillTemplate(
-        PAGE_TEMPLATE, {{"counts", std::to_string(passed) + " passed, " + std::to_string(total - passed) + " failed"},
-                        {"time", Now()},
-                        {"totals", Total("checked", total) + Total("passed", passed) + Total("failed", total - passed)},
-                        {"runs", RunSummary("Native files", results.files) + RunSummary("Apps", results.apps)},
-                        {"bar", BarPart("passed", passed) + BarPart("failed", total - passed)},
-                        {"items", RenderOutcome("Failed", results, false) + RenderOutcome("Passed", results, true)}});
+    std::string counts;
+    std::string totals = Total("checked", results.files.size() + results.apps.size());
+    std::string bar;
+    std::string items;
+    for (const Verdict verdict : {Verdict::PASSED, Verdict::FAILED, Verdict::INCONCLUSIVE}) {
+        const size_t count = results.Count(verdict);
+        if (count > 0 || verdict != Verdict::INCONCLUSIVE) {
+            counts += (counts.empty() ? "" : ", ") + std::to_string(count) + " " + ToText(verdict);
+            totals += Total(ToText(verdict), count);
+            bar += BarPart(ToText(verdict), count);
+        }
+    }
+    for (const Verdict verdict : VERDICTS) {
+        items += RenderVerdict(results, verdict);
+    }
+    return FillTemplate(PAGE_TEMPLATE,
+                        {{"counts", counts},
+                         {"time", Now()},
+                         {"totals", totals},
+                         {"runs", RunSummary("Native files", results.files) + RunSummary("Apps", results.apps)},
+                         {"bar", bar},
+                         {"items", items}});
 }
 
 }  // namespace qfctl

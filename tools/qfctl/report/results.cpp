@@ -4,16 +4,25 @@
 
 namespace qfctl {
 
-bool Results::HavePassed() const {
-    return CountPassed(files) == files.size() && CountPassed(apps) == apps.size();
+size_t Results::Count(Verdict verdict) const {
+    return qfctl::Count(files, verdict) + qfctl::Count(apps, verdict);
 }
 
-bool IsPassed(const ItemResult& result) {
-    return result.differences.empty();
+size_t Count(const std::vector<ItemResult>& results, Verdict verdict) {
+    return static_cast<size_t>(std::count_if(
+        results.begin(), results.end(), [verdict](const ItemResult& result) { return result.verdict == verdict; }));
 }
 
-size_t CountPassed(const std::vector<ItemResult>& results) {
-    return static_cast<size_t>(std::count_if(results.begin(), results.end(), IsPassed));
+const char* ToText(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::PASSED:
+            return "passed";
+        case Verdict::FAILED:
+            return "failed";
+        case Verdict::INCONCLUSIVE:
+            break;
+    }
+    return "inconclusive";
 }
 
 }  // namespace qfctl

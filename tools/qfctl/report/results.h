@@ -9,17 +9,23 @@ namespace qfctl {
 
 using TEKLO::QuickFixEngine::Difference;
 using TEKLO::QuickFixEngine::ItemResult;
+using TEKLO::QuickFixEngine::Verdict;
+
+/// In the order in which they are shown.
+inline constexpr Verdict VERDICTS[] = {Verdict::FAILED, Verdict::INCONCLUSIVE, Verdict::PASSED};
 
 /// What a verification found out, in the order in which it was checked.
 struct Results {
     std::vector<ItemResult> files;
     std::vector<ItemResult> apps;
 
-    bool HavePassed() const;
+    /// Of both runs together.
+    size_t Count(Verdict verdict) const;
 };
 
-/// As the report counts it: an inconclusive item without a difference has passed. Such a run is refused as a whole.
-bool IsPassed(const ItemResult& result);
-size_t CountPassed(const std::vector<ItemResult>& results);
+size_t Count(const std::vector<ItemResult>& results, Verdict verdict);
+
+/// "passed", "failed" or "inconclusive".
+const char* ToText(Verdict verdict);
 
 }  // namespace qfctl

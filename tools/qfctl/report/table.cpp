@@ -1,6 +1,7 @@
 #include "report/table.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "text/escape.h"
@@ -10,8 +11,24 @@ namespace qfctl {
 namespace {
 
 constexpr size_t SHORT_DIGEST_LENGTH = 12;
-constexpr size_t VERDICT_WIDTH = 9;
-constexpr size_t VALUE_GAP = 2;
+constexpr size_t GAP = 2;
+
+struct VerdictStyle {
+    const char* text;
+    const char* color;
+};
+
+VerdictStyle StyleOf(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::PASSED:
+            return {"pass", "\x1b[32m"};
+        case Verdict::FAILED:
+            return {"FAIL", "\x1b[31m"};
+        case Verdict::INCONCLUSIVE:
+            break;
+    }
+    return {"inconclusive", "\x1b[33m"};
+}
 
 std::string Padded(const std::string& text, size_t width) {
     const size_t used = GetWidth(text);
@@ -20,25 +37,27 @@ std::string Padded(const std::string& text, size_t width) {
 
 struct Widths {
     size_t name;
-    size_t check = sizeof("CHECK") - 1 + VALUE_GAP;
-    size_t value = sizeof("LIVE") - 1 + VALUE_GAP;
+    size_t verdict = sizeof("VERDICT") - 1 + GAP;
+    size_t check = sizeof("CHECK") - 1 + GAP;
+    size_t value = sizeof("LIVE") - 1 + GAP;
 };
 
 Widths Measure(const std::vector<ItemResult>& results, const std::string& nameTitle) {
-    Widths widths = {nameTitle.size() + VALUE_GAP};
+    Widths widths = {nameTitle.size() + GAP};
     for (const ItemResult& result : results) {
-        widths.name = std::max(widths.name, GetWidth(QuoteIfUnprintable(result.item)) + VALUE_GAP);
+        widths.name = std::max(widths.name, GetWidth(QuoteIfUnprintable(result.item)) + GAP);
+        widths.verdict = std::max(widths.verdict, strlen(StyleOf(result.verdict).text) + GAP);
         for (const Difference& difference : result.differences) {
-            widths.check = std::max(widths.check, difference.check.size() + VALUE_GAP);
-            widths.value = std::max(widths.value, GetWidth(ShownValue(difference.check, difference.live)) + VALUE_GAP);
+            widths.check = std::max(widths.check, difference.check.size() + GAP);
+            widths.value = std::max(widths.value, GetWidth(ShownValue(difference, difference.live)) + GAP);
         }
     }
     return widths;
 }
 
 void PrintItem(std::ostream& out, const ItemResult& result, const Widths& widths, bool hasColor) {
-    const char* start = !hasColor ? "" : IsPassed(result) ? "\x1b[32m" : "\x1b[31m";
-    out << start << Padded(IsPassed(result) ? "pass" : "FAIL", VERDICT_WIDTH) << (hasColor ? "\x1b[0m" : "");
+    const VerdictStyle style = StyleOf(result.verdict);
+    out << (hasColor ? style.color : "") << Padded(style.text, widths.verdict) << (hasColor ? "\x1b[0m" : "");
     if (result.differences.empty()) {
         out << QuoteIfUnprintable(result.item) << "\n";
         return;
@@ -46,9 +65,9 @@ void PrintItem(std::ostream& out, const ItemResult& result, const Widths& widths
     std::string lead = Padded(QuoteIfUnprintable(result.item), widths.name);
     for (const Difference& difference : result.differences) {
         out << lead << Padded(difference.check, widths.check)
-            << Padded(ShownValue(difference.check, difference.live), widths.value)
-            << ShownValue(difference.check, difference.patch) << "\n";
-        lead = std::string(VERDICT_WIDTH + widths.name, ' ');
+            << Padded(ShownValue(difference, difference.live), widths.value) << ShownValue(difference, difference.patch)
+            << "\n";
+        lead = std::string(widths.verdict + widths.name, ' ');
     }
 }
 
@@ -58,24 +77,26 @@ void PrintRun(std::ostream& out, const std::vector<ItemResult>& results, const s
         return;
     }
     const Widths widths = Measure(results, nameTitle);
-    out << Padded("VERDICT", VERDICT_WIDTH) << Padded(nameTitle, widths.name) << Padded("CHECK", widths.check)
+    out << Padded("VERDICT", widths.verdict) << Padded(nameTitle, widths.name) << Padded("CHECK", widths.check)
         << Padded("LIVE", widths.value) << "PATCH\n";
     for (const ItemResult& result : results) {
         PrintItem(out, result, widths, hasColor);
     }
-    const size_t passed = CountPassed(results);
+    const size_t inconclusive = Count(results, Verdict::INCONCLUSIVE);
     out << "\n"
         << std::to_string(results.size()) << " " << noun << (results.size() == 1 ? ": " : "s: ")
-        << std::to_string(passed) << " passed, " << std::to_string(results.size() - passed) << " failed\n";
+        << std::to_string(Count(results, Verdict::PASSED)) << " passed, "
+        << std::to_string(Count(results, Verdict::FAILED)) << " failed"
+        << (inconclusive > 0 ? ", " + std::to_string(inconclusive) + " inconclusive" : "") << "\n";
 }
 
 }  // namespace
 
-std::string ShownValue(const std::string& check, const std::string& value) {
+std::string ShownValue(const Difference& difference, const std::string& value) {
     if (value.empty()) {
-        return "(none)";
+        return difference.isInconclusive ? "(unreadable)" : "(none)";
     }
-    if (check == "SHA256" && value.size() > SHORT_DIGEST_LENGTH) {
+    if (difference.check == "SHA256" && value.size() > SHORT_DIGEST_LENGTH) {
         return value.substr(0, SHORT_DIGEST_LENGTH) + "...";
     }
     return QuoteIfUnprintable(value);

@@ -12,6 +12,6 @@ namespace qfctl {
 void PrintTable(std::ostream& out, const Results& results, bool hasColor);
 
 /// Formats a value: "(none)" if empty, digests shortened, control and format characters escaped.
-std::string ShownValue(const std::string& check, const std::string& value);
+std::string ShownValue(const Difference& difference, const std::string& value);
 
 }  // namespace qfctl

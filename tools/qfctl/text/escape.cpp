@@ -39,11 +39,15 @@ std::string QuoteIfUnprintable(const std::string& text) {
     return IsPrintable(text) ? text : Quote(text);
 }
 
-std::string EscapeJsonControls(const std::string& json) {
+std::string EscapeJson(const std::string& text) {
     std::string escaped;
-    for (const char character : json) {
-        const bool control = static_cast<unsigned char>(character) < ' ';
-        escaped += control ? Formatted("\\u%04x", character) : std::string(1, character);
+    for (const char character : IsValidUtf8(text) ? text : Quote(text)) {
+        if (static_cast<unsigned char>(character) < ' ') {
+            escaped += Formatted("\\u%04x", character);
+        } else {
+            escaped +=
+                character == '"' || character == '\\' ? std::string("\\") + character : std::string(1, character);
+        }
     }
     return escaped;
 }

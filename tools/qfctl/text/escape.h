@@ -11,7 +11,8 @@ std::string Quote(const std::string& text);
 /// The text itself when it is valid UTF-8 without control and format characters, else quoted.
 std::string QuoteIfUnprintable(const std::string& text);
 
-/// Escapes the control characters of JSON text that was concatenated without escapes.
-std::string EscapeJsonControls(const std::string& json);
+/// The text as it stands between the quotes of a JSON string. A text that is not valid UTF-8, which JSON can't hold, is
+/// quoted as above first.
+std::string EscapeJson(const std::string& text);
 
 }  // namespace qfctl

@@ -76,6 +76,10 @@ std::string TruncateToWidth(const std::string& text, size_t columns) {
     return text.substr(0, end);
 }
 
+bool IsValidUtf8(const std::string& text) {
+    return IsUtf8Without(text, [](ucs4_t) { return false; });
+}
+
 bool IsPlainText(const std::string& text) {
     return IsUtf8Without(text, IsControl);
 }

@@ -14,6 +14,8 @@ size_t GetWidth(const std::string& text);
 /// The beginning of a printable text, up to so many columns.
 std::string TruncateToWidth(const std::string& text, size_t columns);
 
+bool IsValidUtf8(const std::string& text);
+
 /// True when the text is valid UTF-8 without control characters (U+0000 to U+001F, U+007F to U+009F).
 bool IsPlainText(const std::string& text);
 

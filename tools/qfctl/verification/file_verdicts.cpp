@@ -58,7 +58,7 @@ void CheckFileVerdict(const ItemResult& result, const std::string& overlay) {
     CheckReadable(patchPath);
     CheckReadable(result.item);
     if (IsDirectory(result.item)) {
-        if (IsPassed(result)) {
+        if (result.verdict == Verdict::PASSED) {
             throw Failure(ExitCode::NOT_CHECKED, changed);
         }
         return;

@@ -21,25 +21,17 @@ namespace {
 
 constexpr char SAFE_ASCII[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_-.+,:@%=";
 
-struct OverlayScan {
-    std::vector<std::string> files;
-    std::vector<std::string> unsafeNames;
-    std::vector<std::string> errors;
-};
-
-void ScanFile(const std::string& path, const std::string& overlay, OverlayScan& scan) {
-    scan.files.push_back(path.substr(overlay.size()));
-    for (const std::string& side : {path, scan.files.back()}) {
-        try {
-            CheckReadable(side);
-        } catch (const Failure& failure) {
-            scan.errors.emplace_back(failure.what());
-        }
+void ThrowIfAny(std::vector<std::string> messages) {
+    if (!messages.empty()) {
+        throw Failure(ExitCode::NOT_CHECKED, std::move(messages));
     }
 }
 
+}  // namespace
+
 OverlayScan ScanOverlay(const std::string& overlay) {
     OverlayScan scan;
+    std::vector<std::string> errors;
     // One folder open at a time, so that a deep overlay doesn't run out of descriptors.
     std::vector<fs::path> pending = {overlay};
     while (!pending.empty()) {
@@ -57,19 +49,38 @@ OverlayScan ScanOverlay(const std::string& overlay) {
             if (!link && entries->is_directory(unknown)) {
                 pending.push_back(path);
             } else if (!link && entries->is_regular_file(unknown)) {
-                ScanFile(path, overlay, scan);
+                scan.files.push_back(path.string().substr(overlay.size()));
             } else if (unknown) {
-                scan.errors.push_back(Quote(path) + " can't be examined: " + unknown.message());
+                errors.push_back(Quote(path) + " can't be examined: " + unknown.message());
             }
         }
         if (error) {
-            scan.errors.push_back("the folder " + Quote(folder) + " can't be read: " + error.message());
+            errors.push_back("the folder " + Quote(folder) + " can't be read: " + error.message());
         }
     }
+    ThrowIfAny(std::move(errors));
     return scan;
 }
 
-}  // namespace
+void CheckForShell(const OverlayScan& scan, const std::string& overlay) {
+    std::vector<std::string> messages;
+    if (!scan.unsafeNames.empty()) {
+        messages.emplace_back("a shell would interpret or split these names, which are verified without --shell:");
+        for (const std::string& name : scan.unsafeNames) {
+            messages.back() += "\n  " + Quote(name);
+        }
+    }
+    for (const std::string& file : scan.files) {
+        for (const std::string& side : {overlay + file, file}) {
+            try {
+                CheckReadable(side);
+            } catch (const Failure& failure) {
+                messages.emplace_back(failure.what());
+            }
+        }
+    }
+    ThrowIfAny(std::move(messages));
+}
 
 void CheckReadable(const std::string& path) {
     struct stat status = {};
@@ -91,23 +102,6 @@ bool IsSafeName(const std::string& name) {
         return ascii && strchr(SAFE_ASCII, character) == nullptr;
     };
     return IsPlainText(name) && std::none_of(name.begin(), name.end(), isUnsafe);
-}
-
-std::vector<std::string> ListOverlayFiles(const std::string& overlay) {
-    OverlayScan scan = ScanOverlay(overlay);
-    std::vector<std::string> messages;
-    if (!scan.unsafeNames.empty()) {
-        messages.emplace_back(
-            "the commands of the verification go through a shell, which would interpret or split these names:");
-        for (const std::string& name : scan.unsafeNames) {
-            messages.back() += "\n  " + Quote(name);
-        }
-    }
-    messages.insert(messages.end(), scan.errors.begin(), scan.errors.end());
-    if (!messages.empty()) {
-        throw Failure(ExitCode::NOT_CHECKED, std::move(messages));
-    }
-    return scan.files;
 }
 
 }  // namespace qfctl

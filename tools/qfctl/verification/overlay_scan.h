@@ -5,10 +5,16 @@
 
 namespace qfctl {
 
-/// The live paths of the regular files below the overlay. Throws Failure, with a message for each reason, when the
-/// overlay can't be verified whole: names that a shell would interpret or split or that the report can't carry, and
-/// what can't be read.
-std::vector<std::string> ListOverlayFiles(const std::string& overlay);
+struct OverlayScan {
+    std::vector<std::string> files;        // the live paths of the regular files
+    std::vector<std::string> unsafeNames;  // paths with a name that a shell would interpret or split
+};
+
+/// Throws Failure, with a message for each reason, when a part of the overlay can't be read.
+OverlayScan ScanOverlay(const std::string& overlay);
+
+/// Throws Failure, with a message for each reason, when the shell's commands can't verify all of the overlay.
+void CheckForShell(const OverlayScan& scan, const std::string& overlay);
 
 /// Throws Failure when a file can't be compared; an absent one can.
 void CheckReadable(const std::string& path);

@@ -11,15 +11,19 @@ namespace qfctl {
 
 using TEKLO::QuickFixEngine::TestManager;
 
-std::vector<std::string> PrepareFileRun(const std::string& overlay) {
-    std::vector<std::string> files = ListOverlayFiles(overlay);
-    if (files.empty()) {
+std::vector<std::string> PrepareFileRun(const std::string& overlay, bool usesShell) {
+    OverlayScan scan = ScanOverlay(overlay);
+    if (scan.files.empty()) {
         throw Failure(ExitCode::NOT_CHECKED, "there is no file below " + overlay);
     }
+    if (!usesShell) {
+        return std::move(scan.files);
+    }
+    CheckForShell(scan, overlay);
     if (TestManager().GetFileProp("/").empty() || TestManager().GetFileSeLinux("/").empty()) {
         throw Failure(ExitCode::NOT_CHECKED, "the command ls can't be run");
     }
-    return files;
+    return std::move(scan.files);
 }
 
 void CheckAppPreconditions(const std::vector<App>& apps) {
