@@ -51,7 +51,7 @@ void MakeFile(const fs::path& path, size_t size) {
     Require(fs::file_size(path) == size, "writing " + path.string());
 }
 
-constexpr char DIGEST_FILE[] = "/tmp/digest";
+constexpr char DIGEST_FILE[] = "/tmp/patch_qv/overlay/system/digest";
 
 std::string DigestWithEvp(const std::string& path) {
     static char block[64 * 1024];
@@ -71,16 +71,18 @@ std::string DigestWithEvp(const std::string& path) {
     return text;
 }
 
-void Digest(benchmark::State& state, std::string (*digest)(const std::string&)) {
-    MakeFile(DIGEST_FILE, 64U << 20);
+void Digest(benchmark::State& state, size_t size, std::string (*digest)(const std::string&)) {
+    MakeFile(DIGEST_FILE, size);
     for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(digest(DIGEST_FILE));
     }
     const std::string expected = FileUtils::GetFileSHA256(DIGEST_FILE);
     Require(strcasecmp(digest(DIGEST_FILE).c_str(), expected.c_str()) == 0, "the same digest");
 }
-BENCHMARK_CAPTURE(Digest, Library, FileUtils::GetFileSHA256)->Apply(InShortSamples);
-BENCHMARK_CAPTURE(Digest, Evp, DigestWithEvp)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Digest, Library, 64U << 20, FileUtils::GetFileSHA256)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Digest, Evp, 64U << 20, DigestWithEvp)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Digest, SmallLibrary, 8192, FileUtils::GetFileSHA256)->Apply(InShortSamples);
+BENCHMARK_CAPTURE(Digest, SmallEvp, 8192, DigestWithEvp)->Apply(InShortSamples);
 
 /// The peak of this process. getrusage would count what its parent held when it forked.
 double PeakKib() {
@@ -177,9 +179,19 @@ void MakeOverlay(int files) {
     }
 }
 
-void VerifyWithLibrary(int files) {
-    const std::string report = TestManager().CheckNativePatch();
+void RunLibrary(int files, Inspection inspection) {
+    TestManager manager;
+    manager.SetInspection(inspection);
+    const std::string report = manager.CheckNativePatch();
     Require(report.find("\"success\": \"" + std::to_string(files) + "\"") != std::string::npos, "verification");
+}
+
+void VerifyThroughShell(int files) {
+    RunLibrary(files, Inspection::SHELL);
+}
+
+void VerifyDirectly(int files) {
+    RunLibrary(files, Inspection::DIRECT);
 }
 
 std::string FirstLine(const std::string& command) {
@@ -205,18 +217,46 @@ void VerifyInLoop(int files) {
     Require(files == 0, "a look at each file");
 }
 
-void Verify(benchmark::State& state, int files, void (*verify)(int files)) {
+void Nothing() {}
+
+void Run(const std::string& command) {
+    Require(std::system(command.c_str()) == 0, command);
+}
+
+void InitAide() {
+    std::ofstream("/tmp/aide.conf") << "database_in=file:/tmp/aide.db\ndatabase_out=file:/tmp/aide.db\n"
+                                       "/bench p+sha256+selinux\n";
+    Run("aide --init --config=/tmp/aide.conf >/dev/null");
+}
+
+void CheckWithAide(int /*files*/) {
+    Run("aide --check --config=/tmp/aide.conf >/dev/null");
+}
+
+void InitSha256sum() {
+    Run("find /bench -type f -exec sha256sum {} + >/tmp/digests");
+}
+
+void CheckWithSha256sum(int /*files*/) {
+    Run("sha256sum --check --quiet /tmp/digests");
+}
+
+void Verify(benchmark::State& state, int files, void (*verify)(int files), void (*init)() = Nothing) {
     MakeOverlay(files);
+    init();
     for ([[maybe_unused]] auto _ : state) {
         verify(files);
     }
     state.SetItemsProcessed(state.iterations() * files);
 }
-BENCHMARK_CAPTURE(Verify, Library, 200, VerifyWithLibrary)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Shell, 200, VerifyThroughShell)->UseRealTime()->Iterations(1);
 BENCHMARK_CAPTURE(Verify, Loop, 200, VerifyInLoop)->UseRealTime()->Iterations(1);
-BENCHMARK_CAPTURE(Verify, Library10000, 10000, VerifyWithLibrary)->UseRealTime()->Iterations(1);
-// One run over few files tells little beside one that takes minutes.
-BENCHMARK_CAPTURE(Verify, Library100, 100, VerifyWithLibrary)->UseRealTime()->Iterations(30);
+BENCHMARK_CAPTURE(Verify, Direct200, 200, VerifyDirectly)->UseRealTime()->Iterations(30);
+BENCHMARK_CAPTURE(Verify, Direct100, 100, VerifyDirectly)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Direct10000, 10000, VerifyDirectly)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Direct100000, 100000, VerifyDirectly)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Aide, 10000, CheckWithAide, InitAide)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(Verify, Sha256sum, 10000, CheckWithSha256sum, InitSha256sum)->UseRealTime()->Iterations(1);
 
 void Copy(benchmark::State& state, bool (*copy)()) {
     for (const char* file : {"/tmp/tree/a", "/tmp/tree/b", "/tmp/tree/c", "/tmp/tree/sub/d"}) {
