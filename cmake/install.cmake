@@ -27,6 +27,12 @@ if(QUICKFIX_BUILD_TOOLS)
   install(FILES tools/qfctl/completion/qfctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()
+if(QUICKFIX_BUILD_TOOLS AND QUICKFIX_PLATFORM STREQUAL linux)
+  # Below lib whatever the machine's library directory is; systemd reads them with the prefixes /usr and /usr/local.
+  install(FILES tools/systemd/quickfix-verify.service tools/systemd/quickfix-verify.timer
+    DESTINATION lib/systemd/system COMPONENT tools)
+  install(FILES tools/systemd/quickfix.conf DESTINATION lib/tmpfiles.d COMPONENT tools)
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
 install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir} COMPONENT development)

@@ -67,7 +67,8 @@ set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION [[verifies and inspects hot patches from a shell
 The program qfctl verifies that patched files and applications are in
 place and reports it as a table, as JSON or as a page. It also shows and
-sets the state of a patch, reads the log, and waits for broadcasts.]])
+sets the state of a patch, reads the log, and waits for broadcasts. A timer
+for systemd, disabled as shipped, has it verify at boot and daily.]])
 
 # Of the packages alone, hence kept out of other installs.
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)

@@ -29,6 +29,16 @@ read -r -u 8 _ || fail "no bus: $(cat /tmp/bus.err)"
 run 0 qfctl publish user-added
 run 3 as_nobody /usr/bin/qfctl publish user-added; has "$err" "can't be published"
 
+# At boot: shipped disabled. The threshold is the exposure that was measured.
+[[ -z $(find /etc/systemd -name 'quickfix*') ]] || fail "the units are enabled"
+run 0 systemd-analyze verify --man=no quickfix-verify.timer; is "$err" ""
+run 0 systemd-analyze security --offline=true --threshold=16 --no-pager quickfix-verify.service
+for state in 770:root 700:games; do
+  run 0 systemd-tmpfiles --create quickfix.conf
+  is "$(stat -c %a:%U /data/update/quickfix/log)" $state
+  chmod 700 /data/update/quickfix/log && chown games /data/update/quickfix/log
+done
+
 # Below the project's folder, since the example's private root shows no other.
 folder=$PROJECT/build/packages-root/engine
 run 0 cmake -G Ninja -S "$PROJECT/examples/engine" -B "$folder"
