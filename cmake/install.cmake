@@ -16,7 +16,19 @@ install(TARGETS ${libraries} EXPORT QuickFixUtilsTargets
 install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
+# Sources to build on what is installed: the conformance test, and the platform in memory.
 install(DIRECTORY platform/conformance DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils COMPONENT development)
+install(DIRECTORY platform/common platform/memory
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils/platform COMPONENT development)
+install(FILES docs/limits.md docs/porting.md docs/qfctl.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+foreach(script private-root container-root)
+  install(PROGRAMS scripts/${script} DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME quickfix-${script} COMPONENT development)
+  install(FILES docs/quickfix-private-root.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME quickfix-${script}.1
+    COMPONENT development)
+endforeach()
+install(PROGRAMS scripts/stand-in/bm DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME quickfix-fake-bm COMPONENT development)
+install(FILES docs/quickfix-fake-bm.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)
 if(QUICKFIX_PLATFORM STREQUAL linux)
   # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
   install(FILES platform/linux/dbus/teklo.CommonEventService.conf
@@ -36,8 +48,9 @@ endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QuickFixUtils)
 install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${package_dir} COMPONENT development)
+set(sources_dir ${CMAKE_INSTALL_DATADIR}/quickfix_utils/platform)
 configure_package_config_file(cmake/QuickFixUtilsConfig.cmake.in QuickFixUtilsConfig.cmake
-  INSTALL_DESTINATION ${package_dir})
+  INSTALL_DESTINATION ${package_dir} PATH_VARS sources_dir)
 write_basic_package_version_file(QuickFixUtilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfig.cmake

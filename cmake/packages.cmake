@@ -52,13 +52,15 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libquickfix-utils-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 # The caller of JsonTool::ParseJsonFromFile frees the tree with cJSON's own function; no header includes cJSON's.
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libcjson-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libcjson-dev, bubblewrap")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION [[utility library of a hot-patch engine (development files)
 The library gives an engine that patches files and applications on a
 Linux-based device what it needs around that.
 .
 This package contains the headers and what CMake and pkg-config need to
-find the library.]])
+find the library; the porting guide, the conformance test of a port and an
+example engine; and for an engine's own tests the platform in memory, a
+private root with the library's directories, and a fake bundle tool.]])
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME quickfix-utils-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
@@ -77,6 +79,9 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   install(FILES cmake/debian/changelog cmake/debian/copyright
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
+
+install(FILES docs/fleet.md docs/qfctl.md
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_TOOLS_PACKAGE_NAME} COMPONENT tools EXCLUDE_FROM_ALL)
 
 install(FILES cmake/debian/${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}.lintian-overrides
   DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}
