@@ -38,6 +38,10 @@ if(QUICKFIX_BUILD_TOOLS)
   install(FILES docs/qfctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES tools/qfctl/completion/qfctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES tools/qfctl/completion/_qfctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
+  install(FILES tools/qfctl/completion/qfctl.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
 endif()
 if(QUICKFIX_BUILD_TOOLS AND QUICKFIX_PLATFORM STREQUAL linux)
   # Below lib whatever the machine's library directory is; systemd reads them with the prefixes /usr and /usr/local.

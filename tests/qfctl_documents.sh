@@ -1,17 +1,58 @@
 #!/usr/bin/env bash
-# The completion, the man page and the manual name what qfctl itself lists, no more and no less.
+# The completions, the man page and the manual name what qfctl itself lists, no more and no less.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
-source "$PROJECT/tools/qfctl/completion/qfctl"
 
-err=
-compopt() { files="$*"; }  # outside of a completion the builtin refuses
+out= err=
+export LC_ALL=C HOME=/tmp PATH=/tmp/bin:$PATH completion=$PROJECT/tools/qfctl/completion
+mkdir bin && ln -s "$QFCTL" bin/qfctl && touch unique-name
 
-# offered WORD...: leaves in $out what the last word can become, in $files how files are asked for.
-offered() {
-  COMP_WORDS=(qfctl "$@") COMP_CWORD=$#
-  files=
-  _qfctl
-  out=$(printf '%s\n' ${COMPREPLY[@]+"${COMPREPLY[@]}"} | sort)
+# SHELL_offers LINE...: prints what the shell completes each command line with.
+bash_offers() {
+  source "$completion/qfctl"
+  compopt() { mapfile -t COMPREPLY < <(compgen -f -- "${COMP_WORDS[COMP_CWORD]}"); }  # outside of a completion the builtin refuses
+  local line
+  for line in "$@"; do
+    read -r -a COMP_WORDS <<<"${line//=/ = }"
+    [[ $line != *' ' ]] || COMP_WORDS+=('')
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _qfctl
+    echo "$line:" $(printf '%s\n' "${COMPREPLY[@]}" | sort)
+  done
+}
+
+fish_offers() {
+  fish --no-config -c 'source $completion/qfctl.fish
+    for line in $argv
+      echo "$line:" (complete -C $line | string replace -r "\t.*" "" | string replace -r "^--.*=" "" | sort)
+    end' "$@"
+}
+
+# The words go to a file past the terminal; the shell ends with its first completion.
+zsh_offers() {
+  zsh -f -c 'zmodload zsh/zpty
+    for line in "$@"; do
+      zpty shell zsh -fi
+      zpty -w shell "fpath=($completion \$fpath); autoload -U compinit; compinit -uD; offered=()
+        compadd() {
+          local -a matches
+          [[ \${(j: :)@[1,(i)(-|--)]} == *-[OAD]* ]] || builtin compadd -O matches \"\$@\"
+          offered+=(\$matches)
+          builtin compadd \"\$@\"
+        }
+        capture() { _main_complete; print -r -- \${(uo)offered} >offered; exit }
+        zle -C capture complete-word capture; bindkey \"^I\" capture"
+      zpty -w -n shell "$line"$'"'\t'"'
+      zpty -r shell output "*never*"
+      print -r -- "$line:" $(<offered)
+      zpty -d shell
+      rm offered
+    done' zsh "$@"
+}
+
+lines=() expected=
+expect() {
+  lines+=("$1")
+  expected+="$1:${2:+ ${2//$'\n'/ }}"$'\n'
 }
 
 # section TITLE: the lines of that part of the help that begin an entry.
@@ -21,44 +62,39 @@ all_options=
 all_commands=
 events=$(qfctl events | cut -d ' ' -f 1 | sort)
 
-# compare COMMAND...: the help of one command with what is offered for it, then its own commands.
-compare() {
-  local help options commands positional option type words command
+# read_help COMMAND...: expects what the help of the command lists, then its own commands.
+read_help() {
+  local help line options commands option type command
   help=$(qfctl "$@" --help)
+  line="qfctl $*${1:+ }"
   options=$(section Options | cut -d ' ' -f 1 | tr , '\n' | sort)
   commands=$(section Subcommands | cut -d ' ' -f 1 | sort)
-  positional=$(section Positionals | cut -d ' ' -f 1)
-  offered "$@" -
-  is "$out" "$options"
-  offered "$@" ""
-  case "$commands$positional" in
-    EVENT) is "$out" "$events" ;;
-    FILE) is "$out$files" "-o default" ;;
-    KEY) is "$out$files" "" ;;
-    '') is "$out" "$options" ;;
-    *) is "$out" "$commands" ;;
+  expect "$line-" "$options"
+  case $commands$(section Positionals | cut -d ' ' -f 1) in
+    '') ;;
+    EVENT) expect "$line" "$events" ;;
+    FILE) expect "${line}uniq" unique-name ;;
+    *) expect "$line" "$commands" ;;
   esac
   while read -r option type _; do
-    [[ $type =~ ^[A-Z]+$ ]] || continue
-    for words in "" = "= x"; do
-      # shellcheck disable=SC2086
-      offered "$@" "${option#*,}" ${words:-""}
-      case $type-$option in
-        FILE-*) is "$out$files" "-o default" ;;
-        *--status) [[ $words == "= x" ]] || is "$out" "$(printf '%s\n' failed init loaded success)" ;;
-        *) is "$out$files" "" ;;
-      esac
-    done
+    option=${option#*,}
+    case $type-$option in
+      FILE-*) expect "$line$option uniq" unique-name; expect "$line$option=uniq" unique-name ;;
+      TEXT---status) expect "$line$option=" "$(printf '%s\n' failed init loaded success)" ;;
+      *[a-z:]-*) ;;
+      *) expect "$line$option " "" ;;
+    esac
   done < <(section Options)
   all_options+=$options$'\n'
   [[ -n $commands ]] || all_commands+=$*$'\n'
-  for command in $commands; do compare "$@" "$command"; done
+  for command in $commands; do read_help "$@" "$command"; done
 }
-compare
-offered no-such-command ""
-is "$out$files" ""
-offered status show --file f --js
-is "$out" --json
+read_help
+expect "qfctl no-such-command " ""
+expect "qfctl status show --file f --js" --json
+for shell in bash zsh fish; do
+  run 0 diff <(printf %s "$expected") <("${shell}_offers" "${lines[@]}")
+done
 
 page=$PROJECT/docs/qfctl.1
 long_options=$(grep -o '^--.*' <<<"$all_options" | sort -u)
