@@ -32,7 +32,15 @@ enum class ListenerRes : int32_t {
 ///     EventManager manager;
 ///     manager.SubscribeEvent(CommonEventId::BUNDLE_SCAN_FINISHED);
 ///     StartScan();
-///     manager.CheckEventListenRes(CommonEventId::BUNDLE_SCAN_FINISHED, 50);  // up to 5 seconds
+///     for (int look = 0; look < 50; ++look) {  // up to 5 seconds
+///         if (manager.GetEventListenerRes(CommonEventId::BUNDLE_SCAN_FINISHED) == ListenerRes::SUCCESS) {
+///             return true;  // the destructor unsubscribes
+///         }
+///         std::this_thread::sleep_for(std::chrono::milliseconds(100));
+///     }
+///     return false;
+///
+/// The result of `CheckEventListenRes`, which waits by itself, doesn't say whether the event arrived.
 ///
 /// Subscribers point at the manager, so it stays where it is; it can't be copied.
 ///
