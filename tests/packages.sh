@@ -41,14 +41,12 @@ done
 
 # What the package brings to build on itself; below the project's folder, since the private roots show no other.
 folder=$PROJECT/build/packages-root/engine
-document=/usr/share/doc/libquickfix-utils-dev
-for source in $document/examples/{engine,engine_test} /usr/share/quickfix_utils/conformance; do
+for source in /usr/share/{doc/libquickfix-utils-dev/examples/{engine,engine_test},quickfix_utils/conformance}; do
   run 0 cmake -G Ninja -S "$source" -B "$folder/${source##*/}"
   run 0 cmake --build "$folder/${source##*/}"
 done
 run 0 ctest --test-dir "$folder/engine_test" --no-tests=error --output-on-failure
-run 0 env --chdir="$PROJECT" quickfix-private-root \
-  bash tests/platform_conformance.sh "$folder/conformance/platform_conformance" WITH_BUS
+run 0 env --chdir="$PROJECT" quickfix-private-root bash tests/platform_conformance.sh "$folder/conformance/platform_conformance" WITH_BUS
 run 0 "$PROJECT/scripts/run-example" "$folder/engine/engine" "$version"
 read -r -a flags < <(pkg-config --cflags --libs quickfix_utils)
 run 0 g++ -std=c++17 "$PROJECT/examples/engine/engine.cpp" -o "$folder/engine_flags" "${flags[@]}"

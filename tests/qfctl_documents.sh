@@ -2,7 +2,6 @@
 # The completions, the man page and the manual name what qfctl itself lists, no more and no less.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-out= err=
 export LC_ALL=C HOME=/tmp PATH=/tmp/bin:$PATH completion=$PROJECT/tools/qfctl/completion
 mkdir bin && ln -s "$QFCTL" bin/qfctl && touch unique-name
 
@@ -58,8 +57,7 @@ expect() {
 # section TITLE: the lines of that part of the help that begin an entry.
 section() { sed -n "/^$1:\$/,/^\$/s/^  \([^ ]\)/\1/p" <<<"$help"; }
 
-all_options=
-all_commands=
+all_options='' all_commands=''
 events=$(qfctl events | cut -d ' ' -f 1 | sort)
 
 # read_help COMMAND...: expects what the help of the command lists, then its own commands.
