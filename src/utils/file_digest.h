@@ -10,7 +10,7 @@ namespace TEKLO::QuickFixEngine {
 /// A file to digest, or why it can't be read.
 struct DigestSource {
     struct Closer {
-        void operator()(FILE* file) const { fclose(file); }
+        void operator()(FILE* stream) const { fclose(stream); }
     };
 
     /// Takes over an open file or, when there is none, the error.

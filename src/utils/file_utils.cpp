@@ -130,7 +130,7 @@ int OpenCanonical(const std::string& path) {
         return -1;
     }
     struct open_how how = {};
-    how.flags = O_RDONLY | O_CLOEXEC | O_LARGEFILE;
+    how.flags = O_CLOEXEC | O_LARGEFILE;  // for reading
     how.resolve = RESOLVE_NO_SYMLINKS;
     return static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof(how)));
 }
