@@ -60,7 +60,10 @@ TEST(LogMacros, TakeAnyExpressionAsAnArgument) {
     const unsigned char bytes[] = {'u', '\0'};
     signed char more[] = {'s', '\0'};
     QF_LOGI("%{public}s %{public}s %{public}.1lf", bytes, more, 0.5F);
-    EXPECT_EQ(capture.Take(), (Records{"I operator(): inner 1", "I TestBody: 2 3", "I TestBody: u s 0.5"}));
+    QF_FILE_LOGI("%{public}03d %{public}s", -7, static_cast<const char*>(nullptr));
+    EXPECT_EQ(capture.Take(),
+              (Records{"I operator(): inner 1", "I TestBody: 2 3", "I TestBody: u s 0.5", "I TestBody: -07 (null)"}));
+    EXPECT_THAT(ReadLog(FIRST_LOG), testing::EndsWith("]-07 (null)\n"));
 }
 
 TEST(LogMacros, LeaveTooLongAndEmptyTextsOutOfTheFileLog) {

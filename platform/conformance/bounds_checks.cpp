@@ -1,8 +1,14 @@
+#include <algorithm>
+#include <climits>
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "platform/bounds_checked.h"
 #include "report.h"
@@ -101,6 +107,53 @@ void CheckBoundBeyondBuffer(Report& report) {
                   "sprintf_s does not accept a bound larger than the rest of its buffer");
 }
 
+template <typename... Args>
+void CompareWithSnprintf(Report& report, const char* format, Args... args) {
+    char expected[512] = {};
+    const int length = snprintf(expected, sizeof(expected), format, args...);
+    const auto bound = static_cast<size_t>(length);
+    for (const size_t size : {bound + 2, bound + 1, bound, bound / 2}) {
+        std::string buffer(sizeof(expected), '#');
+        const int result = sprintf_s(buffer.data(), size, format, args...);
+        const bool fits = size > bound;
+        const std::string text = fits ? expected : "";
+        report.Expect(fits ? result == length : result < 0, std::string("sprintf_s of ") + format + " returned " +
+                                                                std::to_string(result) + " with a bound of " +
+                                                                std::to_string(size));
+        report.Expect(size == 0 || buffer.compare(0, text.size() + 1, text.c_str(), text.size() + 1) == 0,
+                      std::string("sprintf_s of ") + format + " left " + Escaped(buffer.substr(0, bound + 1)));
+        report.Expect(buffer.find_first_not_of('#', size) == std::string::npos, "sprintf_s wrote past its bound");
+    }
+}
+
+void CheckFormats(Report& report) {
+    std::mt19937 random(12);
+    std::vector<int> numbers = {0, 1, -1, 9, -10, 12345, -99999, INT_MAX, INT_MIN};
+    std::generate_n(std::back_inserter(numbers), 200,
+                    [&random] { return static_cast<int>(random()) >> random() % 32; });
+    for (const char* format : {"%d",    "%5d",   "%05d",  "%-5d",    "%+d",    "% d",  "%i",     "%u",      "%12u",
+                               "%x",    "%02x",  "%016x", "%X",      "%#x",    "%o",   "%c",     "%.3d",    "%99d",
+                               "%099d", "%100d", "%0d",   "%00007d", "<%d%%>", "%hhd", "%5.3d|", "100%% %d"}) {
+        for (const int number : numbers) {
+            CompareWithSnprintf(report, format, number);
+        }
+    }
+    const std::string longText(300, 't');
+    for (const char* format : {"%s", "%5s", "%-5s", "%.3s", "[%s]", "%s%%s"}) {
+        for (const char* text : {"", "a", "five!", "%d", "\xff\n", longText.c_str()}) {
+            CompareWithSnprintf(report, format, text);
+        }
+    }
+    for (const long number : {0L, LONG_MIN, LONG_MAX}) {
+        CompareWithSnprintf(report, "%ld %d", number, 7);
+        CompareWithSnprintf(report, "%3d%ld", -7, number);
+    }
+    CompareWithSnprintf(report, "%4d-%02d-%02d %s:%x%u", 2026, 3, 9, "text", 0xabcU, 7U);
+    CompareWithSnprintf(report, "no conversion, 100%%", 0);
+    CompareWithSnprintf(report, "%d %.2f %s", 1, 2.5, "text");
+    CompareWithSnprintf(report, "", 0);
+}
+
 /// Sets a locale with another decimal point; LC_ALL of the environment comes first. Null when there is none.
 const char* SetCommaLocale() {
     for (const char* name : {"", "de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR"}) {
@@ -128,6 +181,7 @@ std::vector<Check> BoundsChecks() {
     return {{"bounds.sprintf_s", CheckSprintf},
             {"bounds.strcpy_s_strcat_s_memset_s", CheckCopies},
             {"bounds.bound_beyond_the_buffer", CheckBoundBeyondBuffer},
+            {"bounds.formats", CheckFormats},
             {"bounds.locale", CheckLocale}};
 }
 

@@ -121,6 +121,9 @@ void RenderIfItFits(const std::string& format, Args... args) {
 void FormatRecord(const std::string& input) {
     const std::string plain = QuickFixLogger().FormatLog(input.c_str());
     Require(plain.find("{public}") == std::string::npos);
+    std::string fixed = input;
+    fixed.resize(64);
+    Require(LogDetail::FileFormat<64>(fixed.c_str()).text == QuickFixLogger().FormatLog(fixed.c_str()));
     // A width is the program's own; one of millions takes that much memory.
     std::string format = input.substr(0, input.find('\0'));
     size_t digits = 0;
