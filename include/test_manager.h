@@ -167,7 +167,8 @@ public:
 
     /// The inconclusive comparisons of the current or last native run. `SHELL`: those that passed because the value could
     /// be read for neither file (no shell or no `ls`, or both files unreadable). `DIRECT`: those for which a value could
-    /// not be read, and those of two missing files. Unless it is 0, the run has not compared all values.
+    /// not be read, and those of two files without one: both missing, or neither a regular file. Unless it is 0, the run
+    /// has not compared all values.
     uint64_t GetInconclusiveCount() const;
 
     /// The name that 0.1.0 had for `GetInconclusiveCount`.
@@ -177,6 +178,7 @@ private:
     [[gnu::visibility("hidden")]] void StartRun(const char* header);
     [[gnu::visibility("hidden")]] std::string EndRun(const std::string& testName, const char* emptyFragment);
     [[gnu::visibility("hidden")]] void StartItem(const std::string& item);
+    [[gnu::visibility("hidden")]] void StartCheck();
     [[gnu::visibility("hidden")]] void MarkFailed(const std::string& item);
     [[gnu::visibility("hidden")]] void AddDifference(const char* check, const std::string& live,
                                                      const std::string& patch);
@@ -198,7 +200,7 @@ private:
     uint64_t inconclusiveCount_ = 0;
     ItemResult item_;
     bool isUndecided_ = false;    // a check of the item had nothing to go by
-    bool commandFailed_ = false;  // since the last check, as the next
+    bool commandFailed_ = false;  // in the current check, as the next
     bool readFailed_ = false;
     Inspection inspection_ = Inspection::SHELL;
     std::array<std::shared_ptr<const InspectedFile>, 2> inspected_;  // of the item that is being verified

@@ -32,6 +32,11 @@ void InstallFiles() {
     Status().InitStatusRecord("/tmp/status", "K");
 }
 
+void InstallDifference() {
+    InstallFiles();
+    Write("/tmp/tree/a", std::string(2999, 'c') + "d");
+}
+
 void InstallTornLog() {
     InstallFiles();
     Write(SECOND_LOG, std::string(4075, 'x') + "\n2026-03-01 09:05:07.");
@@ -57,8 +62,10 @@ std::string StatusInFile() {
     return status.version + "|" + status.status + "|" + status.errorCode;
 }
 
+template <Inspection INSPECTION>
 std::string CheckNativePatch() {
     TestManager manager;
+    manager.SetInspection(INSPECTION);
     const std::string fragment = manager.CheckNativePatch();
     return fragment.substr(fragment.rfind('{') + 1) +
            " inconclusive: " + std::to_string(manager.GetInconclusiveCount());
@@ -138,8 +145,13 @@ const Operation OPERATIONS[] = {
     {"OutputLog", OutputLog, Logs, " (oldest\n)?(x.65535.\n)? \\| (x.65535.\n)?(TIME.f.g.:1.marker\n)?"},
     {"OutputLog after a kill", OutputLog, Logs,
      " oldest\n(TIME.f.g.:1.marker\n)? \\| x.4075.\n(2026-03-01 09:05:07.)?(TIME.f.g.:1.marker\n)?", InstallTornLog},
-    {"CheckNativePatch", CheckNativePatch, Nothing,
+    {"CheckNativePatch", CheckNativePatch<Inspection::SHELL>, Nothing,
      R"re(("/tmp/tree/a": "(true|false,source:[^}]*)"\},[^}]*\}|"Native": "null") inconclusive: [0-3] )re"},
+    {"CheckNativePatch directly", CheckNativePatch<Inspection::DIRECT>, Nothing,
+     R"re(("/tmp/tree/a": ("true".* inconclusive: 0|"false,source:.* inconclusive: [1-3])|"Native".*: 0) )re"},
+    {"CheckNativePatch of a difference", CheckNativePatch<Inspection::DIRECT>, Nothing,
+     R"re(("/tmp/tree/a": "false,source:.* inconclusive: [0-3]|"Native": "null" inconclusive: 0) )re",
+     InstallDifference},
     {"CheckAppPatch", CheckAppPatch, Nothing, R"re("app": "(true|false,[^}]*)"\},[^}]*\} )re"},
 };
 
@@ -166,7 +178,7 @@ int Sweep(const Operation& operation, const char* call, int error) {
         reached = FaultInjector::End();
         Logger().RemoveLog();
         EXPECT_TRUE(std::regex_match(outcome, outcomes)) << outcome;
-        EXPECT_TRUE(error != EINTR || outcome == clean) << outcome;
+        EXPECT_TRUE((error != EINTR && error != ENOSYS) || outcome == clean) << outcome;
         EXPECT_LE(OpenDescriptors(), before);
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a command was not waited for";
     }
@@ -177,10 +189,11 @@ int Sweep(const Operation& operation, const char* call, int error) {
 
 TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
     const std::pair<const char*, int> faults[] = {
-        {"chmod", EPERM}, {"chown", EPERM}, {"fopen", EMFILE}, {"fread", EIO},    {"mkdir", ENOSPC},
-        {"open", EMFILE}, {"opendir", EIO}, {"popen", EAGAIN}, {"pread", EIO},    {"read", EIO},
-        {"read", EINTR},  {"readdir", EIO}, {"realpath", EIO}, {"remove", EROFS}, {"rename", EIO},
-        {"stat", EIO},    {"statfs", EIO},  {"write", ENOSPC}, {"write", EINTR},
+        {"chmod", EPERM}, {"chown", EPERM}, {"fdopen", ENOMEM},  {"fgetxattr", EIO}, {"fopen", EMFILE},
+        {"fread", EIO},   {"fread", EINTR}, {"fstat", EIO},      {"lstat", EIO},     {"mkdir", ENOSPC},
+        {"open", EMFILE}, {"opendir", EIO}, {"openat2", ENOSYS}, {"popen", EAGAIN},  {"pread", EIO},
+        {"read", EIO},    {"read", EINTR},  {"readdir", EIO},    {"realpath", EIO},  {"remove", EROFS},
+        {"rename", EIO},  {"stat", EIO},    {"statfs", EIO},     {"write", ENOSPC},  {"write", EINTR},
     };
     for (const auto& [call, error] : faults) {
         int failed = 0;
@@ -254,6 +267,18 @@ TEST(Faults, OutcomesAndRecordsOfVerification) {
                   R"("/tmp/tree/a": "false,source:RWX=-rw-r--r--.patch_qv:RWX=."},"test_native_result": "false",)"
                   R"("total": "1","success": "0","failed": "1"} inconclusive: 0 )",
                   {begin, patchDigest, LIVE_DIGEST, failure});
+    const std::string unread = R"("/tmp/tree/a": "false,source:SHA256=.patch_qv:SHA256=."},"test_native_result": )"
+                               R"("false","total": "1","success": "0","failed": "1"} inconclusive: 1 )";
+    const std::string cut = "E GetFileSHA256: sprintf_s error";
+    const auto error = [](std::string record) {
+        return record.replace(0, 1, "E") + ", errorMessage:Input/output error";
+    };
+    ExpectOutcome("CheckNativePatch directly", "open", 1, 3, EINTR, passed + "0 ", {begin, patchDigest, LIVE_DIGEST});
+    ExpectOutcome("CheckNativePatch of a difference", "sprintf_s", 3, 2, EINVAL, unread,
+                  {begin, patchDigest, cut, LIVE_DIGEST, cut});
+    ExpectOutcome("CheckNativePatch of a difference", "fread", 1, 2, EIO, unread, {begin, patchDigest, LIVE_DIGEST});
+    ExpectOutcome("CheckNativePatch directly", "fstat", 2, 2, EIO, unread,
+                  {begin, patchDigest, error(patchDigest), LIVE_DIGEST, error(LIVE_DIGEST)});
     ExpectOutcome("CheckAppPatch", "popen", 1, 99, EAGAIN,
                   R"("app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage Version=7"},)"
                   R"("test_qen_result": "false","total": "1","success": "0","failed": "1"} )",

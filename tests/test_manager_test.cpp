@@ -1,6 +1,6 @@
 #include "test_manager.h"
 
-#include "support/test.h"
+#include "support/native_run.h"
 
 using testing::HasSubstr;
 
@@ -40,11 +40,6 @@ std::string OneItem(const std::string& run, const std::string& item, const std::
 /// An item's verdict that names a difference.
 std::string Difference(const std::string& source, const std::string& patch) {
     return "false,source:" + source + ".patch_qv:" + patch + ".";
-}
-
-void Install(const std::string& path, const std::string& content, unsigned int mode = 0644) {
-    Write(path, content);
-    fs::permissions(path, fs::perms(mode));
 }
 
 void InstallPair(const std::string& path, const std::string& live) {
@@ -95,15 +90,6 @@ TEST(NativeRun, NamesWhatDiffers) {
         const std::string verdict = test.inSource.empty() ? "true" : Difference(test.inSource, test.inPatch);
         EXPECT_EQ(TestManager().CheckNativePatch(), OneItem("native", "/system/x", verdict));
     }
-}
-
-std::string Summary(const ItemResult& result) {
-    constexpr const char* VERDICTS[] = {" passed", " failed", " inconclusive"};
-    std::string summary = result.item + VERDICTS[static_cast<int>(result.verdict)];
-    for (const auto& difference : result.differences) {
-        summary += " " + difference.check + " " + difference.live + " " + difference.patch;
-    }
-    return summary;
 }
 
 TEST(NativeRun, OneFailureAnywhereFailsTheRunAndEachRunStartsAnew) {

@@ -25,7 +25,7 @@ struct DigestSource {
 
 struct FileDigest {
     std::string text;         // as FileUtils::GetFileSHA256 returns it
-    bool isComplete = false;  // the file was read to its end
+    bool isComplete = false;  // the file was read to its end, and all digits are there
 };
 
 /// Digests the file that `open` provides, and logs what FileUtils::GetFileSHA256 logs.

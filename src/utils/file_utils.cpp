@@ -26,6 +26,7 @@
 
 #include "directory_listing.h"
 #include "file_digest.h"
+#include "interrupted_read.h"
 #include "platform/bounds_checked.h"
 #include "quick_fix_log.h"
 #include "scoped_c_locale.h"
@@ -154,7 +155,7 @@ Digest ComputeDigest(FILE* file) {
     while (feof(file) == 0) {
         memset_s(block.data(), block.size(), 0, block.size());
         const size_t count = fread(block.data(), 1, DIGEST_READ_SIZE, file);
-        if (count == 0) {
+        if (!WasInterrupted(file) && count == 0) {
             break;
         }
         SHA256_Update(&context, block.data(), count);
@@ -202,7 +203,9 @@ FileDigest GetFileSHA256(const std::string& filePath, const std::function<const 
             break;
         }
     }
-    return {text, feof(source.file.get()) != 0 && ferror(source.file.get()) == 0};
+    FILE* file = source.file.get();
+    const bool isRead = feof(file) != 0 && ferror(file) == 0;
+    return {text, isRead && strlen(text) == sizeof(text) - 1};
 }
 
 bool FileUtils::FileIsExist(const std::string& filePath) {

@@ -58,8 +58,18 @@ std::string FormatMode(mode_t mode) {
     return text;
 }
 
-int ErrorOfNonRegular(mode_t mode) {
-    return S_ISDIR(mode) ? EISDIR : S_ISLNK(mode) ? ELOOP : EINVAL;
+/// 0 for a regular file, else why it isn't opened.
+int ErrorOfType(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFREG:
+            return 0;
+        case S_IFDIR:
+            return EISDIR;
+        case S_IFLNK:
+            return ELOOP;
+        default:
+            return EINVAL;
+    }
 }
 
 /// What a reader of the first line of `ls -Z` gets of a label.
@@ -78,15 +88,17 @@ InspectedFile::InspectedFile(std::string path) : path_(std::move(path)) {
     }
     source_.exists = true;
     // Checked before it is opened, too: opening some devices has effects.
-    if (S_ISREG(status_.st_mode)) {
+    source_.error = ErrorOfType(status_.st_mode);
+    if (source_.error == 0) {
         Open();
-    } else {
-        source_.error = ErrorOfNonRegular(status_.st_mode);
     }
 }
 
 void InspectedFile::Open() {
-    const int descriptor = open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    int descriptor = -1;
+    do {
+        descriptor = open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) {
         source_.error = errno;
         source_.exists = source_.error != ENOENT;
@@ -96,9 +108,10 @@ void InspectedFile::Open() {
     if (source_.file == nullptr) {
         return;
     }
-    if (fstat(descriptor, &status_) != 0 || !S_ISREG(status_.st_mode)) {
-        source_.error = ErrorOfNonRegular(status_.st_mode);
+    const int error = fstat(descriptor, &status_) == 0 ? ErrorOfType(status_.st_mode) : errno;
+    if (error != 0) {
         source_.file.reset();
+        source_.error = error;
     }
 }
 

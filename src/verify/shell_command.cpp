@@ -1,9 +1,10 @@
 #include "shell_command.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <memory>
+
+#include "interrupted_read.h"
 
 namespace TEKLO::QuickFixEngine {
 namespace {
@@ -12,15 +13,6 @@ struct PipeCloser {
     void operator()(FILE* pipe) const { pclose(pipe); }
 };
 using Pipe = std::unique_ptr<FILE, PipeCloser>;
-
-/// True, with the stream ready to go on, when a signal that the process caught ended a read.
-bool WasInterrupted(FILE* pipe) {
-    const bool interrupted = ferror(pipe) != 0 && errno == EINTR;
-    if (interrupted) {
-        clearerr(pipe);
-    }
-    return interrupted;
-}
 
 }  // namespace
 

@@ -180,7 +180,8 @@ std::string TestManager::GetViewFilePath(const std::string& patchPath) {
 }
 
 void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& viewPath) {
-    if (inspection_ == Inspection::DIRECT) {
+    // What is read from a descriptor can't be read from it again.
+    if (inspection_ == Inspection::DIRECT && patchPath != viewPath) {
         inspected_ = {std::make_shared<InspectedFile>(patchPath), std::make_shared<InspectedFile>(viewPath)};
     }
     VerifyPatchSHA256(patchPath, viewPath);
@@ -194,6 +195,7 @@ void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::str
         return inspection_ == Inspection::SHELL ? FileUtils::GetFileSHA256(path)
                                                 : ReadDirectly(path, &InspectedFile::Digest);
     };
+    StartCheck();
     const std::string patch = digest(patchPath);
     const std::string source = digest(viewPath);
     if (source != patch || readFailed_) {
@@ -203,12 +205,14 @@ void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::str
 }
 
 void TestManager::VerifyPatchProp(const std::string& patchPath, const std::string& viewPath) {
+    StartCheck();
     const std::string patch = GetFileProp(patchPath);
     const std::string source = GetFileProp(viewPath);
     Compare(viewPath, "RWX", source, patch, ',');
 }
 
 void TestManager::VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath) {
+    StartCheck();
     const std::string patch = GetFileSeLinux(patchPath);
     const std::string source = GetFileSeLinux(viewPath);
     Compare(viewPath, "SeLinux", source, patch, '.');
@@ -219,7 +223,6 @@ void TestManager::Compare(const std::string& item, const char* check, const std:
     if (source == patch && !readFailed_) {
         inconclusiveCount_ += source.empty() ? 1U : 0U;
         isUndecided_ = isUndecided_ || source.empty();
-        commandFailed_ = false;
         return;
     }
     inconclusiveCount_ += readFailed_ ? 1U : 0U;
@@ -322,9 +325,13 @@ void TestManager::StartItem(const std::string& item) {
     detailStr_.clear();
     item_ = {item, Verdict::PASSED, {}};
     isUndecided_ = false;
+    inspected_ = {};
+    StartCheck();
+}
+
+void TestManager::StartCheck() {
     commandFailed_ = false;
     readFailed_ = false;
-    inspected_ = {};
 }
 
 void TestManager::MarkFailed(const std::string& item) {
@@ -342,8 +349,7 @@ void TestManager::AddDifference(const char* check, const std::string& live, cons
     } else if (isDecided && item_.verdict == Verdict::PASSED) {
         item_.verdict = Verdict::FAILED;
     }
-    commandFailed_ = false;
-    readFailed_ = false;
+    StartCheck();
     isUndecided_ = isUndecided_ || !isDecided;
     item_.differences.push_back({check, live, patch, !isDecided});
 }

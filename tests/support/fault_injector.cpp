@@ -7,8 +7,10 @@
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/vfs.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -114,9 +116,12 @@ bool End() {
 CALL(int, chmod, -1, (const char* path, mode_t mode), (path, mode))
 CALL(int, chown, -1, (const char* path, uid_t user, gid_t group), (path, user, group))
 CALL(int, fchmod, -1, (int file, mode_t mode), (file, mode))
+CALL(FILE*, fdopen, nullptr, (int file, const char* mode), (file, mode))
+CALL(ssize_t, fgetxattr, -1, (int file, const char* name, void* to, size_t size), (file, name, to, size))
 CALL(FILE*, fopen, nullptr, (const char* path, const char* mode), (path, mode))
 ENTRY(fopen, FILE*, fopen64, nullptr, (const char* path, const char* mode), (path, mode))
-CALL(size_t, fread, 0, (void* to, size_t size, size_t count, FILE* file), (to, size, count, file))
+CALL(size_t, fread, (file->_flags |= _IO_ERR_SEEN, 0), (void* to, size_t size, size_t count, FILE* file),
+     (to, size, count, file))
 CALL(int, fstat, -1, (int file, struct stat* status), (file, status))
 ENTRY(fstat, int, fstat64, -1, (int file, struct stat64* status), (file, status))
 CALL(int, fsync, -1, (int file), (file))
@@ -146,6 +151,20 @@ ENTRY(statfs, int, statfs64, -1, (const char* path, struct statfs64* status), (p
 CALL(int, renameat, -1, (int folder, const char* from, int other, const char* to), (folder, from, other, to))
 CALL(ssize_t, write, -1, (int file, const void* from, size_t size), (file, from, size))
 ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
+
+// Of all system calls, only the one that the C library has no function for.
+extern "C" [[gnu::visibility("default")]] long syscall(long number, ...) noexcept {
+    static const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+    va_list list;
+    va_start(list, number);
+    std::array<long, 6> arguments = {};
+    for (long& argument : arguments) {
+        argument = va_arg(list, long);
+    }
+    va_end(list);
+    const auto& [a, b, c, d, e, f] = arguments;
+    return number == SYS_openat2 && Fails("openat2") ? -1 : next(number, a, b, c, d, e, f);
+}
 
 // One that takes the port's place, as a program's own would.
 extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...) {

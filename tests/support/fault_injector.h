@@ -1,8 +1,9 @@
 #pragma once
 
-/// Makes calls of one function of the C library, by whichever of its entries (`fopen64` for `fopen`), fail in the program that links this library, or that preloads it
-/// with QUICKFIX_FAULT="CALL FIRST COUNT ERROR FOLDER", "write 3 1 28 /tmp/reached" for example; the folder is made when
-/// a call fails. A negative error is a signal that is raised in front of the call, -2 for SIGINT.
+/// Makes calls of one function of the C library, by whichever of its entries (`fopen64` for `fopen`), or of the system call
+/// `openat2`, fail in the program that links this library, or that preloads it with
+/// QUICKFIX_FAULT="CALL FIRST COUNT ERROR FOLDER", "write 3 1 28 /tmp/reached" for example; the folder is made when a
+/// call fails. A negative error is a signal that is raised in front of the call, -2 for SIGINT.
 namespace FaultInjector {
 
 /// From now on the calls number `first` to `first + count - 1` of `call` fail with `error`.

@@ -27,6 +27,11 @@ inline void Write(const std::string& path, const std::string& content) {
     file.write(content.data(), static_cast<std::streamsize>(content.size())).flush();
 }
 
+inline void Install(const std::string& path, const std::string& content, unsigned int mode = 0644) {
+    Write(path, content);
+    std::filesystem::permissions(path, std::filesystem::perms(mode));
+}
+
 /// A log file, its time stamps replaced by "TIME".
 inline std::string ReadLog(const std::string& path) {
     static const std::regex time(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\[)");
