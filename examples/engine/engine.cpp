@@ -1,5 +1,5 @@
-/// What an engine asks of the library once a patch is in place: whether the system has taken it up, whether files and
-/// apps are really the patched ones; and where it keeps the answer until the next start. Ends with 0 when it holds.
+/// A small engine. After the installation of a patch it waits for the bundle scan, verifies files and apps, and stores
+/// the status for the next start. Exits with 0 if the event arrived and all items passed.
 #include <chrono>
 #include <iostream>
 #include <stdexcept>
@@ -16,7 +16,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// The numbers are the engine's own; the library only keeps them.
+/// The engine defines the numbers; the library only stores them.
 enum class ErrorCode : int32_t {
     NO_BUNDLE_SCAN = 101,
     FILE_DIFFERS = 102,
@@ -33,7 +33,7 @@ struct App {
 constexpr char VERSION[] = "1.0.2";
 constexpr App PATCHED_APPS[] = {{"com.example.mail", 1000001}, {"com.example.music", 1000001}};
 
-/// In the system's place: on a device the bundle manager broadcasts this when its scan is done.
+/// Simulates the bundle manager of a device, which broadcasts the end of its scan.
 void ScanBundles() {
     AAFwk::Want want;
     want.SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_BUNDLE_SCAN_FINISHED);
@@ -42,8 +42,8 @@ void ScanBundles() {
     }
 }
 
-/// Up to 5 seconds. `CheckEventListenRes` is true after a timeout too, so the result is asked first; the one look that
-/// follows finds it and unsubscribes.
+/// Waits up to 5 seconds. `CheckEventListenRes` also returns true after a timeout, so it is called only after the event
+/// has arrived, to unsubscribe.
 bool Arrives(EventManager& events, CommonEventId event) {
     for (int look = 0; look < 50; ++look) {
         if (events.GetEventListenerRes(event) == ListenerRes::SUCCESS) {
@@ -54,7 +54,7 @@ bool Arrives(EventManager& events, CommonEventId event) {
     return false;
 }
 
-/// Subscribes before it starts what causes the broadcast, so none is missed. The manager's end unsubscribes.
+/// Subscribes before it starts the scan, so the broadcast isn't missed. The destructor of the manager unsubscribes.
 void WaitForBundleScan(ErrorCodeWrapper& codes) {
     EventManager events;
     events.SubscribeEvent(CommonEventId::BUNDLE_SCAN_FINISHED);
@@ -66,7 +66,7 @@ void WaitForBundleScan(ErrorCodeWrapper& codes) {
     }
 }
 
-/// Called with the result of each item. A code is kept once, however many items have it.
+/// Returns a listener that prints each result and adds `code` after a failure. `ErrorCodeWrapper` keeps a code once.
 auto NoteItems(ErrorCodeWrapper& codes, ErrorCode code) {
     return [&codes, code](const ItemResult& result) {
         const bool passed = result.verdict == Verdict::PASSED;
@@ -97,7 +97,7 @@ void PrintStatus(const char* when, const QuickFixStatus& status) {
     ErrorCodeWrapper codes;
     try {
         codes.ConvertErrCode(status.errorCode);
-    } catch (const std::logic_error& error) {  // what others left in the file may be no numbers
+    } catch (const std::logic_error& error) {  // the file may hold text that isn't a number
         QF_FILE_LOGE("error codes %{public}s: %{public}s", status.errorCode.c_str(), error.what());
     }
     std::cout << when << ": version=" << status.version << " status=" << status.status
@@ -105,7 +105,7 @@ void PrintStatus(const char* when, const QuickFixStatus& status) {
 }
 
 int Run() {
-    // Filters the platform log alone; the file log takes every record.
+    // Filters the platform log only; the file log gets every record.
     QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::ERROR;
     QF_FILE_LOGI("engine with quickfix_utils %{public}s", QUICKFIX_UTILS_VERSION);
 

@@ -1,5 +1,5 @@
-/// Tests of an engine on a machine without a device. The platform in memory takes the place of the library's, a private
-/// root has its directories, and quickfix-fake-bm answers for the bundle tool. Ends with 0 when all tests pass.
+/// Tests parts of an engine without a device. The platform in memory replaces the library's, a private root holds the
+/// directories, and quickfix-fake-bm replaces the bundle tool. Exits with 0 if all tests pass.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,7 +12,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-// What is tested, in a real engine a library of its own.
+// The code under test. In a real engine it is a library.
 
 bool FitsProduct(const std::string& patchBase) {
     const std::string base = SysUtils::GetBaseVersion();
@@ -60,7 +60,7 @@ void TestProduct() {
 }
 
 void TestVerification() {
-    // The library starts `bm` by its name.
+    // The library finds `bm` through PATH.
     std::filesystem::create_directories("/tmp/bin");
     std::filesystem::create_symlink(std::getenv("FAKE_BM"), "/tmp/bin/bm");
     setenv("PATH", (std::string("/tmp/bin:") + std::getenv("PATH")).c_str(), 1);
