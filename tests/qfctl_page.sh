@@ -6,6 +6,7 @@ pair /good same same
 pair /bad content changed
 pair '/b+c' content changed
 run 1 qfctl verify --html page.html
+has "$(<page.html)" 'onsubmit="return false" hidden>'  # without scripts
 
 browse() {
   HOME=/tmp chromium --headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking \
@@ -13,12 +14,21 @@ browse() {
     --dump-dom "$1" 2>/dev/null
 }
 
-# shows COUNT ADDRESS
-shows() { run 0 browse "file:///tmp/page.html$2"; has "$out" "<span id=\"shown\">$1 of 3 shown</span>"; }
+# shows COUNT ADDRESS HEADINGS
+shows() {
+  run 0 browse "file:///tmp/page.html$2"
+  has "$out" "<span id=\"shown\">$1 of 3 shown</span>"
+  has "$out" 'onsubmit="return false">'
+  [[ $out == *'<p id="nothing">'* ]] && (($1 > 0)) && fail "no match, and $1 shown"
+  is "$(grep -o '<section><h2>[A-Za-z]*' <<<"$out" | sed 's/.*>//' | tr '\n' ' ')" "$3"
+}
 
-shows 3 ''
-shows 0 '#filter=live'  # names and values, no headings
-shows 1 '#filter=BAD'
+shows 3 '' 'Failed Passed '
+shows 0 '#filter=live' ''  # names and values, no headings
+has "$out" '<p id="nothing">No match</p>'
+shows 1 '#filter=BAD' 'Failed '
 has "$out" '<div class="item passed" hidden=""'
-shows 2 '#filter=b'
+shows 2 '#filter=b' 'Failed '
+shows 1 '#filter=good' 'Passed '
+shows 0 '#filter=good&failures' ''
 finish

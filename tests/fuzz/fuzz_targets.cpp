@@ -158,7 +158,7 @@ std::string Markup(const std::string& html) {
 
 void EscapeHtml(const std::string& input) {
     const auto page = [](const std::string& value) {
-        return RenderHtml({{{value, Verdict::PASSED, {}}, {"x", Verdict::FAILED, {{"RWX", value, value}}}}, {}});
+        return RenderHtml({{{value, Verdict::PASSED, {}}, {"x", Verdict::FAILED, {{"RWX", value, value}}}}, {}}, {});
     };
     Require(Markup(page(input + ".")) == Markup(page("harmless")));
     Require(page(input).find('\0') == std::string::npos);

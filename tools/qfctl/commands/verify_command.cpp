@@ -16,6 +16,7 @@
 #include "failure.h"
 #include "input/app_list.h"
 #include "quick_fix_plume_wrapper.h"
+#include "report/identity.h"
 #include "report/page.h"
 #include "report/progress_line.h"
 #include "report/report_object.h"
@@ -207,6 +208,7 @@ std::vector<std::string> Prepare(const VerifyOptions& options, const std::vector
 }
 
 ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const Reports& reports) {
+    const Clock::time_point start = Clock::now();
     setenv("LC_ALL", "C", 1);  // in others, grep prints "binary file matches" for bytes that are not UTF-8
     const std::vector<std::string> files = Prepare(options, apps);
     const CheckOutput output =
@@ -215,9 +217,9 @@ ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const R
     CheckResults(options, output, files, apps);
     const std::string text = MakeReportObject(output.fragments, results);
     // Before the output, which fails when standard output is closed.
-    const ExitCode written =
-        std::max(Attempt([&] { reports.text.Write(text); }),
-                 Attempt([&] { reports.page.Write(reports.page.IsWanted() ? RenderHtml(results) : ""); }));
+    const ExitCode written = std::max(
+        Attempt([&] { reports.text.Write(text); }),
+        Attempt([&] { reports.page.Write(reports.page.IsWanted() ? RenderHtml(results, ReadIdentity(start)) : ""); }));
     if (options.json) {
         std::cout << text;
     } else {

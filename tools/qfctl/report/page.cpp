@@ -1,7 +1,6 @@
 #include "report/page.h"
 
 #include <algorithm>
-#include <ctime>
 #include <map>
 #include <string_view>
 
@@ -10,32 +9,6 @@
 
 namespace qfctl {
 namespace {
-
-std::string EscapeHtml(const std::string& text) {
-    std::string html;
-    for (const char character : text) {
-        switch (character) {
-            case '&':
-                html += "&amp;";
-                break;
-            case '<':
-                html += "&lt;";
-                break;
-            case '>':
-                html += "&gt;";
-                break;
-            case '"':
-                html += "&quot;";
-                break;
-            case '\'':
-                html += "&#39;";
-                break;
-            default:
-                html += character;
-        }
-    }
-    return html;
-}
 
 bool IsInsideCharacter(char byte) {
     return (byte & '\xc0') == '\x80';
@@ -58,8 +31,8 @@ std::string HighlightDifference(const std::string& value, const std::string& oth
         --end;
     }
     const std::string middle = value.substr(start, value.size() - start - end);
-    return EscapeHtml(value.substr(0, start)) + (middle.empty() ? "" : "<mark>" + EscapeHtml(middle) + "</mark>") +
-           EscapeHtml(value.substr(value.size() - end));
+    return EscapeMarkup(value.substr(0, start)) + (middle.empty() ? "" : "<mark>" + EscapeMarkup(middle) + "</mark>") +
+           EscapeMarkup(value.substr(value.size() - end));
 }
 
 std::string Cell(const char* side, const std::string& value, const std::string& other, bool isInconclusive) {
@@ -73,11 +46,11 @@ std::string Cell(const char* side, const std::string& value, const std::string& 
 std::string RenderItem(const ItemResult& result) {
     const std::string verdict = ToText(result.verdict);
     std::string html = "<div class=\"item " + verdict + "\"><span class=\"verdict\">" + verdict +
-                       "</span><span class=\"name\">" + EscapeHtml(QuoteIfUnprintable(result.item)) + "</span>";
+                       "</span><span class=\"name\">" + EscapeMarkup(QuoteIfUnprintable(result.item)) + "</span>";
     if (!result.differences.empty()) {
         html += "<table><thead><tr><th>Check</th><th>Live</th><th>Patch</th></tr></thead><tbody>";
         for (const Difference& difference : result.differences) {
-            html += "<tr><th>" + EscapeHtml(difference.check) + "</th>" +
+            html += "<tr><th>" + EscapeMarkup(difference.check) + "</th>" +
                     Cell("live", difference.live, difference.patch, difference.isInconclusive) +
                     Cell("patch", difference.patch, difference.live, difference.isInconclusive) + "</tr>";
         }
@@ -105,13 +78,12 @@ std::string RunSummary(const char* title, const std::vector<ItemResult>& results
                                  " of " + std::to_string(results.size()) + " passed</p>\n";
 }
 
-std::string Now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local = {};
-    localtime_r(&now, &local);
-    char text[64] = {};
-    (void)strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S %z", &local);
-    return text;
+std::string RenderIdentity(const Identity& identity) {
+    std::string html;
+    for (const auto& [name, value] : Describe(identity)) {
+        html += std::string("<div><dt>") + name + "</dt><dd>" + EscapeMarkup(QuoteIfUnprintable(value)) + "</dd></div>";
+    }
+    return html;
 }
 
 std::string Total(const char* name, size_t count) {
@@ -139,7 +111,7 @@ std::string FillTemplate(std::string_view text, const std::map<std::string_view,
 
 }  // namespace
 
-std::string RenderHtml(const Results& results) {
+std::string RenderHtml(const Results& results, const Identity& identity) {
     std::string counts;
     std::string totals = Total("checked", results.files.size() + results.apps.size());
     std::string bar;
@@ -157,7 +129,7 @@ std::string RenderHtml(const Results& results) {
     }
     return FillTemplate(PAGE_TEMPLATE,
                         {{"counts", counts},
-                         {"time", Now()},
+                         {"identity", RenderIdentity(identity)},
                          {"totals", totals},
                          {"runs", RunSummary("Native files", results.files) + RunSummary("Apps", results.apps)},
                          {"bar", bar},

@@ -52,4 +52,30 @@ std::string EscapeJson(const std::string& text) {
     return escaped;
 }
 
+std::string EscapeMarkup(const std::string& text) {
+    std::string markup;
+    for (const char character : text) {
+        switch (character) {
+            case '&':
+                markup += "&amp;";
+                break;
+            case '<':
+                markup += "&lt;";
+                break;
+            case '>':
+                markup += "&gt;";
+                break;
+            case '"':
+                markup += "&quot;";
+                break;
+            case '\'':
+                markup += "&#39;";
+                break;
+            default:
+                markup += character;
+        }
+    }
+    return markup;
+}
+
 }  // namespace qfctl

@@ -15,4 +15,7 @@ std::string QuoteIfUnprintable(const std::string& text);
 /// quoted as above first.
 std::string EscapeJson(const std::string& text);
 
+/// The text with the characters escaped that are special in HTML and XML.
+std::string EscapeMarkup(const std::string& text);
+
 }  // namespace qfctl
