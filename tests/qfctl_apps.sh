@@ -44,7 +44,7 @@ mkfifo fifo
 run 3 qfctl verify --app --apps fifo; has "$err" "not a regular file"
 list "$good"
 for option in --report --html; do
-  run 2 qfctl verify --app --apps apps.json $option ./apps.json; has "$err" "must name different files"
+  run 2 qfctl verify --app --apps apps.json $option ./apps.json; has "$err" "two options name the same file"
 done
 list ""
 run 3 qfctl verify --app --apps apps.json; has "$err" "the list of apps is empty"

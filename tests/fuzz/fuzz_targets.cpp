@@ -163,6 +163,7 @@ void EscapeHtml(const std::string& input) {
     Require(Markup(page(input + ".")) == Markup(page("harmless")));
     Require(page(input).find('\0') == std::string::npos);
     Require(cJSON_IsString(Json(cJSON_Parse(('"' + EscapeJson(input) + '"').c_str())).get()) != 0);
+    Require(EscapeXml(input).find_first_of("<>\"'") == std::string::npos && IsPrintable(EscapeXml(input)));
     const std::string quoted = Quote(input);
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
 }

@@ -17,6 +17,7 @@
 #include "input/app_list.h"
 #include "quick_fix_plume_wrapper.h"
 #include "report/identity.h"
+#include "report/junit.h"
 #include "report/page.h"
 #include "report/progress_line.h"
 #include "report/report_object.h"
@@ -48,12 +49,15 @@ struct VerifyOptions {
     bool nativeOnly = false;
     bool appsOnly = false;
     bool usesShell = false;
+    bool failuresOnly = false;
     std::string appsFile;
     std::string reportFile;
     std::string htmlFile;
+    std::string junitFile;
 
     bool RunsNative() const { return !appsOnly; }
     bool RunsApps() const { return !appsFile.empty() && !nativeOnly; }
+    bool NamesSystem() const { return !htmlFile.empty() || !junitFile.empty(); }
 };
 
 struct CheckOutput {
@@ -113,11 +117,14 @@ public:
         }
     }
 
-    bool IsWanted() const { return target_.has_value(); }
-    void Write(const std::string& content) const {
-        if (IsWanted()) {
-            WithContext(DescribeError(), [&] { target_->Write(content); });
-        }
+    /// Writes what `render` returns. Prints a failure and returns its code.
+    template <typename Render>
+    ExitCode Write(Render render) const {
+        return Attempt([&] {
+            if (target_) {
+                WithContext(DescribeError(), [&] { target_->Write(render()); });
+            }
+        });
     }
 
 private:
@@ -128,10 +135,12 @@ private:
 };
 
 struct Reports {
-    explicit Reports(const VerifyOptions& options) : text(options.reportFile), page(options.htmlFile) {}
+    explicit Reports(const VerifyOptions& options)
+        : text(options.reportFile), page(options.htmlFile), junit(options.junitFile) {}
 
     ReportFile text;
     ReportFile page;
+    ReportFile junit;
 };
 
 std::vector<std::string> SortedNames(const std::vector<ItemResult>& results) {
@@ -207,45 +216,77 @@ std::vector<std::string> Prepare(const VerifyOptions& options, const std::vector
     });
 }
 
-ExitCode Run(const VerifyOptions& options, const std::vector<App>& apps, const Reports& reports) {
-    const Clock::time_point start = Clock::now();
+struct Verification {
+    Results results;
+    std::string reportObject;
+};
+
+/// Throws Failure when a run can't be made or trusted.
+Verification RunTrusted(const VerifyOptions& options) {
+    const std::vector<App> apps = options.RunsApps() ? ReadApps(options.appsFile) : std::vector<App>();
     setenv("LC_ALL", "C", 1);  // in others, grep prints "binary file matches" for bytes that are not UTF-8
     const std::vector<std::string> files = Prepare(options, apps);
-    const CheckOutput output =
+    CheckOutput output =
         options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());
-    const Results& results = output.results;
     CheckResults(options, output, files, apps);
-    const std::string text = MakeReportObject(output.fragments, results);
-    // Before the output, which fails when standard output is closed.
-    const ExitCode written = std::max(
-        Attempt([&] { reports.text.Write(text); }),
-        Attempt([&] { reports.page.Write(reports.page.IsWanted() ? RenderHtml(results, ReadIdentity(start)) : ""); }));
+    std::string reportObject = MakeReportObject(output.fragments, output.results);
+    return {std::move(output.results), std::move(reportObject)};
+}
+
+ExitCode CodeOf(const Results& results) {
+    return results.Count(Verdict::INCONCLUSIVE) > 0 ? ExitCode::NOT_CHECKED
+           : results.Count(Verdict::FAILED) > 0     ? ExitCode::FAILED
+                                                    : ExitCode::DONE;
+}
+
+/// Verifies and writes the reports. Leaves the verification in `made` when it could be made and trusted.
+ExitCode VerifyAndReport(const VerifyOptions& options, const Identity& identity, std::optional<Verification>& made) {
+    const Reports reports(options);
+    made = RunTrusted(options);
+    const Results& results = made->results;
+    return std::max({CodeOf(results), reports.text.Write([&] { return made->reportObject; }),
+                     reports.page.Write([&] { return RenderHtml(results, identity); }),
+                     reports.junit.Write([&] { return RenderJunit(results, identity); })});
+}
+
+void Print(const VerifyOptions& options, const Verification& made) {
     if (options.json) {
-        std::cout << text;
+        std::cout << made.reportObject;
     } else {
-        PrintTable(std::cout, results, SupportsColor(STDOUT_FILENO));
+        PrintTable(std::cout, made.results, options.failuresOnly, SupportsColor(STDOUT_FILENO));
     }
-    const ExitCode failed = results.Count(Verdict::FAILED) > 0 ? ExitCode::FAILED : ExitCode::DONE;
-    return std::max({written, failed, Attempt([&results] { CheckConclusive(results.files); })});
+}
+
+/// The path without links; that of a file which doesn't exist may end in names that don't.
+std::filesystem::path Resolve(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
 }
 
 bool IsSameFile(const std::string& one, const std::string& other) {
-    std::error_code error;
-    return !one.empty() && !other.empty() &&
-           std::filesystem::weakly_canonical(one, error) == std::filesystem::weakly_canonical(other, error);
+    return !one.empty() && !other.empty() && Resolve(one) == Resolve(other);
 }
 
-ExitCode Verify(const VerifyOptions& options) {
+void CheckOptions(const VerifyOptions& options) {
     if (options.appsOnly && options.appsFile.empty()) {
         throw Failure(ExitCode::USAGE, "--app needs --apps FILE");
     }
-    if (IsSameFile(options.reportFile, options.htmlFile) || IsSameFile(options.reportFile, options.appsFile) ||
-        IsSameFile(options.htmlFile, options.appsFile)) {
-        throw Failure(ExitCode::USAGE, "--apps, --report and --html must name different files");
+    const std::vector<std::string> files = {options.appsFile, options.reportFile, options.htmlFile, options.junitFile};
+    for (auto file = files.begin(); file != files.end(); ++file) {
+        if (std::any_of(file + 1, files.end(), [file](const std::string& other) { return IsSameFile(*file, other); })) {
+            throw Failure(ExitCode::USAGE, "two options name the same file: " + Quote(*file));
+        }
     }
-    const Reports reports(options);
-    const std::vector<App> apps = options.RunsApps() ? ReadApps(options.appsFile) : std::vector<App>();
-    return Run(options, apps, reports);
+}
+
+ExitCode Verify(const VerifyOptions& options) {
+    CheckOptions(options);
+    const Identity identity = options.NamesSystem() ? ReadIdentity(Clock::now()) : Identity();
+    std::optional<Verification> made;
+    const ExitCode code = VerifyAndReport(options, identity, made);
+    Print(options, *made);
+    (void)Attempt([&made] { CheckConclusive(made->results.files); });
+    return code;
 }
 
 CLI::Option* AddFileOption(CLI::App* command, const char* name, std::string& file, const char* help) {
@@ -264,9 +305,11 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
         "Verify these apps too: {\"apps\": [{\"bundleName\": \"com.example.app\", \"versionCode\": 1000001}]}");
     auto* native = command->add_flag("--native", options->nativeOnly, "Verify the files only");
     command->add_flag("--app", options->appsOnly, "Verify the apps only")->excludes(native);
-    command->add_flag("--json", options->json, "Print the report object instead of the table");
+    auto* json = command->add_flag("--json", options->json, "Print the report object instead of the table");
+    command->add_flag("--failures", options->failuresOnly, "Leave what passed out of the table")->excludes(json);
     AddFileOption(command, "--report", options->reportFile, "Write the report object to a file, whole or not at all");
     AddFileOption(command, "--html", options->htmlFile, "Write the report as a self-contained page, likewise");
+    AddFileOption(command, "--junit", options->junitFile, "Write the report as JUnit XML, likewise");
     command->add_flag("--shell", options->usesShell,
                       "Run the commands of an engine that uses a shell, and refuse names that one would interpret");
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");

@@ -71,8 +71,14 @@ void PrintItem(std::ostream& out, const ItemResult& result, const Widths& widths
     }
 }
 
-void PrintRun(std::ostream& out, const std::vector<ItemResult>& results, const std::string& nameTitle,
-              const std::string& noun, bool hasColor) {
+std::vector<ItemResult> WithoutPassed(std::vector<ItemResult> results) {
+    const auto hasPassed = [](const ItemResult& result) { return result.verdict == Verdict::PASSED; };
+    results.erase(std::remove_if(results.begin(), results.end(), hasPassed), results.end());
+    return results;
+}
+
+void PrintItems(std::ostream& out, const std::vector<ItemResult>& results, const std::string& nameTitle,
+                bool hasColor) {
     if (results.empty()) {
         return;
     }
@@ -82,9 +88,15 @@ void PrintRun(std::ostream& out, const std::vector<ItemResult>& results, const s
     for (const ItemResult& result : results) {
         PrintItem(out, result, widths, hasColor);
     }
+    out << "\n";
+}
+
+void PrintTotals(std::ostream& out, const std::vector<ItemResult>& results, const std::string& noun) {
+    if (results.empty()) {
+        return;
+    }
     const size_t inconclusive = Count(results, Verdict::INCONCLUSIVE);
-    out << "\n"
-        << std::to_string(results.size()) << " " << noun << (results.size() == 1 ? ": " : "s: ")
+    out << std::to_string(results.size()) << " " << noun << (results.size() == 1 ? ": " : "s: ")
         << std::to_string(Count(results, Verdict::PASSED)) << " passed, "
         << std::to_string(Count(results, Verdict::FAILED)) << " failed"
         << (inconclusive > 0 ? ", " + std::to_string(inconclusive) + " inconclusive" : "") << "\n";
@@ -92,22 +104,28 @@ void PrintRun(std::ostream& out, const std::vector<ItemResult>& results, const s
 
 }  // namespace
 
-std::string ShownValue(const Difference& difference, const std::string& value) {
+std::string WholeValue(const Difference& difference, const std::string& value) {
     if (value.empty()) {
         return difference.isInconclusive ? "(unreadable)" : "(none)";
-    }
-    if (difference.check == "SHA256" && value.size() > SHORT_DIGEST_LENGTH) {
-        return value.substr(0, SHORT_DIGEST_LENGTH) + "...";
     }
     return QuoteIfUnprintable(value);
 }
 
-void PrintTable(std::ostream& out, const Results& results, bool hasColor) {
-    PrintRun(out, results.files, "LIVE PATH", "file", hasColor);
+std::string ShownValue(const Difference& difference, const std::string& value) {
+    if (difference.check == "SHA256" && value.size() > SHORT_DIGEST_LENGTH) {
+        return value.substr(0, SHORT_DIGEST_LENGTH) + "...";
+    }
+    return WholeValue(difference, value);
+}
+
+void PrintTable(std::ostream& out, const Results& results, bool failuresOnly, bool hasColor) {
+    PrintItems(out, failuresOnly ? WithoutPassed(results.files) : results.files, "LIVE PATH", hasColor);
+    PrintTotals(out, results.files, "file");
     if (!results.files.empty() && !results.apps.empty()) {
         out << "\n";
     }
-    PrintRun(out, results.apps, "BUNDLE", "app", hasColor);
+    PrintItems(out, failuresOnly ? WithoutPassed(results.apps) : results.apps, "BUNDLE", hasColor);
+    PrintTotals(out, results.apps, "app");
 }
 
 }  // namespace qfctl

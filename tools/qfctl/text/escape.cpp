@@ -78,4 +78,13 @@ std::string EscapeMarkup(const std::string& text) {
     return markup;
 }
 
+std::string EscapeXml(const std::string& text) {
+    for (const char* noncharacter : {"\xef\xbf\xbe", "\xef\xbf\xbf"}) {  // U+FFFE and U+FFFF
+        if (text.find(noncharacter) != std::string::npos) {
+            return EscapeMarkup(Quote(text));
+        }
+    }
+    return EscapeMarkup(QuoteIfUnprintable(text));
+}
+
 }  // namespace qfctl

@@ -18,4 +18,8 @@ std::string EscapeJson(const std::string& text);
 /// The text with the characters escaped that are special in HTML and XML.
 std::string EscapeMarkup(const std::string& text);
 
+/// The text as it stands in XML, where an attribute can hold it too. A text that `QuoteIfUnprintable` would quote, or that
+/// XML 1.0 can't hold, is quoted first.
+std::string EscapeXml(const std::string& text);
+
 }  // namespace qfctl
