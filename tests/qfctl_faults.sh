@@ -68,6 +68,12 @@ left() {
   [[ $(<report) == '{"Native": '*'"total": "2"'*'"}}' ]] || { (($1 > 1)) && [[ $(<report) == former ]]; }
 }
 sweep 0 verify --report report
+# Metrics never say of a run what its exit code doesn't.
+left() {
+  [[ $(ls /tmp/files) == $'report\nstatus' ]] || return 1
+  [[ $(<report) == *"exit_code $1"$'\n'*'passed"} 2' ]] || (($1 > 1))
+}
+sweep 0 verify --metrics report
 
 # The status file is written by the library, which empties it first: qfctl says so when it stayed that way.
 left() { (($1 != 0)) || [[ $(<status) == $'PatchVersion=2\nStatus=init\nErrorCode=3,' ]]; }

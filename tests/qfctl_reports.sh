@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# The report of qfctl verify for other programs, JUnit XML, through a reader of its users.
+# The reports of qfctl verify for other programs: JUnit XML, through a reader of its users, and metrics.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 PATH="$PROJECT/scripts/stand-in:$PATH"
 export QUICKFIX_PARAMETERS=/tmp/parameters TZ=Asia/Tokyo
 put $QUICKFIX_PARAMETERS 'const.comp.kt.product_base_version.real=5.1 "<&\'
+put status $'PatchVersion=1"\\\nStatus=failed\nErrorCode=7,3,7,\n'
 put apps.json '{"apps": [{"bundleName": "com.a", "versionCode": 2}, {"bundleName": "com.b", "versionCode": 2}]}'
 dump com.a 2 teklo.app.quickfix
 dump com.b 1 teklo.app.quickfix
@@ -64,10 +65,51 @@ else
   skip "python3-junitparser is missing"
 fi
 
+# metrics: the samples of the last run in out/metrics, without time and duration, which are looked at here.
+metrics() {
+  local now began
+  now=$(date +%s) began=$(sed -n 's/^quickfix_verify_last_run_timestamp_seconds //p' out/metrics)
+  ((now - began >= 0 && now - began < 60)) || fail "began at $began, now $now"
+  grep -Eqx 'quickfix_verify_duration_seconds [0-9]+\.[0-9]{6}' out/metrics || fail "no duration"
+  out=$(grep -Ev '^#|_info|_seconds' out/metrics | sed 's/quickfix_verify_//')
+}
+
 chmod 644 /secret
+run 1 qfctl verify --apps apps.json --metrics out/metrics --status-file status
+has "$(<out/metrics)" 'base_version="5.1 \"<&\\",stage='
+has "$(<out/metrics)" 'quickfix_verify_patch_info{patch_version="1\"\\",status="failed"} 1'
+metrics
+is "$out" 'exit_code 1
+items{run="native",verdict="failed"} 3
+items{run="native",verdict="inconclusive"} 0
+items{run="native",verdict="passed"} 2
+items{run="app",verdict="failed"} 1
+items{run="app",verdict="inconclusive"} 0
+items{run="app",verdict="passed"} 1
+patch_error_codes 2
+patch_error_code{code="3"} 1
+patch_error_code{code="7"} 1'
+
+# What can't be verified, or reported, is counted nowhere, and its exit code is there.
+put broken.json '{}'
+put other $'NAME=x\n'
+cp out/metrics former
+for case in '2 verify --apps broken.json' '3 verify --report /nowhere/report' '3 verify --shell'; do
+  cp former out/metrics
+  run ${case%% *} qfctl ${case#* } --metrics out/metrics
+  metrics
+  is "$out" "exit_code ${case%% *}"
+done
+for file in absent other; do
+  run 3 qfctl verify --native --metrics out/metrics --status-file $file; has "$err" "\"$file\""
+  metrics
+  is "${out%%failed*}" $'exit_code 3\nitems{run="native",verdict="'
+done
+run 3 qfctl verify --metrics /nowhere/metrics; is "$out" ""
 put former.xml former
 run 3 qfctl verify --shell --junit former.xml; is "$(<former.xml)" former
-run 2 qfctl verify --html page --junit ./page; has "$err" 'the same file: "page"'
+run 2 qfctl verify --status-file status; has "$err" "--metrics"
+run 2 qfctl verify --metrics status --status-file ./status; has "$err" 'the same file: "status"'
 
 # Only the table leaves out what passed.
 run 1 qfctl verify --apps apps.json --failures --html page; [[ $out != *pass\ * ]] || fail "shows what passed"

@@ -44,25 +44,21 @@ bool IsSame(const QuickFixStatus& one, const QuickFixStatus& other) {
 }
 
 ExitCode Show(const StatusOptions& options) {
-    // A file that others may not change meanwhile can be shown without a lock.
-    const FolderLock lock(options.file, LOCK_SH);
-    const auto found = WithContext("the status file " + Quote(options.file) + " can't be read: ",
-                                   [&options] { return InspectStatusFile(options.file); });
-    if (!found) {
-        throw Failure(ExitCode::FAILED, "there is no status file " + Quote(options.file));
-    }
-    const QuickFixStatus& status = found->values;
+    const QuickFixStatus status = ReadStatusFile(options.file).values;
     if (!options.json) {
         std::cout << "version      " << QuoteIfUnprintable(status.version) << "\n"
                   << "status       " << QuoteIfUnprintable(status.status) << "\n"
                   << "error codes  " << QuoteIfUnprintable(status.errorCode) << "\n";
     }
-    Json codes = ParseErrorCodes(status.errorCode);
+    const std::vector<int32_t> codes = ParseErrorCodes(status.errorCode);
     if (options.json) {
         const Json object(cJSON_CreateObject());
         AddText(object, "version", status.version);
         AddText(object, "status", status.status);
-        cJSON_AddItemToObject(object.get(), "errorCodes", codes.release());
+        cJSON* list = cJSON_AddArrayToObject(object.get(), "errorCodes");
+        for (const int32_t code : codes) {
+            cJSON_AddItemToArray(list, cJSON_CreateNumber(code));
+        }
         std::cout << ToText(object);
     }
     return ExitCode::DONE;

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -15,9 +16,11 @@
 #include "commands/commands.h"
 #include "failure.h"
 #include "input/app_list.h"
+#include "input/status_file.h"
 #include "quick_fix_plume_wrapper.h"
 #include "report/identity.h"
 #include "report/junit.h"
+#include "report/metrics.h"
 #include "report/page.h"
 #include "report/progress_line.h"
 #include "report/report_object.h"
@@ -54,10 +57,12 @@ struct VerifyOptions {
     std::string reportFile;
     std::string htmlFile;
     std::string junitFile;
+    std::string metricsFile;
+    std::string statusFile;
 
     bool RunsNative() const { return !appsOnly; }
     bool RunsApps() const { return !appsFile.empty() && !nativeOnly; }
-    bool NamesSystem() const { return !htmlFile.empty() || !junitFile.empty(); }
+    bool NamesSystem() const { return !htmlFile.empty() || !junitFile.empty() || !metricsFile.empty(); }
 };
 
 struct CheckOutput {
@@ -249,6 +254,22 @@ ExitCode VerifyAndReport(const VerifyOptions& options, const Identity& identity,
                      reports.junit.Write([&] { return RenderJunit(results, identity); })});
 }
 
+PatchStatus ReadPatchStatus(const std::string& path) {
+    const StatusFile file = ReadStatusFile(path);
+    if (!file.formatMismatch.empty()) {
+        throw Failure(ExitCode::NOT_CHECKED, Quote(path) + " is not a status file: " + file.formatMismatch);
+    }
+    const std::vector<int32_t> codes = ParseErrorCodes(file.values.errorCode);
+    return {file.values.version, file.values.status, {codes.begin(), codes.end()}};
+}
+
+/// Reads the status file into the metrics. Prints a failure and returns NOT_CHECKED.
+ExitCode AddStatus(const VerifyOptions& options, Metrics& metrics) {
+    const bool isRead = options.statusFile.empty() ||
+                        Attempt([&] { metrics.status = ReadPatchStatus(options.statusFile); }) == ExitCode::DONE;
+    return isRead ? ExitCode::DONE : ExitCode::NOT_CHECKED;
+}
+
 void Print(const VerifyOptions& options, const Verification& made) {
     if (options.json) {
         std::cout << made.reportObject;
@@ -271,7 +292,8 @@ void CheckOptions(const VerifyOptions& options) {
     if (options.appsOnly && options.appsFile.empty()) {
         throw Failure(ExitCode::USAGE, "--app needs --apps FILE");
     }
-    const std::vector<std::string> files = {options.appsFile, options.reportFile, options.htmlFile, options.junitFile};
+    const std::vector<std::string> files = {options.appsFile,  options.reportFile,  options.htmlFile,
+                                            options.junitFile, options.metricsFile, options.statusFile};
     for (auto file = files.begin(); file != files.end(); ++file) {
         if (std::any_of(file + 1, files.end(), [file](const std::string& other) { return IsSameFile(*file, other); })) {
             throw Failure(ExitCode::USAGE, "two options name the same file: " + Quote(*file));
@@ -281,12 +303,22 @@ void CheckOptions(const VerifyOptions& options) {
 
 ExitCode Verify(const VerifyOptions& options) {
     CheckOptions(options);
-    const Identity identity = options.NamesSystem() ? ReadIdentity(Clock::now()) : Identity();
+    const ReportFile metricsFile(options.metricsFile);
+    const auto start = std::chrono::steady_clock::now();
+    Metrics metrics;
+    metrics.identity = options.NamesSystem() ? ReadIdentity(Clock::now()) : Identity();
     std::optional<Verification> made;
-    const ExitCode code = VerifyAndReport(options, identity, made);
-    Print(options, *made);
-    (void)Attempt([&made] { CheckConclusive(made->results.files); });
-    return code;
+    metrics.exitCode = Attempt([&] { return VerifyAndReport(options, metrics.identity, made); });
+    metrics.exitCode = std::max(metrics.exitCode, AddStatus(options, metrics));
+    metrics.duration = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+    metrics.results = made ? &made->results : nullptr;
+    // Before the output, which fails when standard output is closed.
+    const ExitCode written = metricsFile.Write([&metrics] { return RenderMetrics(metrics); });
+    if (made) {
+        Print(options, *made);
+        (void)Attempt([&made] { CheckConclusive(made->results.files); });
+    }
+    return std::max(metrics.exitCode, written);
 }
 
 CLI::Option* AddFileOption(CLI::App* command, const char* name, std::string& file, const char* help) {
@@ -310,6 +342,10 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
     AddFileOption(command, "--report", options->reportFile, "Write the report object to a file, whole or not at all");
     AddFileOption(command, "--html", options->htmlFile, "Write the report as a self-contained page, likewise");
     AddFileOption(command, "--junit", options->junitFile, "Write the report as JUnit XML, likewise");
+    auto* metrics = AddFileOption(command, "--metrics", options->metricsFile,
+                                  "Write metrics for Prometheus to a file, also when nothing could be verified");
+    AddFileOption(command, "--status-file", options->statusFile, "Add what this status file says to the metrics")
+        ->needs(metrics);
     command->add_flag("--shell", options->usesShell,
                       "Run the commands of an engine that uses a shell, and refuse names that one would interpret");
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");

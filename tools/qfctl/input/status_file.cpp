@@ -1,5 +1,6 @@
 #include "input/status_file.h"
 
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -8,8 +9,10 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "failure.h"
+#include "system/folder_lock.h"
 #include "text/escape.h"
 
 namespace qfctl {
@@ -90,6 +93,17 @@ std::optional<StatusFile> InspectStatusFile(const std::string& path) {
     return found;
 }
 
+StatusFile ReadStatusFile(const std::string& path) {
+    // A file that others may not change meanwhile can be read without a lock.
+    const FolderLock lock(path, LOCK_SH);
+    auto found =
+        WithContext("the status file " + Quote(path) + " can't be read: ", [&path] { return InspectStatusFile(path); });
+    if (!found) {
+        throw Failure(ExitCode::FAILED, "there is no status file " + Quote(path));
+    }
+    return *std::move(found);
+}
+
 void CheckStatusFits(const QuickFixStatus& status, const std::string& key) {
     if (key.find_first_of("=\n") != std::string::npos) {
         throw Failure(ExitCode::USAGE, "the key holds '=' or a line feed");
@@ -105,17 +119,17 @@ std::optional<int32_t> ParseErrorCode(const std::string& text) {
     return error == std::errc() && end == text.data() + text.size() ? std::optional<int32_t>(code) : std::nullopt;
 }
 
-Json ParseErrorCodes(const std::string& text) {
-    Json list(cJSON_CreateArray());
+std::vector<int32_t> ParseErrorCodes(const std::string& text) {
+    std::vector<int32_t> codes;
     std::istringstream pieces(text);
     for (std::string piece; std::getline(pieces, piece, ',');) {
         const auto code = ParseErrorCode(piece);
         if (!code) {
             throw Failure(ExitCode::NOT_CHECKED, "the error codes are no list of numbers: " + Quote(text));
         }
-        cJSON_AddItemToArray(list.get(), cJSON_CreateNumber(*code));
+        codes.push_back(*code);
     }
-    return list;
+    return codes;
 }
 
 }  // namespace qfctl

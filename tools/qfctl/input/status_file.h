@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "quick_fix_status_record.h"
-#include "text/json_text.h"
 
 namespace qfctl {
 
@@ -20,14 +20,17 @@ struct StatusFile {
 /// Nothing when there is no such file. Throws Failure when its values can't be read whole.
 std::optional<StatusFile> InspectStatusFile(const std::string& path);
 
+/// Reads a status file while no other qfctl changes it. Throws Failure when there is none, or its values can't be read whole.
+StatusFile ReadStatusFile(const std::string& path);
+
 /// Throws Failure when a status file can't hold these values under this key.
 void CheckStatusFits(const TEKLO::QuickFixEngine::QuickFixStatus& status, const std::string& key);
 
 /// A decimal number of 32 bits.
 std::optional<int32_t> ParseErrorCode(const std::string& text);
 
-/// The error codes of a status file, decimal numbers of 32 bits with a comma after each, as a JSON list. Throws Failure
-/// when they are something else.
-Json ParseErrorCodes(const std::string& text);
+/// The error codes of a status file, decimal numbers of 32 bits with a comma after each. Throws Failure when they are
+/// something else.
+std::vector<int32_t> ParseErrorCodes(const std::string& text);
 
 }  // namespace qfctl
