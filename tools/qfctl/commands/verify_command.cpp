@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,36 +13,20 @@
 #include "commands/command.h"
 #include "commands/commands.h"
 #include "failure.h"
-#include "input/app_list.h"
 #include "input/status_file.h"
-#include "quick_fix_plume_wrapper.h"
 #include "report/identity.h"
 #include "report/junit.h"
 #include "report/metrics.h"
 #include "report/page.h"
-#include "report/progress_line.h"
-#include "report/report_object.h"
 #include "report/results.h"
 #include "report/table.h"
 #include "system/atomic_file.h"
-#include "system/scoped_stderr_to_null.h"
 #include "system/terminal.h"
-#include "test_manager.h"
 #include "text/escape.h"
-#include "verification/app_verdicts.h"
-#include "verification/file_verdicts.h"
-#include "verification/overlay_scan.h"
-#include "verification/preconditions.h"
-#include "verification/read_watchdog.h"
+#include "verification/verification.h"
 
 namespace qfctl {
 namespace {
-
-using TEKLO::QuickFixEngine::Inspection;
-using TEKLO::QuickFixEngine::PATCH_OVERLAY_PATH;
-using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
-using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
-using TEKLO::QuickFixEngine::TestManager;
 
 struct VerifyOptions {
     bool json = false;
@@ -60,58 +42,9 @@ struct VerifyOptions {
     std::string metricsFile;
     std::string statusFile;
 
-    bool RunsNative() const { return !appsOnly; }
-    bool RunsApps() const { return !appsFile.empty() && !nativeOnly; }
+    VerificationOptions GetVerification() const { return {!appsOnly, nativeOnly ? "" : appsFile, usesShell, verbose}; }
     bool NamesSystem() const { return !htmlFile.empty() || !junitFile.empty() || !metricsFile.empty(); }
 };
-
-struct CheckOutput {
-    std::string fragments;  // of the chosen runs, joined
-    Results results;
-    uint64_t inconclusive = 0;
-};
-
-CheckOutput RunChecks(const VerifyOptions& options, const std::vector<App>& apps, ProgressLine& progress) {
-    std::optional<ReadWatchdog> watchdog;
-    if (options.usesShell) {
-        watchdog.emplace();
-    }
-    TestManager manager;
-    manager.SetInspection(options.usesShell ? Inspection::SHELL : Inspection::DIRECT);
-    CheckOutput output;
-    std::vector<ItemResult>* results = &output.results.files;
-    manager.SetItemListener([&progress, &results](const ItemResult& result) {
-        results->push_back(result);
-        progress.Count(result.item);
-    });
-    if (options.RunsNative()) {
-        output.fragments = manager.CheckNativePatch();
-        output.inconclusive = manager.GetInconclusiveCount();
-    }
-    if (!options.RunsApps()) {
-        return output;
-    }
-    results = &output.results.apps;
-    manager.CheckAppPatchInit();
-    for (const App& app : apps) {
-        manager.CheckAppPatch(app.bundleName, app.versionCode);
-    }
-    output.fragments += (output.fragments.empty() ? "" : ",") + manager.CheckAppPatchEnd();
-    return output;
-}
-
-CheckOutput RunQuietly(const VerifyOptions& options, const std::vector<App>& apps, size_t total) {
-    ProgressLine progress(total);
-    const ScopedStderrToNull quiet;
-    return RunChecks(options, apps, progress);
-}
-
-CheckOutput RunVerbosely(const VerifyOptions& options, const std::vector<App>& apps) {
-    setenv("QUICKFIX_LOG", "stderr", 1);
-    QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::DEBUG;
-    ProgressLine none;
-    return RunChecks(options, apps, none);
-}
 
 /// The file of a report, if one was requested. Throws Failure when it can't be written.
 class ReportFile {
@@ -148,96 +81,6 @@ struct Reports {
     ReportFile junit;
 };
 
-std::vector<std::string> SortedNames(const std::vector<ItemResult>& results) {
-    std::vector<std::string> names;
-    std::transform(results.begin(), results.end(), std::back_inserter(names),
-                   [](const ItemResult& result) { return result.item; });
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-/// Throws Failure when the results of a run can't be trusted.
-void CheckResults(const VerifyOptions& options, const CheckOutput& output, std::vector<std::string> scanned,
-                  const std::vector<App>& apps) {
-    std::sort(scanned.begin(), scanned.end());
-    if (SortedNames(output.results.files) != scanned) {
-        throw Failure(ExitCode::NOT_CHECKED,
-                      "the overlay changed while it was verified, or its file system doesn't tell files from folders");
-    }
-    const ScopedStderrToNull quiet;
-    if (options.usesShell) {
-        CheckFileVerdicts(output.results.files, PATCH_OVERLAY_PATH);
-    }
-    if (!apps.empty()) {
-        CheckAppVerdicts(output.results.apps, apps);
-    }
-    if (options.usesShell && output.inconclusive > 0) {
-        throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons (value unreadable in both files): " +
-                                                 std::to_string(output.inconclusive));
-    }
-}
-
-/// What keeps the two files from being compared.
-std::vector<std::string> FindReadErrors(const std::string& file) {
-    std::vector<std::string> errors;
-    for (const std::string& side : {file, PATCH_OVERLAY_PATH + file}) {
-        try {
-            CheckReadable(side);
-        } catch (const Failure& failure) {
-            errors.emplace_back(failure.what());
-        }
-    }
-    if (errors.empty()) {
-        errors.push_back(Quote(file) + " or its patch file could not be read");
-    }
-    return errors;
-}
-
-/// Throws Failure when there are inconclusive items.
-void CheckConclusive(const std::vector<ItemResult>& files) {
-    std::vector<std::string> messages;
-    for (const ItemResult& result : files) {
-        if (result.verdict == Verdict::INCONCLUSIVE) {
-            const std::vector<std::string> errors = FindReadErrors(result.item);
-            messages.insert(messages.end(), errors.begin(), errors.end());
-        }
-    }
-    if (!messages.empty()) {
-        throw Failure(ExitCode::NOT_CHECKED, std::move(messages));
-    }
-}
-
-/// Lists the files that are verified. Throws Failure when the runs can't be made.
-std::vector<std::string> Prepare(const VerifyOptions& options, const std::vector<App>& apps) {
-    return WithContext("nothing was verified: ", [&] {
-        std::vector<std::string> files;
-        if (options.RunsNative()) {
-            files = PrepareFileRun(PATCH_OVERLAY_PATH, options.usesShell);
-        }
-        if (options.RunsApps()) {
-            CheckAppPreconditions(apps);
-        }
-        return files;
-    });
-}
-
-struct Verification {
-    Results results;
-    std::string reportObject;
-};
-
-/// Throws Failure when a run can't be made or trusted.
-Verification RunTrusted(const VerifyOptions& options) {
-    const std::vector<App> apps = options.RunsApps() ? ReadApps(options.appsFile) : std::vector<App>();
-    setenv("LC_ALL", "C", 1);  // in others, grep prints "binary file matches" for bytes that are not UTF-8
-    const std::vector<std::string> files = Prepare(options, apps);
-    CheckOutput output =
-        options.verbose ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());
-    CheckResults(options, output, files, apps);
-    std::string reportObject = MakeReportObject(output.fragments, output.results);
-    return {std::move(output.results), std::move(reportObject)};
-}
-
 ExitCode CodeOf(const Results& results) {
     return results.Count(Verdict::INCONCLUSIVE) > 0 ? ExitCode::NOT_CHECKED
            : results.Count(Verdict::FAILED) > 0     ? ExitCode::FAILED
@@ -247,7 +90,7 @@ ExitCode CodeOf(const Results& results) {
 /// Verifies and writes the reports. Leaves the verification in `made` when it could be made and trusted.
 ExitCode VerifyAndReport(const VerifyOptions& options, const Identity& identity, std::optional<Verification>& made) {
     const Reports reports(options);
-    made = RunTrusted(options);
+    made = Verify(options.GetVerification());
     const Results& results = made->results;
     return std::max({CodeOf(results), reports.text.Write([&] { return made->reportObject; }),
                      reports.page.Write([&] { return RenderHtml(results, identity); }),
@@ -301,7 +144,7 @@ void CheckOptions(const VerifyOptions& options) {
     }
 }
 
-ExitCode Verify(const VerifyOptions& options) {
+ExitCode RunVerify(const VerifyOptions& options) {
     CheckOptions(options);
     const ReportFile metricsFile(options.metricsFile);
     const auto start = std::chrono::steady_clock::now();
@@ -331,7 +174,7 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<VerifyOptions>();
     CLI::App* command =
         AddCommand(app, result, options, "verify",
-                   "Verify that every file below /patch_qv/overlay is in place, and that apps are patched", Verify);
+                   "Verify that every file below /patch_qv/overlay is in place, and that apps are patched", RunVerify);
     AddFileOption(
         command, "--apps", options->appsFile,
         "Verify these apps too: {\"apps\": [{\"bundleName\": \"com.example.app\", \"versionCode\": 1000001}]}");
