@@ -7,33 +7,33 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// The engine defines the enumerators; here they are 32-bit numbers.
+/// A 32-bit number. The engine defines the enumerators.
 enum class ErrorCode : int32_t;
 
-/// Collects error codes in the order in which they came. Its text form, the one of the status file, is each code in
-/// decimal followed by a comma, the last one too:
+/// A list of error codes. The status file holds its text form, each code in decimal followed by a comma:
 ///
 ///     {}        ""
 ///     {101, 7}  "101,7,"
 ///
-/// Writes no record. Threads: one at a time may use an object.
+/// No function logs anything. Threads: one thread at a time may use an object.
 class [[gnu::visibility("default")]] ErrorCodeWrapper {
 public:
-    /// Appends `code` unless the list holds it already.
+    /// Appends `code` unless the list already holds it.
     void AddErrorCode(ErrorCode code);
 
-    /// Appends every number of a text form, also one that the list holds already. Blanks and a sign may stand in front of
-    /// a number; what follows it up to the comma is passed over.
+    /// Appends the numbers of a text form to the list, duplicates included. Ignores empty pieces, white space and a
+    /// "+" before a number, and anything between a number and the next comma.
     ///
-    /// Throws std::invalid_argument for a piece that doesn't begin with a number and std::out_of_range for a number of
-    /// more than 32 bits; the numbers in front of it are in the list then. Texts from files need a handler for both.
+    /// Throws std::invalid_argument for a piece that doesn't start with a number, std::out_of_range for a number that
+    /// doesn't fit in 32 bits. The numbers before that piece stay in the list. Catch both when the text comes from a
+    /// file.
     ///
     ///     ",,1,2,"  {1, 2}
     ///     "5,5"     {5, 5}
     ///     " 7,x"    {7}, then std::invalid_argument
     void ConvertErrCode(std::string text);
 
-    /// The text form. `ConvertErrCode` of it gives the same list.
+    /// Returns the text form, which is empty for an empty list.
     std::string GetErrorCode();
 
     void ClearErrorCode();

@@ -1,4 +1,4 @@
-/// Waits for the platform's broadcasts.
+/// Waits for broadcasts of the platform.
 #pragma once
 
 #include <cstdint>
@@ -18,16 +18,16 @@ enum class CommonEventId : int32_t {
 };
 
 enum class ListenerRes : int32_t {
-    INIT = 0,     // not seen since the subscription, or not subscribed
-    SUCCESS = 1,  // arrived
+    INIT = 0,     // has not arrived since the subscription, or is not subscribed
+    SUCCESS = 1,  // has arrived
 };
 
-/// The events that can be waited for, and the platform's texts for them; each map is the other's inverse. Ready before
-/// ordinary static initialisers, read-only.
+/// The known events and the platform's actions for them. Each map is the inverse of the other. Both are initialised
+/// before ordinary static objects.
 [[gnu::visibility("default")]] extern const std::map<CommonEventId, std::string> g_eventIdToActionMap;
 [[gnu::visibility("default")]] extern const std::map<std::string, CommonEventId> g_actionToEventIdMap;
 
-/// Subscribe first, then start what causes the broadcast, then wait for it:
+/// Subscribe first, then start what causes the broadcast, then wait:
 ///
 ///     EventManager manager;
 ///     manager.SubscribeEvent(CommonEventId::BUNDLE_SCAN_FINISHED);
@@ -40,74 +40,83 @@ enum class ListenerRes : int32_t {
 ///     }
 ///     return false;
 ///
-/// The result of `CheckEventListenRes`, which waits by itself, doesn't say whether the event arrived.
+/// Records go to the platform log and the file log. No function throws anything but std::bad_alloc.
 ///
-/// Subscribers point at the manager, so it stays where it is; it can't be copied.
+/// Threads: use a manager from one thread. The platform calls `OnReceiveEvent` on its own event thread. There is no
+/// lock.
 ///
-/// Records go to the platform log and the file log. Nothing throws but the standard library when memory runs out.
+/// - Allowed at any time: `GetEventListenerRes`, and unsubscribing an event while that same event is being delivered.
+///   The unsubscription waits until the delivery has ended.
+/// - Not allowed: subscribing or unsubscribing one event while the other is being delivered. The destructor and a
+///   successful `CheckEventListenRes` unsubscribe too. If both events may arrive at the same time, use one manager per
+///   event.
 ///
-/// Threads: one thread calls everything but `OnReceiveEvent`, which the platform calls on its event thread. There is no
-/// lock and nothing is atomic; the order of the calls makes it safe. What both threads share, by design, is the result of
-/// a subscribed event: its entry exists before the platform can deliver, from then on the event thread only overwrites
-/// the 32 bits that `GetEventListenerRes` reads. Outside of that is to subscribe one event, or to unsubscribe it (also
-/// by a successful `CheckEventListenRes` and by destruction), while this manager's other event is being delivered: wait
-/// for events that may come at the same time with a manager each. The event itself may be on its way, since the Linux
-/// port ends an unsubscription only when no delivery to it is running.
+/// After a fork the child gets no events. See platform/common_event.h.
 class [[gnu::visibility("default")]] EventManager : public IEventReceiver {
 public:
-    /// Records "EventManager::EventManager" at info level.
+    /// Logs "EventManager::EventManager" at info level.
     EventManager();
 
-    /// Records "EventManager::~EventManager" at info level and unsubscribes both events.
+    /// Logs "EventManager::~EventManager" at info level and unsubscribes both events.
     ~EventManager() override;
 
+    // Subscribers hold a pointer to the manager.
     EventManager(const EventManager&) = delete;
     EventManager& operator=(const EventManager&) = delete;
 
-    /// Subscribes the event; its result is then `INIT`. The platform is asked up to 10 times, with 1000 ms behind each
-    /// refusal, the last one too, so the call may block for 10 s and more. That all were refused is told by
-    /// `CheckEventListenRes` only.
+    /// Subscribes the event and sets its result to `INIT`. If the event is already subscribed, the result stays.
     ///
-    /// Records at info level "SubscribeEvent action %{public}s", then "SubscribeEvent event %{public}s success", or for
-    /// each refusal "SubscribeEvent event %{public}s failure, will retry after %{public}d milliseconds"; at error level
-    /// "SubscribeEvent commonEventId %{public}d had been subscribed", which leaves the result as it is, "SubscribeEvent
-    /// action is empty" for an event that isn't known, and "commonEventSubscriber is null".
+    /// Tries up to 10 times and waits 1000 ms after every refusal, including the last. The call can therefore block
+    /// for more than 10 s. To learn whether it succeeded, call `CheckEventListenRes(eventId, 0)`, which returns false
+    /// if not.
+    ///
+    /// Logs at info level "SubscribeEvent action %{public}s", then "SubscribeEvent event %{public}s success". Each
+    /// refusal logs "SubscribeEvent event %{public}s failure, will retry after %{public}d milliseconds" at info level.
+    /// At error level it logs:
+    ///
+    ///     "SubscribeEvent commonEventId %{public}d had been subscribed"   the event is already subscribed
+    ///     "SubscribeEvent action is empty"                                the event is unknown
+    ///     "commonEventSubscriber is null"                                 there is no subscriber object
     void SubscribeEvent(CommonEventId eventId);
 
-    /// Ends the subscription, whatever the platform says to it, and forgets the result.
+    /// Ends the subscription even if the platform reports a failure. The result becomes `INIT`.
     ///
-    /// Records at info level "UnsubscribeEvent event %{public}d", and when there was a subscription "UnsubscribeEvent
-    /// event result %{public}d", 1 or 0.
+    /// Logs "UnsubscribeEvent event %{public}d" at info level. If the event was subscribed, then logs
+    /// "UnsubscribeEvent event result %{public}d" with 1 for success and 0 for failure.
     void UnsubscribeEvent(CommonEventId eventId);
 
-    /// Marks the event as arrived, also when it isn't subscribed.
+    /// Marks the event as arrived. The result of an event that is not subscribed stays `INIT`.
     ///
-    /// Records at info level "OnReceiveEvent get action: %{public}s", then "COMMON_EVENT_BUNDLE_SCAN_FINISHED success" or
-    /// "COMMON_EVENT_USER_ADDED success"; at error level "OnReceiveEvent failed, empty action" when the action is not
-    /// known or empty.
+    /// Logs at info level "OnReceiveEvent get action: %{public}s", then "COMMON_EVENT_BUNDLE_SCAN_FINISHED success" or
+    /// "COMMON_EVENT_USER_ADDED success". If the action is unknown or empty, logs
+    /// "OnReceiveEvent failed, empty action" at error level.
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override;
 
-    /// `INIT` also when the event isn't subscribed.
+    /// Returns at once whether the event has arrived. For an event that is not subscribed, returns `INIT`.
     ListenerRes GetEventListenerRes(CommonEventId eventId);
 
-    /// Looks up to `times` times whether the event arrived, with 100 ms behind each look that finds nothing, the last one
-    /// too. When it did, unsubscribes it.
+    /// Checks up to `times` times whether the event has arrived, and waits 100 ms after every check that fails,
+    /// including the last. Unsubscribes the event when it has arrived.
     ///
-    /// Returns whether the event was subscribed, not whether it arrived: a timeout, with the subscription left in place,
-    /// gives true as well. Who needs to know polls `GetEventListenerRes` instead.
+    /// Returns whether the event was subscribed, not whether it arrived: after a timeout it returns true too, and the
+    /// event stays subscribed. To learn whether the event arrived, poll `GetEventListenerRes`. If `times` is 0 or
+    /// negative, returns at once without a check.
     ///
-    /// Records at info level "Successful event listening, count %{public}d", or "CheckEventListenRes end, eventId
-    /// %{public}d" when the looks are used up; at error level "eventId %{public}d not SubscribeEvent".
+    /// Logs at info level "Successful event listening, count %{public}d", or after a timeout
+    /// "CheckEventListenRes end, eventId %{public}d". If the event is not subscribed, logs
+    /// "eventId %{public}d not SubscribeEvent" at error level.
     bool CheckEventListenRes(CommonEventId eventId, int times);
 
-    /// The platform's text, or an empty one and "GetAction unknown event %{public}d" at info level.
+    /// Returns the platform's action for the event. For an unknown event, returns "" and logs
+    /// "GetAction unknown event %{public}d" at info level.
     std::string GetAction(CommonEventId eventId);
 
-    /// The event, or `UNKNOWN` and "GetEventId unknown action %{public}s" at info level.
+    /// Returns the event for an action. For an unknown action, returns `UNKNOWN` and logs
+    /// "GetEventId unknown action %{public}s" at info level.
     CommonEventId GetEventId(const std::string& action);
 
-    /// A subscriber for one action that forwards to this manager; the caller subscribes it, and unsubscribes it before
-    /// the manager ends.
+    /// Returns a subscriber for one action that forwards to this manager, never null. The caller subscribes it, and
+    /// must unsubscribe it before the manager is destroyed.
     std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber> CreateEventSubscriber(const std::string& action);
 
 private:

@@ -1,4 +1,4 @@
-/// Forwards the platform's broadcasts to a receiver.
+/// Forwards broadcasts of the platform to a receiver.
 #pragma once
 
 #include "i_event_receiver.h"
@@ -6,21 +6,21 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// Made with std::make_shared and handed to `CommonEventManager::SubscribeCommonEvent`; the platform shares it until it
-/// is unsubscribed. The receiver is not owned and must outlive the subscription.
+/// Create it with std::make_shared and pass it to `CommonEventManager::SubscribeCommonEvent`. The platform shares
+/// ownership until the subscriber is unsubscribed. The receiver is not owned: unsubscribe before you destroy it.
 ///
-/// Threads: the platform calls `OnReceiveEvent` on its event thread. Nothing changes after construction, so there is no
-/// lock.
+/// Threads: the platform calls `OnReceiveEvent` on its event thread. A subscriber is immutable and has no lock.
 class [[gnu::visibility("default")]] EventSubscriber : public TEKLO::EventFwk::CommonEventSubscriber {
 public:
+    /// With a null `receiver`, events are only logged.
     EventSubscriber(const TEKLO::EventFwk::CommonEventSubscribeInfo& subscribeInfo, IEventReceiver* receiver);
 
-    /// Without a receiver it only records the events.
+    /// A subscriber without a receiver.
     explicit EventSubscriber(const TEKLO::EventFwk::CommonEventSubscribeInfo& subscribeInfo);
 
-    /// Records "OnReceiveEvent get action: %{public}s" at info level and passes `data` itself on, whatever its action.
-    /// Without a receiver: "OnReceiveEvent commonEventReceiver_ is null" at info level. What the receiver throws reaches
-    /// the platform.
+    /// Logs "OnReceiveEvent get action: %{public}s" at info level and passes `data` on, whatever its action is.
+    /// Without a receiver, logs "OnReceiveEvent commonEventReceiver_ is null" at info level instead. An exception of
+    /// the receiver propagates to the platform.
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override;
 
 private:

@@ -1,4 +1,4 @@
-/// The library's way to the file system.
+/// File system operations.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// The engine's own directory: who owns it owns what the library makes in the init stage.
+/// The engine's directory. In the init stage, files of the library get its owner and group.
 inline constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
 
 /// The unit of `FileUtils::GetFileSize`.
@@ -18,112 +18,148 @@ enum class FileSizeUnit : int32_t {
     MB = 2,  ///< 1024 * 1024 bytes
 };
 
-/// File and directory operations without state. All texts are bytes; paths are used as given unless said otherwise.
+/// File and directory operations without state.
 ///
-/// Failures are told by the result and one record, on the platform log only, at error level unless said
-/// otherwise. Nothing throws but `GetDirSize`, and the standard library when memory runs out. Nothing is
-/// retried, and races with others on the same paths are not guarded against.
+/// Errors: failures are reported by the return value. The records named below go to the platform log only, at error
+/// level unless stated otherwise. `GetDirSize` throws; the other functions throw only std::bad_alloc.
 ///
-/// Threads: any function may be called from any thread. Walks hold one directory open at a time.
+/// Paths: an empty path never exists. A path ends at its first zero byte. Links are followed unless stated otherwise.
+/// Opening a pipe waits until another process opens its other end.
+///
+/// Threads: any thread may call any function. Nothing guards against concurrent changes of the same paths. A recursive
+/// function holds at most one directory open.
 class [[gnu::visibility("default")]] FileUtils {
 public:
-    /// True when the path resolves to an existing object; a dangling link is absent.
-    /// Records "filePath is empty"; a missing file is not recorded.
+    /// Returns true if the path leads to an existing object, which a dangling link does not. Also returns false if a
+    /// directory of the path can't be searched. Logs "filePath is empty" for an empty path, otherwise nothing.
     static bool FileIsExist(const std::string& filePath);
 
-    /// True when the directory can be opened. Writes no record.
+    /// Returns true if the path is a directory that can be opened. Logs nothing.
     static bool DirIsExist(const std::string& dirPath);
 
-    /// Screens a path by its text; relative paths and links pass.
+    /// Checks only the text of a path. Relative paths and links are valid.
     ///
     ///     "/data/x", "data/x"    true
-    ///     "/data/../x", "/a..b"  false, "path: %{public}s is an invalid path" at info level
-    ///     ""                     false, "path is empty"
+    ///     "/data/../x", "/a..b"  false, logs "path: %{public}s is an invalid path" at info level
+    ///     ""                     false, logs "path is empty"
     static bool IsValidPath(const std::string& path);
 
-    /// Makes one directory with `mode` less the umask; its parent must exist and it must not.
-    /// Records "Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ".
+    /// Creates one directory with the permission bits of `mode` that the umask allows. Fails if the path exists or its
+    /// parent does not. Logs "Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ".
     static bool MakeDir(const std::string& path, unsigned int mode);
 
-    /// Creates or empties a file and writes `content`, zero bytes included. Reports the opening alone: true
-    /// also when the write fails, on a full disk for example. Records "Failed to open %{public}s".
+    /// Creates or empties a file and writes `content`. Returns whether the file could be opened: true even if writing
+    /// fails, for example on a full disk. Logs "Failed to open %{public}s".
     static bool MakeFile(const std::string& path, const std::string& content);
 
-    /// The file's size in whole units, rounded towards zero and cut to 32 bits: a file of 2 GiB or more gives
-    /// a wrapped number of bytes. -1 on failure ("GetFileSize failed", "get file stat failed") and for an
-    /// unknown unit. Unless it failed, records "Util GetFileSize, %{public}s size %{public}d " at info level.
+    /// Returns the file's size in whole units, rounded down. Keeps the lower 32 bits: 2 GiB in `BYTE` returns
+    /// -2147483648.
+    ///
+    /// Returns -1 on failure and logs "GetFileSize failed" if the file does not exist, or "get file stat failed".
+    /// Returns -1 for an unknown unit too. Except on failure, logs "Util GetFileSize, %{public}s size %{public}d " at
+    /// info level.
     ///
     ///     1536 bytes    BYTE 1536, KB 1, MB 0
     static int GetFileSize(const std::string& filePath, FileSizeUnit unit);
 
-    /// The sizes of all regular files below the directory in KiB, rounded down; a link to a file counts as its target,
-    /// linked directories are not entered, directories that may not be opened are skipped. 0 for what is no directory
-    /// ("invalid path"). Throws std::filesystem::filesystem_error on any other error on the way, such as a file that
-    /// vanishes.
+    /// Returns the total size of all regular files below the directory in KiB, rounded down. A link to a file counts
+    /// as the file; a link to a directory is not entered. Directories without read permission are skipped.
+    ///
+    /// If the path is not a directory, returns 0 and logs "invalid path". Throws std::filesystem::filesystem_error on
+    /// any other error, for example if a file vanishes during the walk.
     static uint64_t GetDirSize(const std::string& dirPath);
 
-    /// The space that an unprivileged user may still use on the directory's file system, in KiB, cut to 32
-    /// bits; -1 on failure ("GetDiskFreeSpace failed" when it is no directory that can be opened). Unless it
-    /// is none, records "Util GetDiskFreeSpace disk free: %{public}d kb" at info level.
+    /// Returns the space in KiB that an unprivileged user may still use on the directory's file system. Keeps the
+    /// lower 32 bits: from 2 TiB the result is wrong and may be negative.
+    ///
+    /// If the path is not a directory that can be opened, returns -1 and logs "GetDiskFreeSpace failed". Otherwise
+    /// logs "Util GetDiskFreeSpace disk free: %{public}d kb" at info level with the result, which is -1 if the query
+    /// fails.
     static int GetDiskFreeSpace(const std::string& path);
 
-    /// Removes everything below the directory, and with `removeSelf` the path itself, whatever it is; a regular file is
-    /// removed in either case. A link to a directory has its target emptied before the link is removed.
+    /// Removes everything below the directory `dirPath`, and with `removeSelf` then `dirPath` itself.
     ///
-    /// False for null ("CleanDir fail, dirPath is null"); without a record when the directory can't be opened, or when
-    /// the path of one of its own entries exceeds 4095 bytes; and when reading the directory fails ("readdir failed,
-    /// path: %{public}s, err: %{public}s"), after the entries read until then were removed. In these cases the path
-    /// itself stays. True in all others: also for a missing path, for an entry that can't be removed, and for any
-    /// failure in a subdirectory.
+    /// Links to directories are dangerous: the directory that a link leads to is emptied, then the link is removed. A
+    /// link to a file is only removed. If `dirPath` is a regular file, it is removed even without `removeSelf`.
+    ///
+    /// Returns false in these cases only, and keeps `dirPath` itself:
+    ///
+    ///     `dirPath` is null                             logs "CleanDir fail, dirPath is null"
+    ///     the directory can't be opened                 logs nothing
+    ///     the path of an entry exceeds 4095 bytes       logs nothing; stops there
+    ///     reading the directory fails                   logs "readdir failed, path: %{public}s, err: %{public}s"; the
+    ///                                                   entries read so far are removed
+    ///
+    /// Returns true even if the path is missing, an entry can't be removed, or one of these cases occurs in a
+    /// subdirectory.
     static bool CleanDir(const char* dirPath, bool removeSelf);
 
-    /// Renames within a file system, replacing `newPath`. Records "rename failed: %{public}s" with the new path.
+    /// Renames a file or directory within one file system and replaces `newPath` if it exists. Links are renamed, not
+    /// followed. On failure changes nothing and logs "rename failed: %{public}s" with the new path.
     static bool RenameFile(const std::string& oldPath, const std::string& newPath);
 
-    /// Opens `stream` with the stream open-mode flags `openMode`, then sets the path's permission bits to `mode`, also
-    /// when opening failed. True when the stream is open; false without touching it when the path is not valid, with
-    /// "path: %{public}s is an invalid path" at info and at error level (or after "path is empty").
+    /// Opens `stream` with the std::ios flags `openMode`. Then sets the permission bits of the path to `mode`, even if
+    /// opening failed.
+    ///
+    /// Returns whether the stream is open. A stream that was open before keeps its file and sets its failbit; the
+    /// result is true. If `IsValidPath` rejects the path, touches nothing, returns false and also logs
+    /// "path: %{public}s is an invalid path". Other failures are not logged.
     static bool OpenFile(std::fstream & stream, const std::string& path, unsigned int openMode, unsigned int mode);
 
-    /// Despite its name the FIRST output gets the owner's user id, the SECOND the group id; both 0 when the path can't
-    /// be examined. Writes no record.
+    /// Despite the name, the FIRST output is the owner's user id and the SECOND the group id. If the path can't be
+    /// examined, both are 0, which is root's. Logs nothing.
     static void GetPathGidAndUid(std::string path, unsigned int& uid, unsigned int& gid);
 
-    /// Gives the path the owner and group of /data/update/quickfix (0 and 0 when that is missing), if the process may.
-    /// Reports nothing.
+    /// Gives the path the owner and group of /data/update/quickfix, or 0 and 0 if that directory is missing. Does not
+    /// report or log failures.
     static void SetGidAndUidToQuickFix(const std::string& path);
 
-    /// Copies the tree below `sourceDir` into `destDir`, which is made with 0775 less the umask if it is
-    /// missing; files of the same name are overwritten. Both paths must end in "/". Links are followed,
-    /// owners, modes and times are not carried over. Stops at the first failure: what was copied stays, but
-    /// an empty `destDir` of its own is removed. Note that an empty file is a failure, see `CopyFile`.
-    /// Records "opendir failed, path: %{public}s, err: %{public}s"; "readdir failed, path: %{public}s, err: %{public}s"
-    /// when reading the directory fails, after the entries read until then were copied; "mkdir failed, path:
-    /// %{public}s, err: %{public}s"; "copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s" at each level
-    /// on the way up, and "copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s".
+    /// Copies the tree below `sourceDir` into `destDir` and overwrites files of the same name. Both paths must end in
+    /// "/", and `destDir` must not be below `sourceDir`. Creates a missing directory with 0775 less the umask. Links
+    /// are copied as the files they lead to. Owners, modes and times are not copied.
+    ///
+    /// Stops at the first failure. An empty file, a dangling link and a link to a directory are failures, see
+    /// `CopyFile`. What is already copied stays. If this call created `destDir` and it is still empty, removes it.
+    ///
+    /// Logs, the last two at each level on the way up:
+    ///
+    ///     "opendir failed, path: %{public}s, err: %{public}s"
+    ///     "mkdir failed, path: %{public}s, err: %{public}s"
+    ///     "readdir failed, path: %{public}s, err: %{public}s"    the entries read so far are copied
+    ///     "copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s"
+    ///     "copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s"
     static bool CopyDir(const std::string& sourceDir, const std::string& destDir);
 
-    /// Copies one file's bytes, up to the end that the file has when it is read; the destination is created or emptied as
-    /// soon as the source's path resolves. False when either can't be opened, when a read, a write or the final flush
-    /// fails (a full disk), and for an empty source (its copy is there then). The data is not synchronised to storage.
-    /// Records "realpath failed: %{public}s"; other failures leave no record.
+    /// Copies the bytes of a file. If the source exists, creates or empties the destination first, even if the source
+    /// then can't be read. The two must be different files: a file copied onto itself is emptied.
+    ///
+    /// Returns false if either file can't be opened, if a read, a write or the final flush fails, and if the source is
+    /// empty. An empty source still creates the destination. Does not synchronise the data to storage. Logs
+    /// "realpath failed: %{public}s" if the source does not exist. Other failures are not logged.
     static bool CopyFile(const std::string& sourcePath, const std::string& destPath);
 
-    /// The SHA-256 digest as 64 lowercase hexadecimal digits, in constant memory; empty on failure. After a read error
-    /// it is the digest of what was read. Records "filePath: %{public}s" at info level on every call; "filePath:
-    /// %{public}s is an invalid path" when there is no such file, "filePath: %{public}s, errorMessage:%{public}s" when
-    /// it can't be opened, "sprintf_s error" when the digest can't be rendered.
+    /// Returns the SHA-256 digest as 64 lowercase hexadecimal digits. Returns "" if the file can't be opened. A read
+    /// error counts as the end of the file: a directory has the digest of an empty file.
+    ///
+    /// Every call logs "filePath: %{public}s" at info level. Failures log:
+    ///
+    ///     "filePath: %{public}s is an invalid path"              the file does not exist
+    ///     "filePath: %{public}s, errorMessage:%{public}s"        the file can't be opened
+    ///     "sprintf_s error"                                      the digest can't be formatted
     static std::string GetFileSHA256(const std::string& filePath);
 
-    /// The file's lines without their line feeds, otherwise untouched; empty on failure as for an empty file.
-    /// Holds the whole file. Records "file open failed!!!:%{public}s".
+    /// Returns the file's lines without their line feeds. An empty file, a directory and a file that can't be opened
+    /// give no lines; only the last logs "file open failed!!!:%{public}s". A read error ends the result and is not
+    /// logged.
     ///
     ///     "a\n\nb"  {"a", "", "b"}
     ///     "a\r\n"   {"a\r"}
     static std::vector<std::string> ReadLines(const std::string& filePath);
 
-    /// The file's bytes, zero bytes included; empty on failure as for an empty file. Holds the whole file. Records
-    /// "filePath: %{public}s is an invalid path", "fail to open file: %{public}s, errinfo: %{public}s".
+    /// Returns the file's bytes, zero bytes included. An empty file, a directory and a failure give "". Logs
+    /// "filePath: %{public}s is an invalid path" if the file does not exist,
+    /// "fail to open file: %{public}s, errinfo: %{public}s" if it can't be opened. A read error ends the result and is
+    /// not logged.
     static std::string GetFileStream(const std::string& filePath);
 };
 

@@ -1,4 +1,4 @@
-/// Who is told of the broadcasts that an `EventSubscriber` hears.
+/// The interface through which an `EventSubscriber` passes events on.
 #pragma once
 
 #include "platform/common_event.h"
@@ -9,7 +9,7 @@ class [[gnu::visibility("default")]] IEventReceiver {
 public:
     virtual ~IEventReceiver() = default;
 
-    /// Called once for each event, on the platform's event thread. `data` lives until it returns.
+    /// Called once per event, on the platform's event thread. `data` is valid until the call returns.
     virtual void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) = 0;
 };
 

@@ -7,34 +7,37 @@ struct cJSON;
 
 namespace TEKLO::QuickFixEngine {
 
-/// Reads typed members of a JSON object with a fallback, over cJSON: member names are found without regard to case, the
-/// first match counts; a null `root` has no members. What is returned as a pointer belongs to the caller's tree.
-/// A missing member, or one of another type, is no failure and writes no record.
+/// Reads typed members of a JSON object that cJSON has parsed. Member names are compared without regard to ASCII case;
+/// the first match counts. A null `root`, and one that is not an object, has no members. A missing member or one of
+/// another type is not an error and is not logged.
 ///
-/// A program that frees a tree includes <cjson/cJSON.h> and links cJSON itself, since the library doesn't pass it on:
-/// `find_package(cJSON)` and the target `cjson` with CMake, or the package `libcjson` with pkg-config.
+/// The library does not export cJSON. To free a tree, a program includes <cjson/cJSON.h> and links cJSON itself: with
+/// CMake `find_package(cJSON)` and the target `cjson`, with pkg-config the package `libcjson`.
 ///
-/// Threads: any, as long as nobody changes the same tree.
+/// Threads: any thread may read a tree, as long as no thread changes it.
 class [[gnu::visibility("default")]] JsonTool {
 public:
-    /// A new tree, which the caller frees with cJSON_Delete. Null when the file can't be read or is empty ("jsonString is
-    /// empty." at error level, platform log and file log) and when it is no JSON (no record). Text behind the document
-    /// is passed over; more than 1000 nested levels are refused.
+    /// Returns a new tree, which the caller frees with cJSON_Delete. Ignores text after the document.
+    ///
+    /// Returns null if the file is empty or can't be read; logs "jsonString is empty." at error level to the platform
+    /// log and the file log. Returns null without that record if the text is not JSON or has more than 1000 nested
+    /// levels.
     static cJSON* ParseJsonFromFile(const std::string& path);
 
-    /// True when the object has the member and it is of that type; any number is an int.
+    /// Return true if the object has the member and the member has the type. Every number is an int, 3.9 included.
     static bool IsInt(cJSON * root, std::string key);
     static bool IsString(cJSON * root, std::string key);
     static bool IsBoolean(cJSON * root, std::string key);
     static bool IsArray(cJSON * root, std::string key);
     static bool IsObject(cJSON * root, std::string key);
 
-    /// The number without its fraction, held at the limits of int: 3.9 gives 3, 1e99 gives INT_MAX.
+    /// Return the member's value, or `defaultValue` if it is absent or has another type. `GetInt` drops the fraction
+    /// and clamps to the range of int: 3.9 gives 3, 1e99 gives INT_MAX.
     static int GetInt(cJSON * root, std::string key, int defaultValue);
     static std::string GetString(cJSON * root, std::string key, std::string defaultValue);
     static bool GetBool(cJSON * root, std::string key, bool defaultValue);
 
-    /// The member itself, null when it is absent or of another type.
+    /// Return the member, which stays part of the tree, or null if it is absent or has another type.
     static cJSON* GetArray(cJSON * root, std::string key);
     static cJSON* GetObject(cJSON * root, std::string key);
 };

@@ -3,17 +3,23 @@
 ///     QF_LOGD  QF_LOGI  QF_LOGE                 (format, arguments...)   platform log only
 ///     QF_FILE_LOGD  QF_FILE_LOGI  QF_FILE_LOGE  (format, arguments...)   platform log and file log
 ///
-/// `format` is a string literal in printf's language. A conversion may carry a privacy marker, `%{public}s`: the
-/// platform shows only what is marked public. In front of the text the macro puts the place it is used at,
-/// "[file(function):line] ", the file without folder and ending. A format that doesn't fit its arguments, in number or
-/// kind, doesn't compile. An argument may be any expression of a number, pointer or C string, one with a lambda included.
+/// `format` is a printf format, a string literal. A conversion may carry a privacy marker, as in `%{public}s`. The
+/// platform log shows only arguments that are marked public. The text is prefixed with the call's place,
+/// "[file(function):line] ", where `file` is the file name without directory and extension.
 ///
-/// The platform log gets the record when its level is at or above `QuickFixPlumeWrapper::level_`; the arguments of
-/// QF_LOGx are evaluated only then. The QF_FILE_LOGx macros evaluate each argument once and append the text to the file
-/// log whatever the level, see quick_fix_logger.h; a text of more than 1023 bytes, or an empty one, is left out of the
-/// file log. There every argument stands in clear, so these macros refuse the marker `{private}`.
+/// An argument is a number, a pointer or a C string. If number or types of the arguments don't match the format, the
+/// call doesn't compile.
 ///
-/// Threads: any. Also while static destructors run.
+/// The platform log gets the record if its level is at or above `QuickFixPlumeWrapper::level_`. Otherwise QF_LOGx does
+/// not evaluate its arguments.
+///
+/// QF_FILE_LOGx evaluates each argument exactly once and appends to the file log at every level, see
+/// quick_fix_logger.h. The file log omits a text that is empty or longer than 1023 bytes. Arguments appear in it in
+/// plain text, so these macros reject the marker `{private}` at compile time.
+///
+/// No macro reports a failure. QF_FILE_LOGx may change errno.
+///
+/// Threads: any thread may log, static destructors and forked children too. Signal handlers must not.
 #pragma once
 
 #include <cstddef>
@@ -58,7 +64,7 @@ constexpr size_t BaseNameLength(const char* path) {
     return length == 0 ? i - BaseNameStart(path) : length;
 }
 
-/// A source file's name without folder and ending, made at compile time.
+/// The name of a source file without directory and extension, computed at compile time.
 template <size_t LENGTH>
 struct SourceName {
     explicit constexpr SourceName(const char* path) {
@@ -87,7 +93,7 @@ constexpr bool EndsWithMarker(const char* text, size_t length) {
     return true;
 }
 
-/// What QuickFixLogger::FormatLog makes of a format, made at compile time.
+/// The result of QuickFixLogger::FormatLog, computed at compile time.
 template <size_t LENGTH>
 struct FileFormat {
     explicit constexpr FileFormat(const char* format) {
@@ -109,7 +115,7 @@ constexpr size_t LengthOf(const char* text) {
     return length;
 }
 
-// Out of line, since it doesn't depend on the arguments' types.
+// Not inlined: one copy serves all argument types.
 [[gnu::noinline]] inline void OutputMessage(const LogSite& site, const char* message) {
     const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance();
     if (logger != nullptr) {
@@ -117,7 +123,7 @@ constexpr size_t LengthOf(const char* text) {
     }
 }
 
-// Out of line, so that the buffer isn't part of the frame of a recursive caller.
+// Not inlined: the buffer must not enlarge the stack frame of a recursive caller.
 template <typename... Args>
 [[gnu::noinline]] void AppendToFileLog(const LogSite& site, const char* format, Args... args) {
     char message[FILE_MESSAGE_SIZE] = {};
@@ -132,7 +138,7 @@ inline constexpr SourceName<BaseNameLength(Call::File())> SOURCE_NAME(Call::File
 template <typename Call>
 inline constexpr FileFormat<LengthOf(Call::Format())> FILE_FORMAT(Call::Format());
 
-// A call's format comes twice: as a type, which the compiler checks, and in front of the arguments, where it isn't used.
+// `Call` carries the format for the compile-time check. The format before `args` is unused.
 template <typename Call, typename... Args>
 void LogToPlatform(Call /*call*/, int platformLevel, const char* function, int line, const char* /*format*/,
                    Args... args) {
@@ -155,9 +161,9 @@ void LogToBoth(Call /*call*/, QuickFixPlumeLevel level, int platformLevel, const
 
 #define QF_LOG_FORMAT(format, ...) format
 
-// A value of a type of the call's own. The type is defined inside a lambda so that nothing is declared around the
-// arguments, which may be lambdas that log. The format stays the first of the variable arguments, so that a call without
-// arguments needs no compiler extension.
+// Creates an object of a type that is unique to the call. A lambda encloses the type, so that the arguments may
+// contain lambdas that log. The format is the first variable argument, so that a call without arguments needs no
+// extension.
 #define QF_LOG_CALL(...)                                                                                          \
     [] {                                                                                                          \
         struct Call {                                                                                             \

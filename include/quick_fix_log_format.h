@@ -1,5 +1,5 @@
-/// Checks a log format against the types of its arguments at compile time. Included by quick_fix_log.h; not for use by
-/// itself.
+/// Checks a log format against the types of its arguments at compile time. Part of quick_fix_log.h; do not include it
+/// directly.
 #pragma once
 
 #include <cstddef>
@@ -43,7 +43,7 @@ constexpr bool IsOneOf(char wanted, const char* set) {
     return *set != '\0' && wanted != '\0';
 }
 
-/// Behind `prefix` when the text begins with it, else where it was.
+/// Returns the position after `prefix` if the text starts with it, otherwise `text`.
 constexpr const char* SkipPrefix(const char* text, const char* prefix) {
     const char* at = text;
     while (*prefix != '\0') {
@@ -61,7 +61,7 @@ constexpr const char* SkipAll(const char* text, const char* set) {
     return text;
 }
 
-/// Behind a width or a precision, digits or one star, which is counted.
+/// Returns the position after a width or precision, which is digits or a star. Counts the star in `stars`.
 constexpr const char* SkipNumber(const char* text, int& stars) {
     if (*text != '*') {
         return SkipAll(text, "0123456789");
@@ -78,7 +78,7 @@ constexpr bool Equals(const char* begin, const char* end, const char* text) {
     return begin == end && *text == '\0';
 }
 
-constexpr ArgumentKind IntegerKind(const char* modifier, const char* letter) {
+constexpr ArgumentKind IntegerKind(const char* modifier, const char* specifier) {
     struct Row {
         const char* modifier;
         ArgumentKind kind;
@@ -89,28 +89,28 @@ constexpr ArgumentKind IntegerKind(const char* modifier, const char* letter) {
         {"j", KindOf<intmax_t>()}, {"t", KindOf<ptrdiff_t>()},
     };
     for (const Row& row : rows) {
-        if (Equals(modifier, letter, row.modifier)) {
+        if (Equals(modifier, specifier, row.modifier)) {
             return row.kind;
         }
     }
     return ArgumentKind::OTHER;
 }
 
-/// The kind that a conversion takes, from its length modifier and its letter; `OTHER` for one that isn't known.
-constexpr ArgumentKind ConversionKind(const char* modifier, const char* letter) {
-    if (IsOneOf(*letter, "diouxX")) {
-        return IntegerKind(modifier, letter);
+/// Returns the kind of argument that a conversion takes, `OTHER` for an unknown conversion.
+constexpr ArgumentKind ConversionKind(const char* modifier, const char* specifier) {
+    if (IsOneOf(*specifier, "diouxX")) {
+        return IntegerKind(modifier, specifier);
     }
-    if (IsOneOf(*letter, "aAeEfFgG")) {
-        const bool isDouble = Equals(modifier, letter, "") || Equals(modifier, letter, "l");
-        return isDouble                        ? ArgumentKind::DOUBLE
-               : Equals(modifier, letter, "L") ? ArgumentKind::LONG_DOUBLE
-                                               : ArgumentKind::OTHER;
+    if (IsOneOf(*specifier, "aAeEfFgG")) {
+        const bool isDouble = Equals(modifier, specifier, "") || Equals(modifier, specifier, "l");
+        return isDouble                           ? ArgumentKind::DOUBLE
+               : Equals(modifier, specifier, "L") ? ArgumentKind::LONG_DOUBLE
+                                                  : ArgumentKind::OTHER;
     }
-    if (!Equals(modifier, letter, "")) {
+    if (!Equals(modifier, specifier, "")) {
         return ArgumentKind::OTHER;
     }
-    switch (*letter) {
+    switch (*specifier) {
         case 's':
             return ArgumentKind::STRING;
         case 'c':
@@ -122,15 +122,15 @@ constexpr ArgumentKind ConversionKind(const char* modifier, const char* letter) 
     }
 }
 
-constexpr bool Takes(ArgumentKind wanted, ArgumentKind given) {
+constexpr bool Accepts(ArgumentKind wanted, ArgumentKind given) {
     const bool text = wanted == ArgumentKind::POINTER && given == ArgumentKind::STRING;
     return given != ArgumentKind::OTHER && (wanted == given || text);
 }
 
-/// True when the conversions of `format` take exactly these arguments. `privateMarker` says whether `{private}` may be
-/// used.
+/// Returns whether `format` takes exactly these arguments. Rejects the marker `{private}` unless `allowPrivate` is
+/// set.
 template <typename... Args>
-constexpr bool FormatFits(const char* format, bool privateMarker) {
+constexpr bool FormatFits(const char* format, bool allowPrivate) {
     const ArgumentKind given[] = {KindOf<Args>()..., ArgumentKind::OTHER};
     size_t next = 0;
     int stars = 0;
@@ -142,21 +142,21 @@ constexpr bool FormatFits(const char* format, bool privateMarker) {
             continue;
         }
         at = SkipPrefix(at, "{public}");
-        at = privateMarker ? SkipPrefix(at, "{private}") : at;
+        at = allowPrivate ? SkipPrefix(at, "{private}") : at;
         at = SkipNumber(SkipAll(at, "-+ #0"), stars);
         at = *at == '.' ? SkipNumber(at + 1, stars) : at;
         for (; stars > 0; --stars) {
-            if (!Takes(ArgumentKind::INT, given[next++])) {
+            if (!Accepts(ArgumentKind::INT, given[next++])) {
                 return false;
             }
         }
-        const char* letter = SkipAll(at, "hlLzjt");
-        const ArgumentKind wanted = ConversionKind(at, letter);
-        if (wanted == ArgumentKind::OTHER || !Takes(wanted, given[next])) {
+        const char* specifier = SkipAll(at, "hlLzjt");
+        const ArgumentKind wanted = ConversionKind(at, specifier);
+        if (wanted == ArgumentKind::OTHER || !Accepts(wanted, given[next])) {
             return false;
         }
         ++next;
-        at = letter;
+        at = specifier;
     }
     return next == sizeof...(Args);
 }

@@ -1,4 +1,4 @@
-/// The file log: two rotating files of about 64 KiB under /data/update/quickfix/log/.
+/// The file log: two rotating files of about 64 KiB in /data/update/quickfix/log/.
 #pragma once
 
 #include <sys/types.h>
@@ -12,61 +12,72 @@
 
 namespace TEKLO::QuickFixEngine {
 
-// Plain arrays: they outlive the static destructors that may still log.
+// Arrays, not strings: static destructors may still log.
 inline constexpr char QUICK_FIX_LOG_DIR[] = "/data/update/quickfix/log/";
 inline constexpr char QUICK_FIX_FIRST_LOG_FILE[] = "/data/update/quickfix/log/quickfix_1.log";
 inline constexpr char QUICK_FIX_SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
 
-/// Appends records to "quickfix_1.log" or, once it exists, to "quickfix_2.log". The newest records are in the second
-/// file, the 64 KiB before them in the first. Reached through the QF_FILE_LOGx macros of quick_fix_log.h.
+/// Appends records to "quickfix_2.log", or to "quickfix_1.log" while the second file does not exist. The second file
+/// thus holds the newest records, the first file the 64 KiB before them. Use it through the QF_FILE_LOGx macros of
+/// quick_fix_log.h.
 ///
-/// One process has one logger, `DelayedSingleton<QuickFixLogger>::GetInstance()`. It is never destroyed, so a
-/// record written at exit is safe. The log directory must exist; nothing here creates it.
+/// A process has one logger, `DelayedSingleton<QuickFixLogger>::GetInstance()`. It is never destroyed, so static
+/// destructors may log. The log directory must exist: the library does not create it.
 ///
-/// Failures lose the record, say why on the platform log only, and never reach the caller. The next record
-/// tries again, so the log goes on as soon as a full disk has room.
+/// A failure loses the record and is not reported to the caller. The platform log gets a record of it, except for a
+/// failed write. The next record tries again, so logging resumes when a full disk has space.
 ///
-/// Threads: any thread may call `OutputLog`, `RemoveLog`, `GetFormatTime` and `FormatLog`. The other
-/// functions are steps of `OutputLog` and expect its mutex held. A fork waits for the record that another thread is
-/// writing, so a child can log at once. Signal handlers must not call anything here.
+/// If another program deletes the only log file, records are lost until `RemoveLog` or a restart. To clear the log
+/// from outside, truncate the files. If several processes log, lines do not mix, but no process notices the rotations
+/// of another: records can be out of order or lost.
+///
+/// Threads: any thread may call `OutputLog`, `RemoveLog`, `GetFormatTime` and `FormatLog`. The other functions are
+/// steps of `OutputLog`; do not call them while another thread logs. A fork waits until the current record is written,
+/// so the child may log at once. A signal handler must not call any function.
 class [[gnu::visibility("default")]] QuickFixLogger {
 public:
-    /// Opens nothing; that is left to the first record.
+    /// Opens no file.
     QuickFixLogger();
     virtual ~QuickFixLogger();
 
-    /// Opens the active file for appending, or creates the first one, unless the stream is open already. On
-    /// failure the stream stays closed; a first file that can't be created is recorded by `CreateLogFile`. If a killed
-    /// process left the beginning of a record at the end of a page, that is cut off first; a file that ends with a whole
-    /// line, or that is full, is left as it is.
+    /// Opens the current log file for appending, or creates the first one. Does nothing if the stream is open. On
+    /// failure the stream stays closed; `CreateLogFile` logs if it fails.
+    ///
+    /// First removes the start of a record that a killed process may have left at the end of the file, unless the file
+    /// is full.
     void Init();
 
-    /// Creates or empties `path` with permission 0600, gives it the owner of the log directory and leaves it
-    /// open, in place of what was open. False when it can't be opened, recorded at error level as "CreateLogFile %{public}s fail".
+    /// Creates or empties `path` with permission 0600 and the owner and group of the log directory. The stream then
+    /// appends to it instead of the previous file. On failure closes the stream, returns false and logs
+    /// "CreateLogFile %{public}s fail" at error level.
     bool CreateLogFile(const std::string& path);
 
-    /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and hands it to the system before it returns. A
-    /// record that can't be written whole leaves nothing behind. Error records: "ChangeFileForOverSize fail"
-    /// after a failed rotation, besides those of the steps; debug: "logOfstream_ open fail".
+    /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and returns when the kernel has it. `msg` must not be null.
+    /// A record that can't be written completely is removed.
+    ///
+    /// Logs "ChangeFileForOverSize fail" at error level or "logOfstream_ open fail" at debug level, besides the
+    /// records of the steps. A failed write is not logged.
     void OutputLog(const char* msg, const std::string& fileName, const std::string& funcName, int line);
 
-    /// Rotates when the active file has 65536 bytes or more: the second file takes the first one's place and
-    /// a new second file is opened. False when the active file can't be examined ("get first log file stat
-    /// fail", "get last log file stat fail") or the new one can't be created.
+    /// If the current file has 65536 bytes or more, renames the second file, if it exists, to the first and creates a
+    /// new second file. Returns false if the current file can't be examined or the new one can't be created. If it
+    /// can't be examined, logs "get first log file stat fail" or "get last log file stat fail" at error level.
     bool ChangeFileForOverSize();
 
-    /// Writes the local time, "2026-03-01 09:05:07.004", into `buffer` of `size` bytes. False when it doesn't fit,
-    /// recorded at error level as "GetFormatTime error, ret : %{public}d"; the buffer is then the empty text.
+    /// Writes the local time, such as "2026-03-01 09:05:07.004", to `buffer` of `size` bytes. If it doesn't fit,
+    /// returns false, empties the buffer and logs "GetFormatTime error, ret : %{public}d" at error level.
+    ///
+    /// Reads TZ at its first call. After a change of TZ, call tzset.
     bool GetFormatTime(char* buffer, size_t size);
 
-    /// Closes and deletes both files; missing ones are no error. The next record starts anew in the first file.
+    /// Closes and deletes both files. Failures are not reported. The next record creates the first file.
     void RemoveLog();
 
-    /// `format` without any "{public}": "%{public}s" gives "%s". Writes no record.
+    /// Returns `format`, which must not be null, without "{public}": "%{public}s" becomes "%s". Logs nothing.
     std::string FormatLog(const char* format);
 
 private:
-    /// The active file as `ChangeFileForOverSize` last saw it.
+    /// The current log file when `ChangeFileForOverSize` last examined it.
     struct ActiveFile {
         const char* path = nullptr;
         off_t size = 0;  // bytes
@@ -79,11 +90,11 @@ private:
     std::mutex mutex_;
     std::fstream logOfstream_;
     ActiveFile active_;
-    std::string record_;  // kept for its memory
+    std::string record_;  // a member to reuse its memory
     [[gnu::visibility("hidden")]] static const int forkHandlers_;
 };
 
 }  // namespace TEKLO::QuickFixEngine
 
-// The library holds the one instance, also for callers that are built with hidden visibility.
+// The library holds the only instance, even for programs built with hidden visibility.
 extern template class TEKLO::DelayedSingleton<TEKLO::QuickFixEngine::QuickFixLogger>;

@@ -5,7 +5,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// Levels of the library's records, compared as signed numbers. `WARN` is there for hosts; the library never uses it.
+/// Levels of log records, in ascending order. The library never logs at `WARN`; a program may use it as the threshold.
 enum class QuickFixPlumeLevel : int32_t {
     DEBUG = 0,
     INFO = 1,
@@ -13,16 +13,15 @@ enum class QuickFixPlumeLevel : int32_t {
     ERROR = 3,
 };
 
-/// Holds the process-wide threshold of the platform log. The file log is not filtered by it.
+/// The process-wide threshold of the platform log. It does not filter the file log.
 ///
-/// Threads: `JudgeLevel` may be called from any thread. `level_` is a plain word that is read without a lock: set it
-/// before other threads log.
+/// Threads: any thread may call `JudgeLevel`. `level_` is not atomic: set it before other threads log.
 class [[gnu::visibility("default")]] QuickFixPlumeWrapper {
 public:
-    /// True when `level` is at or above the threshold. Writes no record.
+    /// Returns whether `level` is at or above the threshold.
     static bool JudgeLevel(const QuickFixPlumeLevel& level);
 
-    /// The threshold, `INFO` at first. The host sets it; the library never does.
+    /// The threshold, initially `INFO`. The library never changes it.
     static QuickFixPlumeLevel level_;
 };
 

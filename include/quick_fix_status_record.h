@@ -7,15 +7,16 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// Values of `QuickFixStatus::status` that engines use. The record takes any text.
+/// Values of `QuickFixStatus::status` that engines use. Any other text is allowed.
 inline constexpr char QUICK_FIX_STATUS_INIT[] = "init";
 inline constexpr char QUICK_FIX_STATUS_LOADED[] = "loaded";
 inline constexpr char QUICK_FIX_STATUS_SUCCESS[] = "success";
 inline constexpr char QUICK_FIX_STATUS_FAILED[] = "failed";
 
-/// The keys of the first and the third line of the file, and the bytes of a line that are read.
+/// The keys of the first and the third line of the file.
 inline constexpr char QUICK_FIX_VERSION_KEY[] = "PatchVersion";
 inline constexpr char QUICK_FIX_ERROR_CODE_KEY[] = "ErrorCode";
+/// The number of bytes that are read of each line, its key included.
 inline constexpr size_t QUICK_FIX_STATUS_MAX_LINE = 255;
 
 struct QuickFixStatus {
@@ -24,55 +25,66 @@ struct QuickFixStatus {
     std::string errorCode;  ///< in the text form of error_code_wrapper.h
 };
 
-/// Mirrors one small status file, three lines, each ended by a line feed:
+/// The state of the patch operation: one file and a cache of it in memory. The file has three lines:
 ///
 ///     PatchVersion=1.0.2
 ///     K=success
 ///     ErrorCode=3,7,
 ///
-/// "K" is the key that the engine chose. Every change is written through at once. Values are not escaped: one with a
-/// line feed breaks the file, and nothing here refuses it. Reading goes by the lines' order and takes what follows the
-/// first "=", whatever stands before it. It stops at a line without "=", the fields from there on stay empty. A line
-/// counts up to its 255th byte; what is behind that is lost on reading, so a long list of error codes comes back cut,
-/// even within a number. Neither is told to the caller: whoever writes keeps within it.
+/// "K" is the key that the engine chose. Every change is written to the file at once.
 ///
-/// Order: `GetInstance`, one `InitStatusRecord`, then the others. Records go to the platform log and the file log.
+/// Limits, none of which is reported:
 ///
-/// Threads: `GetInstance` may be called from any thread, everything else by one at a time.
+/// - Values are not escaped. A value with a line feed breaks the file.
+/// - Reading takes the lines by their order and ignores their keys. It stops at the first line without "="; the fields
+///   from that line on are empty.
+/// - Of a line with more than 255 bytes the rest is lost on reading. A long list of error codes can be cut within a
+///   number.
+/// - Writing is not atomic. After a failed write, for example on a full disk, the file is incomplete or empty, and the
+///   cache holds the new values.
+///
+/// Call `InitStatusRecord` before the other functions. Records go to the platform log and the file log.
+///
+/// Threads: any thread may call `GetInstance`. Only one thread at a time may call the other functions.
 class [[gnu::visibility("default")]] QuickFixStatusRecord {
 public:
-    /// The process's record, empty and without a file until it is initialised.
+    /// Returns the only record of the process. It is destroyed at exit: a static object may use it in its destructor
+    /// only if the object was constructed after the first call of `GetInstance`.
     static QuickFixStatusRecord& GetInstance();
 
-    /// Sets the file's path, its permission (0600 if not given) and the key of its status line, then reads it; a missing
-    /// file gives an empty record and the info record of `GetStatusFromFile`.
+    /// Sets the path, the permission bits (0600 by default) and the status key, then reads the file into the cache. If
+    /// the file is missing, the cache becomes empty and `GetStatusFromFile` logs that.
     void InitStatusRecord(std::string filePath, std::string statusKey);
     void InitStatusRecord(std::string filePath, unsigned int mode, std::string statusKey);
 
-    /// Writes `status` to the file and leaves the cache as it is. The file is created or emptied and gets the permission
-    /// given at initialisation. In the init stage (user 0) it gets 0755 instead and the owner of
-    /// /data/update/quickfix. Failure to open is recorded at error level as "SetStatus failed. file path :
-    /// %{public}s."; failures to write, to change mode or owner are not told. Records the values at debug level as
-    /// "SetStatus version_: %{public}s, status: %{public}s, ErrorCode: %{public}s.".
+    /// Writes `status` to the file but not to the cache. Creates or empties the file and sets its permission bits.
+    ///
+    /// In the init stage (user 0) it sets 0755 instead, and the owner and group of /data/update/quickfix, even if
+    /// opening fails. `FileUtils::OpenFile` rejects a path that contains "..".
+    ///
+    /// If opening fails, logs "SetStatus failed. file path : %{public}s." at error level. Otherwise logs
+    /// "SetStatus version_: %{public}s, status: %{public}s, ErrorCode: %{public}s." at debug level, even if writing
+    /// fails. Every call also logs the record of `SysUtils::GetRunningStage`.
     void SetStatus(QuickFixStatus & status);
 
-    /// Change what is given, in the cache and in the file. The first two take the rest from the file, not from the cache:
-    /// from a file that was deleted they take empty texts. The cache is changed even when the file can't be written.
+    /// Set the given values in the cache and in the file. The first two re-read the other values from the file, not
+    /// from the cache: if the file is missing, these become empty. The cache changes even if the file can't be
+    /// written.
     void SetStatus(std::string status);
     void SetStatus(std::string status, std::string errorCode);
     void SetStatus(std::string version, std::string status, std::string errorCode);
 
-    /// Reads the file and leaves the cache as it is. An empty result when it can't be opened, recorded at info level as
-    /// "can not read %{public}s, may be unexist".
+    /// Reads the file and leaves the cache unchanged. If the file can't be opened, returns empty values and logs
+    /// "can not read %{public}s, may be unexist" at info level.
     QuickFixStatus GetStatusFromFile();
 
-    /// Replaces the path; reads and writes nothing.
+    /// Changes the path only: no file is read, written or renamed, and the cache stays.
     void SetStatusFilePath(std::string filePath);
 
-    /// The cache: what was last read at initialisation or set.
+    /// Returns the cache. Does not read the file.
     QuickFixStatus GetStatus();
 
-    /// Empties the cache and deletes the file; a missing file is no failure, and none is told.
+    /// Empties the cache and deletes the file. A file that can't be deleted is not reported.
     void ClearStatusRecord();
 
 private:

@@ -1,4 +1,4 @@
-/// Splitting, trimming, and keys of the kernel command line.
+/// Splits and trims strings, and searches the kernel command line.
 #pragma once
 
 #include <string>
@@ -7,27 +7,30 @@
 namespace TEKLO::QuickFixEngine {
 
 /// String operations without state. White space is space, tab, line feed, vertical tab, form feed and carriage return,
-/// whatever the locale. Only `GetKeyCmdlineStr` writes records.
+/// whatever the locale. Only `GetKeyCmdlineStr` logs.
 ///
-/// Threads: any; the trimming functions need their argument for themselves.
+/// Threads: any thread may call any function. The trimming functions modify their argument, so no other thread may use
+/// it.
 class [[gnu::visibility("default")]] StringUtils {
 public:
-    /// The non-empty pieces between separators; `text` is not modified.
+    /// Returns the pieces between separators, without empty ones. Does not modify `text`.
     ///
     ///     ",,a, b,,"  ','  {"a", " b"}
     ///     "abc"       ','  {"abc"}
     ///     ",,", ""    ','  {}
     static std::vector<std::string> Split(std::string & text, char separator);
 
-    /// Erase white space at the front, at the end, at both, and return the same string.
+    /// Remove white space at the start, at the end, or at both. Modify `text` and return it.
     static std::string& LTrim(std::string & text);
     static std::string& RTrim(std::string & text);
     static std::string& Trim(std::string & text);
 
-    /// The first token of /proc/cmdline that contains `key` anywhere, whole and unchanged: "cab=2" for "ab", and the
-    /// command line's line feed stays on its last token. An empty key finds the first token.
-    /// Empty when there is none; "Get key no res from cmdline." at error level then, but for an empty or unreadable
-    /// command line. Records what was found as "GetKpatchCmdline: %{public}s" at info level. Platform log and file log.
+    /// Returns the first token of /proc/cmdline that contains `key` anywhere: "cab=2" for "ab". An empty key matches
+    /// the first token. Tokens are separated by spaces. The last token keeps the line feed that ends the command line.
+    ///
+    /// Logs "GetKpatchCmdline: %{public}s" with the token at info level, to the platform log and the file log. If no
+    /// token matches, returns "" and logs "Get key no res from cmdline." at error level instead. If the command line
+    /// is empty or can't be read, returns "" and logs neither.
     static std::string GetKeyCmdlineStr(const std::string& key);
 };
 
