@@ -21,7 +21,7 @@ constexpr useconds_t CHECK_INTERVAL_US = 100 * 1000;
 
 }  // namespace
 
-// In an archive the order of the files would otherwise decide whether an early static initialiser finds them filled.
+// Early init priority: other initialisers may use the maps, and the link order of a static library is arbitrary.
 [[gnu::init_priority(200)]] const std::map<CommonEventId, std::string> g_eventIdToActionMap = {
     {CommonEventId::BUNDLE_SCAN_FINISHED, CommonEventSupport::COMMON_EVENT_BUNDLE_SCAN_FINISHED},
     {CommonEventId::USER_ADDED, CommonEventSupport::COMMON_EVENT_USER_ADDED},
@@ -52,7 +52,7 @@ void EventManager::SubscribeEvent(CommonEventId eventId) {
         return;
     }
     QF_FILE_LOGI("SubscribeEvent action %{public}s", action.c_str());
-    // Before the subscription: the event may arrive before the platform's call returns.
+    // Before the subscription: the event may arrive before SubscribeCommonEvent returns.
     listenerResMap_[eventId] = ListenerRes::INIT;
     const auto subscriber = CreateEventSubscriber(action);
     if (subscriber == nullptr) {

@@ -29,8 +29,8 @@ constexpr off_t MAX_LOG_SIZE = 65536;
 constexpr mode_t LOG_FILE_MODE = 0600;
 constexpr size_t TIME_BUFFER_SIZE = 64;
 
-/// True for a time stamp, whatever follows it, and for the beginning of one.
-bool BeginsWithTime(std::string_view text) {
+/// Returns whether the text starts with a time stamp or is the start of one.
+bool StartsWithTimestamp(std::string_view text) {
     constexpr std::string_view TIMESTAMP_PATTERN = "dddd-dd-dd dd:dd:dd.ddd";
     for (size_t i = 0; i < std::min(text.size(), TIMESTAMP_PATTERN.size()); ++i) {
         const bool isDigit = text[i] >= '0' && text[i] <= '9';
@@ -41,30 +41,30 @@ bool BeginsWithTime(std::string_view text) {
     return !text.empty();
 }
 
-// The C library locks the time zone during a conversion and doesn't release it in a forked child.
-std::mutex g_conversion;
+// glibc 2.36 locks the time zone in localtime_r and doesn't release the lock in a forked child.
+std::mutex g_timeZoneMutex;
 
 std::tm ToLocalTime(std::time_t time) {
-    const std::lock_guard<std::mutex> lock(g_conversion);
+    const std::lock_guard<std::mutex> lock(g_timeZoneMutex);
     static bool isZoneRead = false;
     if (!std::exchange(isZoneRead, true)) {
-        tzset();  // localtime_r alone doesn't look at TZ
+        tzset();  // localtime_r doesn't read TZ
     }
     std::tm local = {};
     localtime_r(&time, &local);
     return local;
 }
 
-off_t SizeOf(const UniqueFd& file) {
+off_t GetSize(const UniqueFd& file) {
     struct stat status = {};
     return fstat(file.Get(), &status) == 0 ? status.st_size : -1;
 }
 
-// A write reaches the file page by page. When its process is killed between two, the beginning of a record stays at the
-// end of a page, and the next record would be glued to it. A full file is left to the rotation.
+// The kernel writes page by page. A process that is killed between two pages leaves a partial record at the end of a
+// page. The next record would continue its line. A full file is rotated anyway.
 void TruncatePartialRecord(const char* path) {
     const UniqueFd file(open(path, O_RDWR | O_CLOEXEC));
-    const off_t size = SizeOf(file);
+    const off_t size = GetSize(file);
     if (size <= 0 || size >= MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
         return;
     }
@@ -73,27 +73,27 @@ void TruncatePartialRecord(const char* path) {
         return;
     }
     const std::string_view tail = std::string_view(text).substr(text.rfind('\n') + 1);
-    // Another process may just be in the middle of its write.
-    if (BeginsWithTime(tail) && SizeOf(file) == size) {
+    // If the file has grown, another process is writing that record.
+    if (StartsWithTimestamp(tail) && GetSize(file) == size) {
         (void)!ftruncate(file.Get(), size - static_cast<off_t>(tail.size()));
     }
 }
 
 }  // namespace
 
-// Registered when the library is loaded: a child that is forked while another thread writes a record, or creates the logger,
-// would find the lock held for good.
+// Registered when the library is loaded. Without these handlers, a child that is forked while another thread logs or
+// creates the logger would wait for the lock forever.
 const int QuickFixLogger::forkHandlers_ = pthread_atfork(LockBeforeFork, UnlockAfterFork, UnlockAfterFork);
 
 void QuickFixLogger::LockBeforeFork() {
     if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
         logger->mutex_.lock();
     }
-    g_conversion.lock();
+    g_timeZoneMutex.lock();
 }
 
 void QuickFixLogger::UnlockAfterFork() {
-    g_conversion.unlock();
+    g_timeZoneMutex.unlock();
     if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
         logger->mutex_.unlock();
     }
@@ -127,7 +127,7 @@ void QuickFixLogger::Init() {
 bool QuickFixLogger::CreateLogFile(const std::string& path) {
     logOfstream_.close();
     if (FileUtils::OpenFile(logOfstream_, path, std::ios::out | std::ios::trunc, LOG_FILE_MODE)) {
-        // A stream opened to truncate writes at its own position and would overwrite what others append.
+        // A stream without std::ios::app would overwrite the records that other processes append.
         logOfstream_.close();
         logOfstream_.open(path, std::ios::out | std::ios::app);
     }
@@ -143,7 +143,7 @@ bool QuickFixLogger::CreateLogFile(const std::string& path) {
 }
 
 bool QuickFixLogger::ChangeFileForOverSize() {
-    // One look tells whether the second file is there and how large it is: each record comes by here.
+    // Every record calls this function: one stat tells both existence and size of the second file.
     struct stat status = {};
     const bool hasSecond = stat(QUICK_FIX_SECOND_LOG_FILE, &status) == 0;
     if (!hasSecond && errno != ENOENT && FileUtils::FileIsExist(QUICK_FIX_SECOND_LOG_FILE)) {
@@ -208,15 +208,15 @@ void QuickFixLogger::Append(const std::string& record) {
     if (logOfstream_.good()) {
         return;
     }
-    // Closing tries the write again. Then the state is cleared, or the stream would refuse every later record although
-    // the disk has room again.
+    // close() tries to write again, so roll back after it too. Without clear() the stream would reject all later
+    // records.
     RollBackPartialWrite(record.size());
     logOfstream_.close();
     logOfstream_.clear();
     RollBackPartialWrite(record.size());
 }
 
-// A write that a full disk cut short leaves the beginning of a line, which the next record would be glued to.
+// A full disk can cut a write short. The next record would continue the partial line.
 void QuickFixLogger::RollBackPartialWrite(size_t recordSize) const {
     struct stat status = {};
     if (stat(active_.path, &status) == 0 && status.st_size > active_.size &&

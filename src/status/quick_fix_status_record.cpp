@@ -19,7 +19,7 @@ namespace {
 constexpr unsigned int DEFAULT_MODE = 0600;
 constexpr mode_t INIT_STAGE_MODE = 0755;
 
-/// Reads a line up to its limit and passes over the rest of it. False at the end of the file.
+/// Reads one line and skips what exceeds the limit. Returns false at the end of the file.
 bool ReadLine(std::istream& file, std::string& line) {
     std::array<char, QUICK_FIX_STATUS_MAX_LINE + 1> text = {};
     file.getline(text.data(), text.size());
@@ -27,7 +27,7 @@ bool ReadLine(std::istream& file, std::string& line) {
     if (taken == 0) {
         return false;
     }
-    line.assign(text.data(), file.good() ? taken - 1 : taken);  // good: the line feed was taken too
+    line.assign(text.data(), file.good() ? taken - 1 : taken);  // good() means that gcount() includes the line feed
     if (file.fail()) {
         file.clear();
         file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');

@@ -20,18 +20,18 @@ inline Directory OpenDirectory(const std::string& path) {
 
 struct DirectoryEntry {
     std::string name;
-    unsigned char type;  // DT_DIR and its like, as the directory itself records it
+    unsigned char type;  // DT_DIR etc.; DT_UNKNOWN on file systems without types
 
     bool IsDot() const { return name == "." || name == ".."; }
 };
 
 struct DirectoryListing {
     std::vector<DirectoryEntry> entries;
-    int error = 0;  // errno of the read that failed, or 0
+    int error = 0;  // errno of a failed read, or 0
 };
 
-/// The entries, "." and ".." included, in the directory's own order, up to the first read error. The directory is closed
-/// on return, so that a recursive walk of any depth holds no descriptor.
+/// Returns the entries in the directory's order, "." and ".." included, up to the first read error. Closes the
+/// directory, so that a recursive walk holds no descriptor.
 DirectoryListing ReadEntries(Directory directory);
 
 }  // namespace TEKLO::QuickFixEngine

@@ -11,7 +11,7 @@
 namespace TEKLO::QuickFixEngine {
 namespace {
 
-/// The member when it passes the test, else null.
+/// Returns the member if it has the type, otherwise null.
 cJSON* FindMember(cJSON* root, const std::string& key, cJSON_bool (*isOfType)(const cJSON*)) {
     const ScopedCLocale cLocale;
     cJSON* member = cJSON_GetObjectItem(root, key.c_str());

@@ -4,21 +4,21 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// Has the calling thread use the "C" locale while it lives, whatever the process has set: no translated message, no
-/// decimal comma, no letter case or white space of another alphabet.
+/// Sets the calling thread's locale to "C" for its lifetime: messages are not translated, the decimal point is ".",
+/// and only ASCII characters have case or are white space.
 class ScopedCLocale {
 public:
-    ScopedCLocale() : former_(uselocale(Classic())) {}
-    ~ScopedCLocale() { uselocale(former_); }
+    ScopedCLocale() : previous_(uselocale(CLocale())) {}
+    ~ScopedCLocale() { uselocale(previous_); }
     ScopedCLocale(const ScopedCLocale&) = delete;
     ScopedCLocale& operator=(const ScopedCLocale&) = delete;
 
 private:
-    static locale_t Classic() {
-        static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
-        return classic;
+    static locale_t CLocale() {
+        static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+        return cLocale;
     }
-    locale_t former_;
+    locale_t previous_;
 };
 
 }  // namespace TEKLO::QuickFixEngine
