@@ -1,23 +1,27 @@
-/// The common event framework: the system's broadcasts, each known by the text of its action.
+/// The common event framework: broadcasts of the system, identified by the text of their action.
 ///
-/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). An executable may also define
-/// CommonEventManager's functions itself and thereby takes the place of either.
+/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). A program may define the
+/// functions of CommonEventManager itself to replace them.
 ///
-/// The library promises: a subscriber lives from its subscription to the end of its unsubscription, and the library
-/// publishes nothing itself.
+/// The library promises: a subscriber exists from its subscription until its unsubscription has returned. The library
+/// publishes nothing.
 ///
-/// The library relies on: a subscriber gets each broadcast that matches once, in the order of publication. Its deliveries
-/// don't overlap and never come on the thread that subscribed; after an unsubscription there are none. The constants of
-/// `CommonEventSupport`, two different texts, are ready before any static initialiser of the library.
+/// The library relies on: a subscriber gets each broadcast that matches once, in the order of publication. Deliveries
+/// to one subscriber don't overlap, and never run on the thread that subscribed. No delivery starts after the
+/// unsubscription has returned. The two constants of `CommonEventSupport` differ and are initialised before the
+/// library's static objects.
 ///
-/// The Linux port: a broadcast is the D-Bus signal `Published` of the interface `teklo.CommonEvent`; its first argument
-/// is the action. Only broadcasts of the owner of the bus name `teklo.CommonEventService` are taken. The bus is the
-/// system's, or what the environment variable QUICKFIX_EVENT_BUS says (not in a set-user-id process): `system`,
-/// `session`, or an address such as `unix:path=/tmp/bus`. Its thread has the process's signals blocked, and what a
-/// delivery starts inherits that. When the program ends, deliveries end before the destruction of static objects that are
-/// older than the first subscription. Subscriptions stay with the parent when a process forks; the child gets none, nor
-/// can it subscribe. The platform log says why a bus can't be reached, once for each time it is lost, and why an event
-/// wasn't published.
+/// The Linux port: a broadcast is the D-Bus signal `Published` of the interface `teklo.CommonEvent`; its first
+/// argument is the action. A subscriber gets only signals from the owner of the bus name `teklo.CommonEventService`.
+///
+/// - The bus is the system bus. QUICKFIX_EVENT_BUS in the environment selects another one: `system`, `session`, or an
+///   address such as `unix:path=/tmp/bus`. A set-user-id process ignores the variable.
+/// - The event thread blocks signals that are sent to the process. Threads and processes that a delivery starts
+///   inherit that.
+/// - At exit, deliveries end before static objects that are older than the first subscription are destroyed. A
+///   delivery that takes longer than 1000 ms is not waited for.
+/// - A forked child gets no events and can't subscribe. The subscriptions stay with the parent.
+/// - The platform log tells why the bus can't be reached, once per loss, and why an event was not published.
 #pragma once
 
 #include <memory>
@@ -26,7 +30,7 @@
 
 namespace TEKLO::AAFwk {
 
-/// What a broadcast is about.
+/// The content of a broadcast.
 class [[gnu::visibility("default")]] Want {
 public:
     Want& SetAction(const std::string& action);
@@ -46,14 +50,14 @@ public:
     CommonEventData();
     explicit CommonEventData(const AAFwk::Want& want);
 
-    /// Lives as long as this object.
+    /// The reference is valid as long as this object.
     const AAFwk::Want& GetWant() const;
 
 private:
     AAFwk::Want want_;
 };
 
-/// The actions that a subscriber wants to hear of.
+/// The actions that a subscriber gets.
 class [[gnu::visibility("default")]] MatchingSkills {
 public:
     MatchingSkills();
@@ -80,8 +84,8 @@ public:
     CommonEventSubscriber(const CommonEventSubscriber&) = delete;
     CommonEventSubscriber& operator=(const CommonEventSubscriber&) = delete;
 
-    /// Called on the framework's thread (the memory port's: the one that publishes), one delivery at a time. What it throws
-    /// ends this one delivery, nothing else.
+    /// Called on the event thread, or in the memory port on the publishing thread. Calls for one subscriber don't
+    /// overlap. An exception ends only this delivery.
     virtual void OnReceiveEvent(const CommonEventData& data) = 0;
 
     const CommonEventSubscribeInfo& GetSubscribeInfo() const;
@@ -90,26 +94,29 @@ private:
     CommonEventSubscribeInfo subscribeInfo_;
 };
 
-/// Any thread may call, also from within a delivery. Nothing throws.
+/// Any thread may call any function, also from `OnReceiveEvent`. No function throws.
 class [[gnu::visibility("default")]] CommonEventManager {
 public:
-    /// Shares the subscriber until it is unsubscribed. From a result of true on, the broadcasts that match are delivered,
-    /// and keep coming after the bus was lost and found again; those sent in between are missed. A subscriber that is
-    /// subscribed already is not added again. False when there is no bus (known at once when it is absent, within 2000 ms
-    /// when it doesn't answer) or no subscriber; what was subscribed before stays so.
+    /// Shares ownership of the subscriber until it is unsubscribed. Once this has returned true, matching broadcasts
+    /// are delivered. If the bus is lost, the port reconnects; broadcasts in between are missed.
+    ///
+    /// Returns false if the subscriber is null, at once if there is no bus, and after up to 2000 ms if the bus doesn't
+    /// answer. It is then not subscribed, unless it was before. Subscribing it again does not deliver events twice.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
-    /// Waits until no delivery to the subscriber is running any more, unless called from within a delivery. False when
-    /// it wasn't subscribed.
+    /// Waits until a running delivery to the subscriber has ended, unless called from `OnReceiveEvent`. Returns false
+    /// if it was not subscribed.
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
-    /// True when the bus has passed the broadcast on. False when there is no bus, or when it doesn't let the process own
-    /// the event service's name, which is done only while sending; another program that does so is waited for up to
-    /// 500 ms. False within 4000 ms when the bus doesn't answer; the broadcast may have been sent nevertheless.
+    /// Sends a broadcast. Returns true when the bus has passed it on.
+    ///
+    /// To send, the process briefly owns the name of the event service. Returns false if there is no bus, if the bus
+    /// denies the name, and after 500 ms if another program keeps it. Returns false after up to 4000 ms if the bus
+    /// doesn't answer; the broadcast may have been sent then.
     static bool PublishCommonEvent(const CommonEventData& data);
 };
 
-/// The actions of the system's own broadcasts.
+/// The actions of the system's broadcasts.
 class [[gnu::visibility("default")]] CommonEventSupport {
 public:
     static const std::string COMMON_EVENT_BUNDLE_SCAN_FINISHED;

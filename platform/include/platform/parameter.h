@@ -1,20 +1,20 @@
 /// The system's parameter store.
 ///
-/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). An executable may also define
-/// GetParameter itself and thereby takes the place of either.
+/// Supplied by: the device's SDK, or a bundled port (platform/linux, platform/memory). A program may define
+/// GetParameter itself to replace it.
 ///
-/// The library promises: pointers are valid, `length` is the size of the buffer, which is zeroed.
+/// The library promises: pointers are valid, and `value` has `length` zeroed bytes.
 ///
-/// The library relies on: nothing is written past `length` bytes, the buffer always ends in a zero byte, a longer value
-/// is cut. It may be called from any thread.
+/// The library relies on: no byte is written past `length` bytes, the buffer always ends in a zero byte, and a longer
+/// value is cut. Any thread may call the function.
 #pragma once
 
-/// Copies the parameter's value, or `defaultValue` when it isn't set, into the buffer. Returns the positive length of
-/// what was copied, or 0 when it is empty, or a negative code.
+/// Copies the value of `key` to `value`, or `defaultValue` if the key is not set. Returns the length of the copied
+/// text, 0 if it is empty, or a negative code on failure.
 ///
-/// The Linux port reads lines of `key=value` from /etc/quickfix/parameters.conf, or from the file that the environment
-/// variable QUICKFIX_PARAMETERS names (not in a set-user-id process). Blanks around key and value don't count, lines
-/// that begin with `#` are comments, other lines without a key or `=` are passed over, the last line of a key wins. A
-/// missing file is an empty store, one that can't be read gives -1.
+/// The Linux port reads /etc/quickfix/parameters.conf at every call, or the file that QUICKFIX_PARAMETERS in the
+/// environment names. A set-user-id process ignores the variable. Each line is `key=value`; blanks around both are
+/// ignored. Lines that start with `#`, and lines without `=`, are ignored. The last line of a key counts. If the file
+/// is missing, no key is set. If it can't be read, the result is -1.
 extern "C" [[gnu::visibility("default")]] int GetParameter(const char* key, const char* defaultValue, char* value,
                                                            unsigned int length);

@@ -1,10 +1,9 @@
-/// A lazily created object that the whole process shares.
+/// One object per process, created on first use.
 ///
 /// Supplied by: the device's SDK, or this header.
 ///
-/// The library relies on: all callers in one process get the same object, whatever visibility they were built with; the
-/// first call creates it under a lock, later calls take none; the object is never destroyed, so it may be used while
-/// static destructors run.
+/// The library relies on: all callers in a process get the same object, even programs built with hidden visibility.
+/// The first call creates it under a lock. The object is never destroyed, so static destructors may use it.
 #pragma once
 
 #include <atomic>
@@ -14,12 +13,12 @@
 
 namespace TEKLO {
 
-/// Default visibility keeps one object for a library and an executable built with hidden visibility; `T` needs it too.
+/// `T` must have default visibility too. Otherwise a library and its program each get an object of their own.
 template <typename T>
 class [[gnu::visibility("default")]] DelayedSingleton {
 public:
-    /// The shared object, created by the first call; null only when there was no memory for it (the next call tries
-    /// again). Any thread may call.
+    /// Returns the object. The first call creates it; if there is no memory for it, returns null, and the next call
+    /// tries again. Any thread may call. The constructor of `T` must not call this function.
     static std::shared_ptr<T> GetInstance();
 
 private:
@@ -40,7 +39,7 @@ std::shared_ptr<T> DelayedSingleton<T>::GetInstance() {
     if (created == nullptr) {
         return nullptr;
     }
-    // Never deleted: records written by static destructors still find the object.
+    // Never deleted: static destructors may still log.
     auto* shared = new std::shared_ptr<T>(std::move(created));
     instance_.store(shared, std::memory_order_release);
     return *shared;
