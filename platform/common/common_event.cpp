@@ -49,7 +49,7 @@ const CommonEventSubscribeInfo& CommonEventSubscriber::GetSubscribeInfo() const 
     return subscribeInfo_;
 }
 
-// The earliest there is: others' initialisers copy from these, in an archive in any order.
+// Earliest init priority: other initialisers copy these, and the link order of a static library is arbitrary.
 [[gnu::init_priority(101)]] const std::string CommonEventSupport::COMMON_EVENT_BUNDLE_SCAN_FINISHED =
     "teklo.event.BUNDLE_SCAN_FINISHED";
 [[gnu::init_priority(101)]] const std::string CommonEventSupport::COMMON_EVENT_USER_ADDED = "teklo.event.USER_ADDED";

@@ -15,20 +15,20 @@ namespace {
 constexpr std::string_view PUBLIC_MARKER = "{public}";
 constexpr std::string_view PRIVATE_MARKER = "{private}";
 
-/// One conversion of a format, made ready for printf: "%{public}-5ld" is "%-5ld", shown, length "l", letter 'd'.
+/// One conversion of a format. "%{public}-5ld" has the directive "%-5ld" for printf, length "l" and specifier 'd'.
 struct Conversion {
     std::string directive = "%";
     std::string length;
-    char letter = '\0';
-    bool shown = false;
+    char specifier = '\0';
+    bool isPublic = false;
 };
 
-// A copy of a va_list parameter can't be handed on by reference portably; a member of a structure can.
+// A va_list parameter can't be passed by reference portably, because the type may be an array. A structure can.
 struct Arguments {
     std::va_list list;
 };
 
-bool TakePrefix(std::string_view& text, std::string_view prefix) {
+bool ConsumePrefix(std::string_view& text, std::string_view prefix) {
     if (text.substr(0, prefix.size()) != prefix) {
         return false;
     }
@@ -36,13 +36,13 @@ bool TakePrefix(std::string_view& text, std::string_view prefix) {
     return true;
 }
 
-std::string_view TakeAll(std::string_view& text, const char* set) {
-    const std::string_view taken = text.substr(0, text.find_first_not_of(set));
-    text.remove_prefix(taken.size());
-    return taken;
+std::string_view ConsumeWhile(std::string_view& text, const char* set) {
+    const std::string_view prefix = text.substr(0, text.find_first_not_of(set));
+    text.remove_prefix(prefix.size());
+    return prefix;
 }
 
-/// Puts a width or a precision in place of its star; a negative precision counts as none.
+/// Appends the width or precision for a star. A negative precision counts as missing.
 void AppendNumber(std::string& directive, int number) {
     if (directive.back() == '.' && number < 0) {
         directive.pop_back();
@@ -51,33 +51,33 @@ void AppendNumber(std::string& directive, int number) {
     }
 }
 
-/// Takes one conversion off the text, which begins behind its percent sign.
-Conversion TakeConversion(std::string_view& text, Arguments& arguments) {
+/// Removes one conversion from the text, which starts after the percent sign.
+Conversion ConsumeConversion(std::string_view& text, Arguments& arguments) {
     Conversion conversion;
-    conversion.shown = TakePrefix(text, PUBLIC_MARKER);
-    if (!conversion.shown) {
-        TakePrefix(text, PRIVATE_MARKER);
+    conversion.isPublic = ConsumePrefix(text, PUBLIC_MARKER);
+    if (!conversion.isPublic) {
+        ConsumePrefix(text, PRIVATE_MARKER);
     }
-    for (const char character : TakeAll(text, "-+ #0123456789.*")) {
+    for (const char character : ConsumeWhile(text, "-+ #0123456789.*")) {
         if (character == '*') {
             AppendNumber(conversion.directive, va_arg(arguments.list, int));
         } else {
             conversion.directive += character;
         }
     }
-    conversion.length = TakeAll(text, "hlLzjt");
+    conversion.length = ConsumeWhile(text, "hlLzjt");
     if (!text.empty()) {
-        conversion.letter = text.front();
+        conversion.specifier = text.front();
         text.remove_prefix(1);
     }
-    conversion.directive += conversion.length + conversion.letter;
+    conversion.directive += conversion.length + conversion.specifier;
     return conversion;
 }
 
 template <typename T>
-void Show(std::string& rendered, const Conversion& conversion, T argument) {
-    if (!conversion.shown) {
-        rendered += "<private>";
+void AppendArgument(std::string& formatted, const Conversion& conversion, T argument) {
+    if (!conversion.isPublic) {
+        formatted += "<private>";
         return;
     }
     const int length = snprintf(nullptr, 0, conversion.directive.c_str(), argument);
@@ -86,28 +86,28 @@ void Show(std::string& rendered, const Conversion& conversion, T argument) {
     }
     std::vector<char> text(static_cast<size_t>(length) + 1);
     snprintf(text.data(), text.size(), conversion.directive.c_str(), argument);
-    rendered.append(text.data(), static_cast<size_t>(length));
+    formatted.append(text.data(), static_cast<size_t>(length));
 }
 
-void ShowInteger(std::string& rendered, const Conversion& conversion, Arguments& arguments) {
+void AppendInteger(std::string& formatted, const Conversion& conversion, Arguments& arguments) {
     if (conversion.length == "l") {
-        Show(rendered, conversion, va_arg(arguments.list, long));
+        AppendArgument(formatted, conversion, va_arg(arguments.list, long));
     } else if (conversion.length == "ll") {
-        Show(rendered, conversion, va_arg(arguments.list, long long));
+        AppendArgument(formatted, conversion, va_arg(arguments.list, long long));
     } else if (conversion.length == "z") {
-        Show(rendered, conversion, va_arg(arguments.list, size_t));
+        AppendArgument(formatted, conversion, va_arg(arguments.list, size_t));
     } else if (conversion.length == "j") {
-        Show(rendered, conversion, va_arg(arguments.list, intmax_t));
+        AppendArgument(formatted, conversion, va_arg(arguments.list, intmax_t));
     } else if (conversion.length == "t") {
-        Show(rendered, conversion, va_arg(arguments.list, ptrdiff_t));
+        AppendArgument(formatted, conversion, va_arg(arguments.list, ptrdiff_t));
     } else {
-        Show(rendered, conversion, va_arg(arguments.list, int));
+        AppendArgument(formatted, conversion, va_arg(arguments.list, int));
     }
 }
 
-/// Shows the conversion's argument; false when it isn't known what it takes.
-bool ShowArgument(std::string& rendered, const Conversion& conversion, Arguments& arguments) {
-    switch (conversion.letter) {
+/// Appends the formatted argument of a conversion. Returns false for an unknown conversion.
+bool AppendConversion(std::string& formatted, const Conversion& conversion, Arguments& arguments) {
+    switch (conversion.specifier) {
         case 'd':
         case 'i':
         case 'o':
@@ -115,7 +115,7 @@ bool ShowArgument(std::string& rendered, const Conversion& conversion, Arguments
         case 'x':
         case 'X':
         case 'c':
-            ShowInteger(rendered, conversion, arguments);
+            AppendInteger(formatted, conversion, arguments);
             return true;
         case 'a':
         case 'A':
@@ -126,25 +126,25 @@ bool ShowArgument(std::string& rendered, const Conversion& conversion, Arguments
         case 'g':
         case 'G':
             if (conversion.length == "L") {
-                Show(rendered, conversion, va_arg(arguments.list, long double));
+                AppendArgument(formatted, conversion, va_arg(arguments.list, long double));
             } else {
-                Show(rendered, conversion, va_arg(arguments.list, double));
+                AppendArgument(formatted, conversion, va_arg(arguments.list, double));
             }
             return true;
         case 's': {
             const char* text = va_arg(arguments.list, const char*);
-            Show(rendered, conversion, text != nullptr ? text : "(null)");
+            AppendArgument(formatted, conversion, text != nullptr ? text : "(null)");
             return true;
         }
         case 'p':
-            Show(rendered, conversion, va_arg(arguments.list, const void*));
+            AppendArgument(formatted, conversion, va_arg(arguments.list, const void*));
             return true;
         default:
             return false;
     }
 }
 
-/// True for the first byte of U+0080 to U+009F in UTF-8, which terminals take for commands too.
+/// Returns whether U+0080 to U+009F starts at this byte. Terminals interpret these characters too.
 bool IsC1Control(const std::string& text, size_t at) {
     return text[at] == '\xc2' && at + 1 < text.size() && (text[at + 1] & '\xe0') == '\x80';
 }
@@ -155,21 +155,21 @@ std::string RenderPlumeText(const char* format, std::va_list list) {
     const ScopedCLocale cLocale;
     Arguments arguments = {};
     va_copy(arguments.list, list);
-    std::string rendered;
+    std::string formatted;
     std::string_view text(format);
-    bool known = true;
-    while (known && !text.empty()) {
+    bool isKnown = true;
+    while (isKnown && !text.empty()) {
         const size_t percent = text.find('%');
-        rendered += text.substr(0, percent);
+        formatted += text.substr(0, percent);
         text.remove_prefix(percent == std::string_view::npos ? text.size() : percent + 1);
-        if (percent == std::string_view::npos || TakePrefix(text, "%")) {
-            rendered += percent == std::string_view::npos ? "" : "%";
+        if (percent == std::string_view::npos || ConsumePrefix(text, "%")) {
+            formatted += percent == std::string_view::npos ? "" : "%";
             continue;
         }
-        known = ShowArgument(rendered, TakeConversion(text, arguments), arguments);
+        isKnown = AppendConversion(formatted, ConsumeConversion(text, arguments), arguments);
     }
     va_end(arguments.list);
-    return rendered;
+    return formatted;
 }
 
 std::string EscapeControls(const std::string& text) {

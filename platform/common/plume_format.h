@@ -5,11 +5,12 @@
 
 namespace TEKLO::Platform {
 
-/// Renders a platform record's text: printf's language with privacy markers, every argument that isn't marked public
-/// shown as "<private>". Text behind a conversion that isn't known is dropped: its arguments can't be told apart.
+/// Formats a record of the platform log: a printf format with privacy markers. Every argument that is not marked
+/// public becomes "<private>". Drops the text after an unknown conversion, since the types of the other arguments are
+/// unknown.
 std::string RenderPlumeText(const char* format, std::va_list arguments);
 
-/// The text on one line and harmless on a terminal: control characters are shown as "\n" or "\x1b".
+/// Escapes control characters, as in "\n" and "\x1b": the result is one line and safe to print on a terminal.
 std::string EscapeControls(const std::string& text);
 
 }  // namespace TEKLO::Platform

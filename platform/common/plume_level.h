@@ -2,7 +2,7 @@
 
 namespace TEKLO::Platform {
 
-/// The levels that PlumePrint is called with.
+/// Values of the parameter `level` of PlumePrint.
 enum PlumeLevel : int {
     PLUME_LEVEL_DEBUG = 3,
     PLUME_LEVEL_INFO = 4,

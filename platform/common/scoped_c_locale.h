@@ -2,20 +2,19 @@
 
 #include <clocale>
 
-/// The port and the library see nothing of each other, hence one of these in each.
-///
-/// Has the calling thread format in the "C" locale while it lives, whatever the process has set.
+/// Sets the calling thread's locale to "C" for its lifetime. The library has its own copy, since it doesn't include
+/// headers of the port.
 class ScopedCLocale {
 public:
-    ScopedCLocale() : former_(uselocale(Classic())) {}
-    ~ScopedCLocale() { uselocale(former_); }
+    ScopedCLocale() : previous_(uselocale(CLocale())) {}
+    ~ScopedCLocale() { uselocale(previous_); }
     ScopedCLocale(const ScopedCLocale&) = delete;
     ScopedCLocale& operator=(const ScopedCLocale&) = delete;
 
 private:
-    static locale_t Classic() {
-        static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
-        return classic;
+    static locale_t CLocale() {
+        static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+        return cLocale;
     }
-    locale_t former_;
+    locale_t previous_;
 };

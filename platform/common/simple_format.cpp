@@ -9,18 +9,18 @@ namespace {
 
 constexpr size_t MAX_WIDTH = 99;
 
-class Output {
+class BoundedOutput {
 public:
-    Output(char* dest, size_t size) : begin_(dest), next_(dest), room_(size) {}
+    BoundedOutput(char* dest, size_t size) : begin_(dest), next_(dest), available_(size) {}
 
-    /// False when it doesn't fit, with room for the ending zero byte.
+    /// Returns false if the text and a zero byte don't fit.
     bool Append(std::string_view text) {
-        if (text.size() >= room_) {
+        if (text.size() >= available_) {
             return false;
         }
         memcpy(next_, text.data(), text.size());
         next_ += text.size();
-        room_ -= text.size();
+        available_ -= text.size();
         return true;
     }
     bool Pad(char character, size_t count) {
@@ -36,7 +36,7 @@ public:
 private:
     char* begin_;
     char* next_;
-    size_t room_;
+    size_t available_;
 };
 
 struct Conversion {
@@ -45,8 +45,8 @@ struct Conversion {
     char specifier = '\0';
 };
 
-/// Reads what follows a '%' and moves `text` behind it.
-Conversion ReadConversion(const char*& text) {
+/// Parses the conversion after a '%' and advances `text` past it.
+Conversion ParseConversion(const char*& text) {
     const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
     Conversion conversion;
     conversion.padsWithZeros = *text == '0';
@@ -59,7 +59,7 @@ Conversion ReadConversion(const char*& text) {
 }
 
 template <typename Integer>
-bool AppendNumber(Output& output, const Conversion& conversion, Integer value, int base) {
+bool AppendNumber(BoundedOutput& output, const Conversion& conversion, Integer value, int base) {
     char digits[std::numeric_limits<unsigned int>::digits10 + 2];
     const char* end = std::to_chars(digits, digits + sizeof(digits), value, base).ptr;
     const std::string_view text(digits, static_cast<size_t>(end - digits));
@@ -77,7 +77,7 @@ bool AppendNumber(Output& output, const Conversion& conversion, Integer value, i
 }  // namespace
 
 int FormatSimple(char* dest, size_t destSize, const char* format, std::va_list arguments) {
-    Output output(dest, destSize);
+    BoundedOutput output(dest, destSize);
     bool fits = true;
     while (fits) {
         const char* percent = strchrnul(format, '%');
@@ -86,7 +86,7 @@ int FormatSimple(char* dest, size_t destSize, const char* format, std::va_list a
             break;
         }
         format = percent + 1;
-        const Conversion conversion = ReadConversion(format);
+        const Conversion conversion = ParseConversion(format);
         if (conversion.width > MAX_WIDTH) {
             return NOT_SIMPLE;
         }
@@ -112,5 +112,5 @@ int FormatSimple(char* dest, size_t destSize, const char* format, std::va_list a
                 return NOT_SIMPLE;
         }
     }
-    return fits ? output.Finish() : NO_ROOM;
+    return fits ? output.Finish() : DOES_NOT_FIT;
 }

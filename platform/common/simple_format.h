@@ -3,9 +3,9 @@
 #include <cstdarg>
 #include <cstddef>
 
-/// Formats "%s", "%d", "%u" and "%x", the numbers with an optional width, as vsnprintf does in the "C" locale, in a tenth
-/// of its time. Returns the length written, `NO_ROOM`, or `NOT_SIMPLE` for a format with anything else.
+/// A fast path for vsnprintf in the "C" locale: formats "%s", "%d", "%u" and "%x", the numbers with an optional width.
+/// Returns the length, `DOES_NOT_FIT`, or `NOT_SIMPLE` for a format with any other conversion.
 int FormatSimple(char* dest, size_t destSize, const char* format, std::va_list arguments);
 
-constexpr int NO_ROOM = -1;
+constexpr int DOES_NOT_FIT = -1;
 constexpr int NOT_SIMPLE = -2;

@@ -25,7 +25,7 @@ struct SlotUnref {
 };
 using Slot = std::unique_ptr<sd_bus_slot, SlotUnref>;
 
-// What the bus answers to RequestName and ReleaseName.
+// Results of RequestName and ReleaseName.
 constexpr uint32_t PRIMARY_OWNER = 1;
 constexpr uint32_t NAME_EXISTS = 3;
 constexpr uint32_t RELEASED = 1;
@@ -36,8 +36,8 @@ struct Reply {
     uint32_t result = 0;
 };
 
-int KeepReply(sd_bus_message* message, void* kept, sd_bus_error* /*error*/) {
-    Reply& reply = *static_cast<Reply*>(kept);
+int StoreReply(sd_bus_message* message, void* stored, sd_bus_error* /*error*/) {
+    Reply& reply = *static_cast<Reply*>(stored);
     reply.hasArrived = true;
     reply.error = sd_bus_message_get_errno(message);
     if (reply.error == 0) {
@@ -53,7 +53,7 @@ int Connect(const std::string& name, sd_bus** bus) {
     if (name == "session") {
         return sd_bus_open_user(bus);
     }
-    // sd-bus would wait for the end of the program, which may ignore its SIGTERM.
+    // To close the connection, sd-bus 252 waits for the program to end, but the program may ignore SIGTERM.
     if (name.find("unixexec:") != std::string::npos) {
         return -EPROTONOSUPPORT;
     }
@@ -72,7 +72,7 @@ uint32_t WaitForReply(BusConnection& connection, const Reply& reply, Clock::time
     return reply.result;
 }
 
-/// sd-bus counts from the same beginning: both clocks are CLOCK_MONOTONIC.
+/// sd-bus and Clock share CLOCK_MONOTONIC, so their time points are equal.
 Clock::time_point ToTimePoint(uint64_t microseconds) {
     constexpr auto longest = std::chrono::duration_cast<std::chrono::microseconds>(Clock::duration::max());
     const bool isNever = microseconds > static_cast<uint64_t>(longest.count());
@@ -112,7 +112,7 @@ int BusConnection::OnMatchInstalled(sd_bus_message* reply, void* self, sd_bus_er
 }
 
 int BusConnection::OnSignal(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
-    // The bus delivers a signal that is addressed to this process whoever sent it: no match is asked.
+    // The bus delivers a signal that is addressed to this process without checking the match rule.
     if (sd_bus_message_get_destination(message) != nullptr) {
         return 0;
     }
@@ -149,7 +149,7 @@ void BusConnection::Wait(Clock::time_point deadline, int wakeFd) const {
 bool BusConnection::RequestName(const char* name, Clock::time_point deadline) {
     Reply reply;
     sd_bus_slot* slot = nullptr;
-    Check(sd_bus_request_name_async(bus_.get(), &slot, name, 0, KeepReply, &reply));
+    Check(sd_bus_request_name_async(bus_.get(), &slot, name, 0, StoreReply, &reply));
     const Slot owner(slot);
     const uint32_t result = WaitForReply(*this, reply, deadline);
     Check(-reply.error);
@@ -160,7 +160,7 @@ bool BusConnection::RequestName(const char* name, Clock::time_point deadline) {
 void BusConnection::ReleaseName(const char* name, Clock::time_point deadline) {
     Reply reply;
     sd_bus_slot* slot = nullptr;
-    Check(sd_bus_release_name_async(bus_.get(), &slot, name, KeepReply, &reply));
+    Check(sd_bus_release_name_async(bus_.get(), &slot, name, StoreReply, &reply));
     const Slot owner(slot);
     const uint32_t result = WaitForReply(*this, reply, deadline);
     Check(-reply.error);
@@ -168,7 +168,7 @@ void BusConnection::ReleaseName(const char* name, Clock::time_point deadline) {
 }
 
 void BusConnection::EmitSignal(const char* path, const char* interface, const char* member, const std::string& text) {
-    // D-Bus strings end at their first zero byte.
+    // A D-Bus string can't contain a zero byte.
     Check(text.size() == strlen(text.c_str()) ? 0 : -EINVAL);
     Check(sd_bus_emit_signal(bus_.get(), path, interface, member, "s", text.c_str()));
 }

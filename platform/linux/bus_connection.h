@@ -9,35 +9,35 @@
 
 namespace TEKLO::Platform {
 
-/// A connection to a message bus, and all that calls sd-bus. One thread at a time may use it. No call waits past its
-/// deadline, whatever the bus does. Failures are thrown as std::system_error.
+/// A connection to a message bus. Only this class calls sd-bus. One thread at a time may use it. No call waits past
+/// its deadline. Failures are thrown as std::system_error.
 class BusConnection {
 public:
     using Clock = std::chrono::steady_clock;
     using TextHandler = std::function<void(const std::string&)>;
 
-    /// Starts to connect and doesn't wait for the bus: `system`, `session`, or an address.
+    /// Starts to connect to `system`, `session` or an address. Doesn't wait for the bus.
     explicit BusConnection(const std::string& bus);
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
 
-    /// Asks the bus for the signals that match. Process passes the first argument of each to the handler, except of those
-    /// that are addressed to one program.
+    /// Subscribes to the signals that match. Process passes the first argument of each to the handler, and drops
+    /// signals that are addressed to one program.
     void AddMatch(const std::string& rule, TextHandler handler);
 
     /// Once this has returned true, no matching signal is missed.
     bool IsMatchInstalled() const { return isMatchInstalled_; }
 
-    /// Handles one message or one step of the greeting. False when there is nothing to handle. Throws past the deadline.
+    /// Handles one message or one step of the handshake. Returns false if there is none. Throws after the deadline.
     bool Process(Clock::time_point deadline);
 
-    /// Sleeps until Process has something to do, the descriptor is readable (-1: none), or the deadline.
+    /// Sleeps until Process has work, `wakeFd` is readable (-1 for none), or the deadline has passed.
     void Wait(Clock::time_point deadline, int wakeFd = -1) const;
 
-    /// False when another program owns the name.
+    /// Returns false if another program owns the name.
     bool RequestName(const char* name, Clock::time_point deadline);
 
-    /// Returns when the bus has passed on everything that was sent before.
+    /// Returns when the bus has passed on all messages that were sent before.
     void ReleaseName(const char* name, Clock::time_point deadline);
 
     void EmitSignal(const char* path, const char* interface, const char* member, const std::string& text);

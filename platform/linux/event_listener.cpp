@@ -22,14 +22,14 @@ namespace {
 constexpr std::chrono::milliseconds STOP_TIMEOUT{1000};
 constexpr std::chrono::milliseconds RECONNECT_INTERVAL{200};
 
-// The bus holds the sender against the owner of the name when the signal is sent.
+// For each signal, the bus checks that the sender owns the name.
 std::string ServiceMatchRule() {
     return std::string("type='signal',sender='") + EVENT_SERVICE + "',interface='" + EVENT_INTERFACE + "',member='" +
            EVENT_SIGNAL + "'";
 }
 
-/// Blocks, while it lives, the signals that are sent to the process: they are for its own threads, not for one that is
-/// started meanwhile. Those of a thread's own faults stay.
+/// Blocks all signals for its lifetime, except those that a fault of the thread raises. A thread that is started
+/// meanwhile inherits the mask and leaves the process's signals to other threads.
 class SignalBlock {
 public:
     SignalBlock() {
@@ -38,19 +38,19 @@ public:
         for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
             sigdelset(&signals, fault);
         }
-        pthread_sigmask(SIG_BLOCK, &signals, &former_);
+        pthread_sigmask(SIG_BLOCK, &signals, &previousMask_);
     }
-    ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+    ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr); }
     SignalBlock(const SignalBlock&) = delete;
     SignalBlock& operator=(const SignalBlock&) = delete;
 
 private:
-    sigset_t former_ = {};
+    sigset_t previousMask_ = {};
 };
 
 }  // namespace
 
-/// In a forked child there is no such thread, and perhaps a locked mutex.
+/// In a forked child the event thread doesn't exist, and the mutex may be locked.
 bool EventListener::IsInForkedChild() const {
     return ownerPid_ != 0 && ownerPid_ != getpid();
 }
@@ -59,7 +59,7 @@ bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
     if (IsInForkedChild()) {
         return false;
     }
-    // First the list, then the connection: the thread gives the connection up when it finds the list empty.
+    // List before connection: the event thread disconnects if the list is empty.
     const bool added = subscribers_.Add(subscriber);
     const bool connected = EnsureConnected();
     if (added && !connected) {
@@ -90,7 +90,7 @@ void EventListener::Stop() {
         return;
     }
     const bool fromWithin = thread_.get_id() == std::this_thread::get_id();
-    // A subscriber that doesn't return, or a bus that doesn't answer, must not keep the process from ending.
+    // A subscriber that doesn't return, or a bus that doesn't answer, must not block the exit of the process.
     if (fromWithin || !changed_.wait_for(lock, STOP_TIMEOUT, [this] { return ended_; })) {
         thread_.detach();
         return;
@@ -106,7 +106,7 @@ bool EventListener::EnsureConnected() {
     if (!EnsureStarted()) {
         return false;
     }
-    // An attempt that is under way may have begun before there was a bus.
+    // The running attempt may have started before the bus did, so wait for the next one.
     const uint64_t attempt = startedAttempts_ + 1;
     requested_ = true;
     changed_.notify_all();
@@ -128,7 +128,7 @@ bool EventListener::EnsureStarted() {
         ownerPid_ = getpid();
         return true;
     } catch (const std::system_error& error) {
-        LogEventWarning("no thread to hear events on", error.what());
+        LogEventWarning("can't start the event thread", error.what());
         return false;
     }
 }
@@ -178,20 +178,20 @@ void EventListener::Listen() {
             }
         }
     } catch (const std::exception& error) {
-        if (!std::exchange(isTroubleLogged_, true)) {
-            LogEventWarning("no bus to hear events on", error.what());
+        if (!std::exchange(isFailureLogged_, true)) {
+            LogEventWarning("can't receive events", error.what());
         }
     }
 }
 
-/// False when the connection isn't needed any more. Decides under the lock: whoever subscribes sees either the connection
-/// that stays or the one to come.
+/// Returns false if the connection is no longer needed. Decides under the lock, so a subscriber never relies on a
+/// connection that is about to close.
 bool EventListener::UpdateConnectionState(bool isListening) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const bool isNeeded = !stopped_ && !subscribers_.IsEmpty();
     const bool connected = isNeeded && isListening;
     requested_ = requested_ && isNeeded && !isListening;
-    isTroubleLogged_ = isTroubleLogged_ && !isListening;
+    isFailureLogged_ = isFailureLogged_ && !isListening;
     if (std::exchange(connected_, connected) != connected) {
         changed_.notify_all();
     }

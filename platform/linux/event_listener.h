@@ -13,19 +13,19 @@
 
 namespace TEKLO::Platform {
 
-/// Hears broadcasts on the bus and delivers them, on a thread of its own. The connection is the thread's alone, open
-/// while there are subscribers, and opened again when it is lost.
+/// Receives broadcasts from the bus and delivers them, on its own thread. Only that thread uses the connection. The
+/// connection is open while there are subscribers; if it is lost, the thread reconnects.
 class EventListener {
 public:
     EventListener() = default;
-    ~EventListener() = delete;  // its thread may outlive everything else
+    ~EventListener() = delete;  // the thread may still run
     EventListener(const EventListener&) = delete;
     EventListener& operator=(const EventListener&) = delete;
 
     bool Subscribe(const SubscriberList::Subscriber& subscriber);
     bool Unsubscribe(const SubscriberList::Subscriber& subscriber);
 
-    /// Ends the thread for good.
+    /// Ends the thread. There are no events after that.
     void Stop();
 
 private:
@@ -34,7 +34,7 @@ private:
     bool EnsureStarted();
     void Wake() const;
 
-    // The thread's own.
+    // Called on the event thread only.
     void Run();
     bool WaitForWork();
     void Listen();
@@ -43,7 +43,7 @@ private:
     void ConsumeWakeUps() const;
 
     SubscriberList subscribers_;
-    bool isTroubleLogged_ = false;  // the thread's own
+    bool isFailureLogged_ = false;  // used by the event thread only
 
     std::mutex mutex_;
     int wakeFd_ = -1;

@@ -14,7 +14,7 @@ namespace {
 
 using Clock = BusConnection::Clock;
 
-/// Two answers' time, since a connection that was kept may be mute and a new one not.
+/// Time for two answers: the old connection may be dead and the new one alive.
 constexpr std::chrono::milliseconds PUBLISH_TIMEOUT{4000};
 constexpr std::chrono::milliseconds NAME_TIMEOUT{500};
 constexpr std::chrono::milliseconds REQUEST_INTERVAL{10};
@@ -23,7 +23,7 @@ Clock::time_point AnswerDeadline(Clock::time_point deadline) {
     return std::min(deadline, Clock::now() + ANSWER_TIMEOUT);
 }
 
-/// Waits a while for another program that is publishing.
+/// Acquires the name. Retries for a while if another program is publishing.
 void WaitForName(BusConnection& connection, Clock::time_point deadline) {
     if (connection.RequestName(EVENT_SERVICE, AnswerDeadline(deadline))) {
         return;
@@ -41,8 +41,8 @@ void WaitForName(BusConnection& connection, Clock::time_point deadline) {
 
 }  // namespace
 
-/// One thread publishes at a time. Not a std::timed_mutex, which g++ 12's thread sanitizer takes for unlocked: it doesn't
-/// know pthread_mutex_clocklock.
+/// Lets one thread publish at a time. Not a std::timed_mutex: the thread sanitizer of g++ 12 doesn't intercept
+/// pthread_mutex_clocklock and misses the lock.
 class EventPublisher::TimedLock {
 public:
     TimedLock(EventPublisher& publisher, TimePoint deadline) : publisher_(publisher) {
@@ -68,7 +68,7 @@ private:
 };
 
 bool EventPublisher::Publish(const std::string& action) {
-    constexpr char what[] = "no event was published";
+    constexpr char what[] = "can't publish the event";
     const auto deadline = Clock::now() + PUBLISH_TIMEOUT;
     const TimedLock lock(*this, deadline);
     if (!lock.OwnsLock()) {
@@ -78,7 +78,7 @@ bool EventPublisher::Publish(const std::string& action) {
     try {
         AcquireName(deadline);
         connection_->EmitSignal(EVENT_PATH, EVENT_INTERFACE, EVENT_SIGNAL, action);
-        // The bus answers in order, so it has passed the signal on by then.
+        // The bus handles messages in order: when it answers, it has passed the signal on.
         connection_->ReleaseName(EVENT_SERVICE, AnswerDeadline(deadline));
         return true;
     } catch (const std::exception& error) {
@@ -97,7 +97,7 @@ void EventPublisher::AcquireName(TimePoint deadline) {
     }
 }
 
-/// False when the connection that was kept has died with its bus.
+/// Returns false if the old connection is dead.
 bool EventPublisher::TryReacquireName(TimePoint deadline) {
     try {
         WaitForName(*connection_, deadline);

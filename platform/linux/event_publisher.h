@@ -9,8 +9,7 @@
 
 namespace TEKLO::Platform {
 
-/// Sends broadcasts, each under the event service's name, which is owned only while sending, so that several programs can
-/// take turns.
+/// Sends broadcasts. Owns the name of the event service only while it sends, so that several programs can publish.
 class EventPublisher {
 public:
     bool Publish(const std::string& action);
@@ -27,7 +26,7 @@ private:
     std::condition_variable unlocked_;
     bool isLocked_ = false;
 
-    // Of the thread that holds the lock.
+    // Used by the thread that holds the lock.
     std::string bus_;
     std::unique_ptr<BusConnection> connection_;
 };

@@ -10,14 +10,14 @@ namespace TEKLO::Platform {
 
 namespace {
 
-// The C library locks the time zone during a conversion and doesn't release it in a forked child, so a fork waits for
-// the end of a conversion.
-std::mutex g_conversion;
+// glibc 2.36 locks the time zone in localtime_r and doesn't release the lock in a forked child. A fork therefore waits
+// for the end of a conversion.
+std::mutex g_timeZoneMutex;
 
-// Before the library's handlers, so that a fork takes this lock after that of the file log, as a record does.
+// Registered before the library's handlers: a fork then takes this lock after that of the file log, as a record does.
 [[gnu::constructor(101)]] void RegisterForkHandlers() {
-    const auto unlock = [] { g_conversion.unlock(); };
-    pthread_atfork([] { g_conversion.lock(); }, unlock, unlock);
+    const auto unlock = [] { g_timeZoneMutex.unlock(); };
+    pthread_atfork([] { g_timeZoneMutex.lock(); }, unlock, unlock);
 }
 
 }  // namespace
@@ -27,7 +27,7 @@ std::string FormatLocalTime() {
     clock_gettime(CLOCK_REALTIME, &now);
     std::tm local = {};
     {
-        const std::lock_guard<std::mutex> lock(g_conversion);
+        const std::lock_guard<std::mutex> lock(g_timeZoneMutex);
         localtime_r(&now.tv_sec, &local);
     }
     char text[64] = {};

@@ -13,26 +13,26 @@ namespace {
 constexpr char PARAMETER_FILE[] = "/etc/quickfix/parameters.conf";
 constexpr char BLANKS[] = " \t\r";
 
-std::string Trimmed(const std::string& text) {
+std::string Trim(const std::string& text) {
     const size_t start = text.find_first_not_of(BLANKS);
     return start == std::string::npos ? "" : text.substr(start, text.find_last_not_of(BLANKS) - start + 1);
 }
 
-/// False when the store is there but can't be read; a missing one is empty.
+/// Returns false if the file exists but can't be read. A missing file has no values.
 bool FindValue(const std::string& key, std::optional<std::string>& value) {
-    const char* chosen = secure_getenv("QUICKFIX_PARAMETERS");
-    std::ifstream file(chosen != nullptr ? chosen : PARAMETER_FILE);
+    const char* configured = secure_getenv("QUICKFIX_PARAMETERS");
+    std::ifstream file(configured != nullptr ? configured : PARAMETER_FILE);
     if (!file.is_open()) {
         return errno == ENOENT || errno == ENOTDIR;
     }
     for (std::string line; std::getline(file, line);) {
-        const std::string text = Trimmed(line);
+        const std::string text = Trim(line);
         const size_t equals = text.find('=');
         if (text.empty() || text[0] == '#' || equals == std::string::npos) {
             continue;
         }
-        if (Trimmed(text.substr(0, equals)) == key) {
-            value = Trimmed(text.substr(equals + 1));
+        if (Trim(text.substr(0, equals)) == key) {
+            value = Trim(text.substr(equals + 1));
         }
     }
     return !file.bad();

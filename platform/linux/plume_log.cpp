@@ -8,12 +8,12 @@
 #include "plume_record.h"
 
 int PlumePrint(int /*type*/, int level, unsigned int domain, const char* tag, const char* format, ...) {
-    const int callersErrno = errno;
+    const int savedErrno = errno;
     std::va_list arguments;
     va_start(arguments, format);
     const std::string text = TEKLO::Platform::RenderPlumeText(format, arguments);
     va_end(arguments);
     TEKLO::Platform::WritePlumeRecord(level, domain, tag, text);
-    errno = callersErrno;
+    errno = savedErrno;
     return static_cast<int>(text.size());
 }

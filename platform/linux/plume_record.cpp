@@ -1,4 +1,4 @@
-// The caller is not to be found from here: the text carries its place.
+// Otherwise sd-journal records this file as the place of the call. The text contains the caller's place.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 
 #include "plume_record.h"
@@ -28,12 +28,12 @@ namespace {
 constexpr char JOURNAL_SOCKET[] = "/run/systemd/journal/socket";
 
 struct LevelStyle {
-    char letter;
-    const char* colour;
+    char prefix;
+    const char* color;
     int priority;  // syslog's number
 };
 
-LevelStyle StyleOf(int level) {
+LevelStyle GetStyle(int level) {
     switch (level) {
         case PLUME_LEVEL_DEBUG:
             return {'D', "\x1b[2m", 7};
@@ -48,11 +48,11 @@ LevelStyle StyleOf(int level) {
     }
 }
 
-/// The journal takes what is sent to it when it isn't there and says nothing, so its socket is looked for first.
+/// sd_journal_sendv of libsystemd 252 returns success without a journal, so check its socket first.
 bool IsJournalAvailable() {
-    const char* chosen = getenv("QUICKFIX_LOG");
+    const char* target = getenv("QUICKFIX_LOG");
     struct stat status = {};
-    return (chosen == nullptr || strcmp(chosen, "stderr") != 0) && stat(JOURNAL_SOCKET, &status) == 0 &&
+    return (target == nullptr || strcmp(target, "stderr") != 0) && stat(JOURNAL_SOCKET, &status) == 0 &&
            S_ISSOCK(status.st_mode);
 }
 
@@ -61,7 +61,7 @@ bool SendToJournal(int level, unsigned int domain, const char* tag, const std::s
     snprintf(domainText, sizeof(domainText), "QUICKFIX_DOMAIN=%X", domain);
     std::array<std::string, 4> fields = {
         "MESSAGE=" + text,
-        "PRIORITY=" + std::to_string(StyleOf(level).priority),
+        "PRIORITY=" + std::to_string(GetStyle(level).priority),
         std::string("SYSLOG_IDENTIFIER=") + tag,
         domainText,
     };
@@ -73,12 +73,12 @@ bool SendToJournal(int level, unsigned int domain, const char* tag, const std::s
 }
 
 bool SupportsColor() {
-    const char* noColour = getenv("NO_COLOR");
-    return (noColour == nullptr || noColour[0] == '\0') && isatty(STDERR_FILENO) == 1;
+    const char* noColor = getenv("NO_COLOR");
+    return (noColor == nullptr || noColor[0] == '\0') && isatty(STDERR_FILENO) == 1;
 }
 
-/// Keeps SIGPIPE from the thread while it lives, so that the program outlives a pipe or socket that nobody reads. What
-/// was pending or blocked before stays so, and so does errno.
+/// Blocks SIGPIPE for the thread and discards one that a write raises, so that a closed pipe or socket doesn't kill
+/// the program. Restores the signal mask and errno. A SIGPIPE that was pending before stays pending.
 class SigPipeBlock {
 public:
     SigPipeBlock() {
@@ -87,15 +87,15 @@ public:
         wasPending_ = sigismember(&pending, SIGPIPE) == 1;
         sigemptyset(&sigPipe_);
         sigaddset(&sigPipe_, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &sigPipe_, &former_);
+        pthread_sigmask(SIG_BLOCK, &sigPipe_, &previousMask_);
     }
     ~SigPipeBlock() {
-        const int callersErrno = errno;
+        const int savedErrno = errno;
         constexpr timespec now = {0, 0};
         while (!wasPending_ && sigtimedwait(&sigPipe_, nullptr, &now) < 0 && errno == EINTR) {
         }
-        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
-        errno = callersErrno;
+        pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
+        errno = savedErrno;
     }
     SigPipeBlock(const SigPipeBlock&) = delete;
     SigPipeBlock& operator=(const SigPipeBlock&) = delete;
@@ -103,22 +103,22 @@ public:
 private:
     bool wasPending_ = false;
     sigset_t sigPipe_ = {};
-    sigset_t former_ = {};
+    sigset_t previousMask_ = {};
 };
 
 void WriteToStderr(int level, unsigned int domain, const char* tag, const std::string& text) {
-    const LevelStyle style = StyleOf(level);
+    const LevelStyle style = GetStyle(level);
     char domainText[16] = {};
     snprintf(domainText, sizeof(domainText), "%X", domain);
     std::string line;
-    line.append(1, style.letter).append(" ").append(FormatLocalTime()).append(" ").append(domainText).append(" ");
+    line.append(1, style.prefix).append(" ").append(FormatLocalTime()).append(" ").append(domainText).append(" ");
     line.append(tag).append(": ").append(EscapeControls(text));
     if (SupportsColor()) {
-        line = style.colour + line + "\x1b[0m";
+        line = style.color + line + "\x1b[0m";
     }
     line += '\n';
     const SigPipeBlock block;
-    // One write a line, so that lines of several threads or processes don't mix.
+    // One write per line, so that lines of several threads or processes don't mix.
     (void)!write(STDERR_FILENO, line.data(), line.size());
 }
 

@@ -4,8 +4,8 @@
 
 namespace TEKLO::Platform {
 
-/// Writes to the journal where its socket is, else to standard error. Apart from PlumePrint, whose place a program may
-/// have taken.
+/// Writes to the journal if its socket exists, otherwise to standard error. Independent of PlumePrint, which a program
+/// may replace.
 void WritePlumeRecord(int level, unsigned int domain, const char* tag, const std::string& text);
 
 }  // namespace TEKLO::Platform

@@ -19,7 +19,7 @@ void DeliverNoThrow(EventFwk::CommonEventSubscriber& subscriber, const CommonEve
     } catch (const std::exception& error) {
         LogEventWarning(what, error.what());
     } catch (...) {
-        LogEventWarning(what, "of a type of its own");
+        LogEventWarning(what, "not derived from std::exception");
     }
 }
 
@@ -57,7 +57,7 @@ void SubscriberList::Deliver(const CommonEventData& data) {
     std::unique_lock<std::mutex> lock(mutex_);
     deliveryThread_ = std::this_thread::get_id();
     const uint64_t end = nextNumber_;
-    // While a subscriber is called the list may change in any way, so it is found again by number.
+    // A subscriber may change the list, so find the next entry by number.
     uint64_t number = 0;
     for (auto entry = subscribers_.begin(); entry != subscribers_.end() && entry->first < end;
          entry = subscribers_.lower_bound(number)) {
@@ -69,7 +69,7 @@ void SubscriberList::Deliver(const CommonEventData& data) {
         currentSubscriber_ = subscriber.get();
         lock.unlock();
         DeliverNoThrow(*subscriber, data);
-        // Perhaps the last share, and its destructor may take its time: before anybody is told, and without the lock.
+        // May destroy the subscriber, which can take long. Do it without the lock, and before Remove returns.
         subscriber.reset();
         lock.lock();
         currentSubscriber_ = nullptr;

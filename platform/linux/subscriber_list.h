@@ -11,21 +11,21 @@
 
 namespace TEKLO::Platform {
 
-/// Who hears of broadcasts. One thread delivers; any thread adds and removes, also from within a delivery.
+/// The subscribers. One thread delivers. Any thread may add and remove, also during a delivery.
 class SubscriberList {
 public:
     using Subscriber = std::shared_ptr<EventFwk::CommonEventSubscriber>;
 
-    /// False for one that is in the list already.
+    /// Returns false if the subscriber is already in the list.
     bool Add(const Subscriber& subscriber);
 
-    /// Waits for the end of a running delivery to the subscriber, unless called from within a delivery; afterwards the
-    /// list keeps no share in it. False when it wasn't in the list.
+    /// Waits until a running delivery to the subscriber has ended, unless called from a delivery. The list then no
+    /// longer owns it. Returns false if it was not in the list.
     bool Remove(const Subscriber& subscriber);
 
     bool IsEmpty() const;
 
-    /// To all that were in the list when it began and still are when it is their turn, in the order they were added.
+    /// Delivers in the order of addition. Skips subscribers that are added or removed during the call.
     void Deliver(const EventFwk::CommonEventData& data);
 
 private:

@@ -12,12 +12,12 @@ using TEKLO::MemoryPlatform::EventCall;
 using Subscriber = std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber>;
 
 struct Events {
-    // Held during a delivery, so an unsubscription waits for its end, unless it comes from within.
+    // Locked during a delivery. Recursive: a delivery may subscribe and unsubscribe.
     std::recursive_mutex mutex;
     std::vector<Subscriber> subscribers;
-    TEKLO::MemoryPlatform::EventGate gate;
+    TEKLO::MemoryPlatform::EventFilter filter;
 
-    bool Admits(EventCall call, const Subscriber& subscriber) const { return !gate || gate(call, *subscriber); }
+    bool IsAccepted(EventCall call, const Subscriber& subscriber) const { return !filter || filter(call, *subscriber); }
 
     bool Contains(const Subscriber& subscriber) const {
         return std::find(subscribers.begin(), subscribers.end(), subscriber) != subscribers.end();
@@ -30,7 +30,7 @@ struct Events {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
-Events& TheEvents() {
+Events& GetEvents() {
     static Events& events = *new Events;
     return events;
 }
@@ -38,7 +38,7 @@ Events& TheEvents() {
 void Deliver(const Subscriber& subscriber, const TEKLO::EventFwk::CommonEventData& event) {
     try {
         subscriber->OnReceiveEvent(event);
-    } catch (...) {  // NOLINT(bugprone-empty-catch): it ends this one delivery, nothing else
+    } catch (...) {  // NOLINT(bugprone-empty-catch): an exception ends only this delivery
     }
 }
 
@@ -47,7 +47,7 @@ void Deliver(const Subscriber& subscriber, const TEKLO::EventFwk::CommonEventDat
 namespace TEKLO::EventFwk {
 
 bool CommonEventManager::SubscribeCommonEvent(const Subscriber& subscriber) {
-    Events& events = TheEvents();
+    Events& events = GetEvents();
     const Lock lock(events.mutex);
     if (subscriber == nullptr) {
         return false;
@@ -55,26 +55,26 @@ bool CommonEventManager::SubscribeCommonEvent(const Subscriber& subscriber) {
     if (!events.Contains(subscriber)) {
         events.subscribers.push_back(subscriber);
     }
-    // Added first: an event may arrive before the subscriber knows that it is subscribed.
-    const bool admitted = events.Admits(EventCall::SUBSCRIBE, subscriber);
-    if (!admitted) {
+    // Add first: as in any port, an event may arrive before this call returns.
+    const bool isAccepted = events.IsAccepted(EventCall::SUBSCRIBE, subscriber);
+    if (!isAccepted) {
         events.Remove(subscriber);
     }
-    return admitted;
+    return isAccepted;
 }
 
 bool CommonEventManager::UnSubscribeCommonEvent(const Subscriber& subscriber) {
-    Events& events = TheEvents();
+    Events& events = GetEvents();
     const Lock lock(events.mutex);
     if (subscriber == nullptr || !events.Contains(subscriber)) {
         return false;
     }
     events.Remove(subscriber);
-    return events.Admits(EventCall::UNSUBSCRIBE, subscriber);
+    return events.IsAccepted(EventCall::UNSUBSCRIBE, subscriber);
 }
 
 bool CommonEventManager::PublishCommonEvent(const CommonEventData& data) {
-    Events& events = TheEvents();
+    Events& events = GetEvents();
     const Lock lock(events.mutex);
     const std::string action = data.GetWant().GetAction();
     for (const Subscriber& subscriber : std::vector<Subscriber>(events.subscribers)) {
@@ -88,7 +88,7 @@ bool CommonEventManager::PublishCommonEvent(const CommonEventData& data) {
 
 }  // namespace TEKLO::EventFwk
 
-void TEKLO::MemoryPlatform::SetEventGate(EventGate gate) {
-    const Lock lock(TheEvents().mutex);
-    TheEvents().gate = std::move(gate);
+void TEKLO::MemoryPlatform::SetEventFilter(EventFilter filter) {
+    const Lock lock(GetEvents().mutex);
+    GetEvents().filter = std::move(filter);
 }

@@ -15,7 +15,7 @@ struct Store {
     int failure = 0;
 };
 
-Store& TheStore() {
+Store& GetStore() {
     static Store& store = *new Store;
     return store;
 }
@@ -23,16 +23,16 @@ Store& TheStore() {
 }  // namespace
 
 int GetParameter(const char* key, const char* defaultValue, char* value, unsigned int length) {
-    const std::lock_guard<std::mutex> lock(TheStore().mutex);
+    const std::lock_guard<std::mutex> lock(GetStore().mutex);
     if (length == 0) {
         return -1;
     }
     value[0] = '\0';
-    if (TheStore().failure != 0) {
-        return TheStore().failure;
+    if (GetStore().failure != 0) {
+        return GetStore().failure;
     }
-    const auto entry = TheStore().values.find(key);
-    const std::string found = entry != TheStore().values.end() ? entry->second : defaultValue;
+    const auto entry = GetStore().values.find(key);
+    const std::string found = entry != GetStore().values.end() ? entry->second : defaultValue;
     const size_t copied = std::min<size_t>(found.size(), length - 1);
     memcpy(value, found.data(), copied);
     value[copied] = '\0';
@@ -40,11 +40,11 @@ int GetParameter(const char* key, const char* defaultValue, char* value, unsigne
 }
 
 void TEKLO::MemoryPlatform::SetParameter(const std::string& key, const std::string& value) {
-    const std::lock_guard<std::mutex> lock(TheStore().mutex);
-    TheStore().values[key] = value;
+    const std::lock_guard<std::mutex> lock(GetStore().mutex);
+    GetStore().values[key] = value;
 }
 
 void TEKLO::MemoryPlatform::FailParameters(int code) {
-    const std::lock_guard<std::mutex> lock(TheStore().mutex);
-    TheStore().failure = code;
+    const std::lock_guard<std::mutex> lock(GetStore().mutex);
+    GetStore().failure = code;
 }

@@ -16,16 +16,16 @@ struct Log {
     std::vector<TEKLO::MemoryPlatform::LogRecord> records;
 };
 
-/// Never destroyed: static destructors write records too.
-Log& TheLog() {
+/// Never destroyed: static destructors may log.
+Log& GetLog() {
     static Log& log = *new Log;
     return log;
 }
 
-// A child that is forked while another thread writes a record would find the log locked for good.
+// Without these handlers, a child that is forked while another thread logs would wait for the lock forever.
 [[gnu::constructor(101)]] void RegisterForkHandlers() {
-    const auto unlock = [] { TheLog().mutex.unlock(); };
-    pthread_atfork([] { TheLog().mutex.lock(); }, unlock, unlock);
+    const auto unlock = [] { GetLog().mutex.unlock(); };
+    pthread_atfork([] { GetLog().mutex.lock(); }, unlock, unlock);
 }
 
 }  // namespace
@@ -36,12 +36,12 @@ int PlumePrint(int type, int level, unsigned int domain, const char* tag, const 
     std::string text = TEKLO::Platform::RenderPlumeText(format, arguments);
     va_end(arguments);
     const auto length = static_cast<int>(text.size());
-    const std::lock_guard<std::mutex> lock(TheLog().mutex);
-    TheLog().records.push_back({type, level, domain, tag, std::move(text)});
+    const std::lock_guard<std::mutex> lock(GetLog().mutex);
+    GetLog().records.push_back({type, level, domain, tag, std::move(text)});
     return length;
 }
 
 std::vector<TEKLO::MemoryPlatform::LogRecord> TEKLO::MemoryPlatform::TakeLogRecords() {
-    const std::lock_guard<std::mutex> lock(TheLog().mutex);
-    return std::exchange(TheLog().records, {});
+    const std::lock_guard<std::mutex> lock(GetLog().mutex);
+    return std::exchange(GetLog().records, {});
 }

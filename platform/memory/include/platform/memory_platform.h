@@ -1,18 +1,19 @@
-/// The platform's services in memory: the smallest port there is, and what tests control the library's surroundings with.
+/// The platform's services in memory: a minimal port, and a test double for the platform.
 ///
-/// Link the object library `memory_services` into a program, and it takes the place of whatever platform the library
-/// runs on; configure with -DQUICKFIX_PLATFORM=memory, and it is the platform. Threads: any.
+/// Link the object library `memory_services` into a program to replace the platform that the library runs on.
+/// Configure with -DQUICKFIX_PLATFORM=memory to use it as the platform. Any thread may call any function.
 #pragma once
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/common_event.h"
 
 namespace TEKLO::MemoryPlatform {
 
-/// One call of PlumePrint; what isn't marked public shows as "<private>".
+/// One call of PlumePrint. Arguments that are not marked public are "<private>".
 struct LogRecord {
     int type;
     int level;
@@ -21,23 +22,31 @@ struct LogRecord {
     std::string text;
 };
 
-/// The records since the last call; until then they are kept, so a program that runs for long has to take them.
+/// Returns and removes all records. They use memory until then, so a long-running program must call this.
 [[gnu::visibility("default")]] std::vector<LogRecord> TakeLogRecords();
 
-/// The parameter store is empty at first.
+/// Sets a parameter. The store is initially empty.
 [[gnu::visibility("default")]] void SetParameter(const std::string& key, const std::string& value);
 
-/// Makes the store fail, with this negative code; 0 ends that.
+/// Makes GetParameter return this negative code. 0 makes it work again.
 [[gnu::visibility("default")]] void FailParameters(int code);
 
 enum class EventCall { SUBSCRIBE, UNSUBSCRIBE };
 
-/// Asked for each call, on the caller's thread; false refuses a subscription, and lets an unsubscription, which takes
-/// place all the same, report a failure.
-using EventGate = std::function<bool(EventCall call, EventFwk::CommonEventSubscriber& subscriber)>;
+/// Called for each call, on its thread. If it returns false, the call returns false: a subscription is refused, an
+/// unsubscription takes place nevertheless.
+using EventFilter = std::function<bool(EventCall call, EventFwk::CommonEventSubscriber& subscriber)>;
 
-/// An empty one lets everything through. Deliveries come on the thread that publishes, which is not to be the one that
-/// subscribes where a subscriber relies on that.
-[[gnu::visibility("default")]] void SetEventGate(EventGate gate);
+/// Sets the filter. An empty filter accepts every call.
+///
+/// Deliveries run on the publishing thread. If a subscriber relies on the event thread, publish and subscribe on
+/// different threads.
+[[gnu::visibility("default")]] void SetEventFilter(EventFilter filter);
+
+/// Former names of `EventFilter` and `SetEventFilter`.
+using EventGate = EventFilter;
+inline void SetEventGate(EventGate filter) {
+    SetEventFilter(std::move(filter));
+}
 
 }  // namespace TEKLO::MemoryPlatform
