@@ -17,18 +17,18 @@ namespace Conformance {
 
 namespace {
 
-/// A call on a buffer that holds "ab" and then bytes that are not its own.
+/// A call on a buffer that holds "ab" followed by guard bytes.
 struct Case {
     const char* call;
     std::function<int(char*)> run;
-    int result;  // ANY_ERROR for any but 0
-    std::string left;
+    int result;  // or ANY_ERROR, ANY_NEGATIVE
+    std::string expected;
 };
 
 constexpr int ANY_ERROR = 1;
 constexpr int ANY_NEGATIVE = -1;
 
-std::string Escaped(const std::string& bytes) {
+std::string EscapeZeroBytes(const std::string& bytes) {
     std::string text;
     for (const char byte : bytes) {
         text += byte == '\0' ? "\\0" : std::string(1, byte);
@@ -36,16 +36,16 @@ std::string Escaped(const std::string& bytes) {
     return "\"" + text + "\"";
 }
 
-bool IsAsExpected(int result, int expected) {
+bool Matches(int result, int expected) {
     return expected == ANY_ERROR ? result != 0 : expected == ANY_NEGATIVE ? result < 0 : result == expected;
 }
 
-void Run(Report& report, const Case& tried) {
+void Run(Report& report, const Case& testCase) {
     std::string buffer("ab\0######", 9);
-    const int result = tried.run(buffer.data());
-    report.Expect(IsAsExpected(result, tried.result), std::string(tried.call) + " returned " + std::to_string(result));
-    report.Expect(buffer.compare(0, tried.left.size(), tried.left) == 0,
-                  std::string(tried.call) + " left " + Escaped(buffer));
+    const int result = testCase.run(buffer.data());
+    report.Expect(Matches(result, testCase.result), std::string(testCase.call) + " returned " + std::to_string(result));
+    report.Expect(buffer.compare(0, testCase.expected.size(), testCase.expected) == 0,
+                  std::string(testCase.call) + " left " + EscapeZeroBytes(buffer));
 }
 
 using namespace std::string_literals;
@@ -56,13 +56,13 @@ void CheckSprintf(Report& report) {
          "123\0##"s},
         {"sprintf_s of 4 characters with a bound of 4", [](char* to) { return sprintf_s(to, 4, "%d", 1234); },
          ANY_NEGATIVE, "\0"s},
-        {"sprintf_s of nothing", [](char* to) { return sprintf_s(to, 4, "%s", ""); }, 0, "\0"s},
+        {"sprintf_s of an empty string", [](char* to) { return sprintf_s(to, 4, "%s", ""); }, 0, "\0"s},
         {"sprintf_s with a bound of 1", [](char* to) { return sprintf_s(to, 1, "x"); }, ANY_NEGATIVE, "\0b"s},
         {"sprintf_s with a bound of 0", [](char* to) { return sprintf_s(to, 0, "x"); }, ANY_NEGATIVE, "ab\0###"s},
         {"sprintf_s of %02x", [](char* to) { return sprintf_s(to, 4, "%02x", 0xc); }, 2, "0c\0"s},
     };
-    for (const Case& tried : cases) {
-        Run(report, tried);
+    for (const Case& testCase : cases) {
+        Run(report, testCase);
     }
     char guarded[] = "######";
     (void)sprintf_s(guarded, 4, "%s", "too long");
@@ -74,14 +74,14 @@ void CheckCopies(Report& report) {
         {"strcpy_s of 3 characters with a bound of 4", [](char* to) { return strcpy_s(to, 4, "xyz"); }, 0, "xyz\0##"s},
         {"strcpy_s of 4 characters with a bound of 4", [](char* to) { return strcpy_s(to, 4, "xyzw"); }, ANY_ERROR,
          "\0"s},
-        {"strcpy_s of nothing", [](char* to) { return strcpy_s(to, 4, ""); }, 0, "\0"s},
+        {"strcpy_s of an empty string", [](char* to) { return strcpy_s(to, 4, ""); }, 0, "\0"s},
         // cppcheck-suppress invalidFunctionArg
         {"strcpy_s with a bound of 0", [](char* to) { return strcpy_s(to, 0, "x"); }, ANY_ERROR, "ab\0###"s},
         {"strcat_s of 1 character to 2 with a bound of 4", [](char* to) { return strcat_s(to, 4, "x"); }, 0,
          "abx\0##"s},
         {"strcat_s of 2 characters to 2 with a bound of 4", [](char* to) { return strcat_s(to, 4, "xy"); }, ANY_ERROR,
          "\0"s},
-        {"strcat_s of nothing", [](char* to) { return strcat_s(to, 3, ""); }, 0, "ab\0###"s},
+        {"strcat_s of an empty string", [](char* to) { return strcat_s(to, 3, ""); }, 0, "ab\0###"s},
         {"strcat_s to a text that fills its bound", [](char* to) { return strcat_s(to, 2, ""); }, ANY_ERROR, "\0"s},
         {"strcat_s with a bound of 0", [](char* to) { return strcat_s(to, 0, "x"); }, ANY_ERROR, "ab\0###"s},
         {"memset_s of 1 byte with a bound of 2", [](char* to) { return memset_s(to, 2, 'x', 1); }, 0, "xb\0###"s},
@@ -89,8 +89,8 @@ void CheckCopies(Report& report) {
         {"memset_s of 3 bytes with a bound of 2", [](char* to) { return memset_s(to, 2, 'x', 3); }, ANY_ERROR,
          "xx\0###"s},
     };
-    for (const Case& tried : cases) {
-        Run(report, tried);
+    for (const Case& testCase : cases) {
+        Run(report, testCase);
     }
     char guarded[] = "a\0####";
     (void)strcat_s(guarded, 4, "too long");
@@ -98,7 +98,7 @@ void CheckCopies(Report& report) {
     report.Expect(strcmp(guarded + 4, "##") == 0, "strcpy_s or strcat_s wrote past its bound");
 }
 
-// The digest is rendered so: each pair of digits with the bound of the whole buffer.
+// The library formats digests this way: each pair of digits with the size of the whole buffer as the bound.
 void CheckBoundBeyondBuffer(Report& report) {
     char text[5] = {};
     const bool both =
@@ -121,7 +121,7 @@ void CompareWithSnprintf(Report& report, const char* format, Args... args) {
                                                                 std::to_string(result) + " with a bound of " +
                                                                 std::to_string(size));
         report.Expect(size == 0 || buffer.compare(0, text.size() + 1, text.c_str(), text.size() + 1) == 0,
-                      std::string("sprintf_s of ") + format + " left " + Escaped(buffer.substr(0, bound + 1)));
+                      std::string("sprintf_s of ") + format + " left " + EscapeZeroBytes(buffer.substr(0, bound + 1)));
         report.Expect(buffer.find_first_not_of('#', size) == std::string::npos, "sprintf_s wrote past its bound");
     }
 }
@@ -154,7 +154,7 @@ void CheckFormats(Report& report) {
     CompareWithSnprintf(report, "", 0);
 }
 
-/// Sets a locale with another decimal point; LC_ALL of the environment comes first. Null when there is none.
+/// Sets a locale whose decimal point is not ".", preferably that of LC_ALL. Returns null if there is none.
 const char* SetCommaLocale() {
     for (const char* name : {"", "de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR"}) {
         const char* set = setlocale(LC_ALL, name);

@@ -33,13 +33,13 @@ constexpr char OTHER[] = "quickfix.conformance.OTHER";
 constexpr char LAST[] = "quickfix.conformance.LAST";
 constexpr auto DELIVERY_LIMIT = 10s;
 
-CommonEventData Event(const std::string& action) {
+CommonEventData MakeEvent(const std::string& action) {
     Want want;
     want.SetAction(action);
     return CommonEventData(want);
 }
 
-CommonEventSubscribeInfo InfoOf(const Actions& actions) {
+CommonEventSubscribeInfo MakeInfo(const Actions& actions) {
     MatchingSkills skills;
     for (const std::string& action : actions) {
         skills.AddEvent(action);
@@ -56,13 +56,13 @@ bool Eventually(Condition holds) {
     return holds();
 }
 
-/// Notes what is delivered to it, and what must not be.
+/// Records the deliveries and detects those that are not allowed.
 class Recorder : public CommonEventSubscriber {
 public:
     using Reaction = std::function<void(size_t delivery)>;
 
     explicit Recorder(const Actions& actions, Reaction react = {})
-        : CommonEventSubscriber(InfoOf(actions)), react_(std::move(react)) {}
+        : CommonEventSubscriber(MakeInfo(actions)), react_(std::move(react)) {}
 
     void OnReceiveEvent(const CommonEventData& data) override {
         const Delivery delivery(*this);
@@ -86,13 +86,13 @@ public:
         return Eventually([this, count] { return Received().size() >= count; });
     }
 
-    /// From now on no delivery may begin or run.
-    void End() { ended_ = true; }
+    /// After this call, no delivery may start or run.
+    void ForbidDeliveries() { isForbidden_ = true; }
 
-    void ExpectNothingForbidden(Report& report) const {
+    void ExpectNoViolation(Report& report) const {
         report.Expect(!overlapped_, "two deliveries to one subscriber overlapped");
-        report.Expect(!late_, "a delivery began or ran after the unsubscription had returned");
-        report.Expect(!onOwnersThread_, "a delivery came on the thread that subscribed");
+        report.Expect(!late_, "a delivery started or ran after the unsubscription had returned");
+        report.Expect(!onSubscribingThread_, "a delivery ran on the thread that subscribed");
     }
 
 private:
@@ -100,11 +100,12 @@ private:
     public:
         explicit Delivery(Recorder& recorder) : recorder_(recorder) {
             recorder_.overlapped_ = recorder_.overlapped_ || recorder_.running_.exchange(true);
-            recorder_.onOwnersThread_ = recorder_.onOwnersThread_ || std::this_thread::get_id() == recorder_.owner_;
-            recorder_.late_ = recorder_.late_ || recorder_.ended_;
+            recorder_.onSubscribingThread_ =
+                recorder_.onSubscribingThread_ || std::this_thread::get_id() == recorder_.owner_;
+            recorder_.late_ = recorder_.late_ || recorder_.isForbidden_;
         }
         ~Delivery() {
-            recorder_.late_ = recorder_.late_ || recorder_.ended_;
+            recorder_.late_ = recorder_.late_ || recorder_.isForbidden_;
             recorder_.running_ = false;
         }
         Delivery(const Delivery&) = delete;
@@ -119,13 +120,13 @@ private:
     mutable std::mutex mutex_;
     Actions received_;
     std::atomic<bool> running_{false};
-    std::atomic<bool> ended_{false};
+    std::atomic<bool> isForbidden_{false};
     std::atomic<bool> overlapped_{false};
     std::atomic<bool> late_{false};
-    std::atomic<bool> onOwnersThread_{false};
+    std::atomic<bool> onSubscribingThread_{false};
 };
 
-/// Subscribed while it lives. The check is over where it isn't: there is no event service then.
+/// Subscribes a recorder for its lifetime. If that fails, there is no event service, and the check can't run.
 class Subscription {
 public:
     Subscription(Report& report, std::shared_ptr<Recorder> recorder) : recorder_(std::move(recorder)) {
@@ -151,15 +152,15 @@ private:
     bool isSubscribed_ = false;
 };
 
-std::shared_ptr<Recorder> Record(const Actions& actions, Recorder::Reaction react = {}) {
+std::shared_ptr<Recorder> MakeRecorder(const Actions& actions, Recorder::Reaction react = {}) {
     return std::make_shared<Recorder>(actions, std::move(react));
 }
 
-/// Publishes on a thread of its own, since a port may deliver there.
+/// Publishes on another thread, since a port may deliver on the publishing thread.
 bool Publish(Report& report, const Actions& actions) {
     const auto publishAll = [&actions] {
         for (const std::string& action : actions) {
-            if (!CommonEventManager::PublishCommonEvent(Event(action))) {
+            if (!CommonEventManager::PublishCommonEvent(MakeEvent(action))) {
                 return false;
             }
         }
@@ -167,29 +168,29 @@ bool Publish(Report& report, const Actions& actions) {
     };
     const bool isPublished = std::async(std::launch::async, publishAll).get();
     if (!isPublished) {
-        report.SetNotChecked("no event was published: PublishCommonEvent returned false");
+        report.SetNotChecked("can't publish: PublishCommonEvent returned false");
     }
     return isPublished;
 }
 
-/// Publishes without a pause while it lives.
-class Flood {
+/// Publishes in a loop for its lifetime.
+class PublishLoop {
 public:
-    explicit Flood(const std::string& action)
+    explicit PublishLoop(const std::string& action)
         : publishing_(std::async(std::launch::async, [this, action] {
-              while (!ended_ && CommonEventManager::PublishCommonEvent(Event(action))) {
+              while (!ended_ && CommonEventManager::PublishCommonEvent(MakeEvent(action))) {
               }
           })) {}
-    ~Flood() { ended_ = true; }
-    Flood(const Flood&) = delete;
-    Flood& operator=(const Flood&) = delete;
+    ~PublishLoop() { ended_ = true; }
+    PublishLoop(const PublishLoop&) = delete;
+    PublishLoop& operator=(const PublishLoop&) = delete;
 
 private:
     std::atomic<bool> ended_{false};
-    const std::future<void> publishing_;  // waits in its destructor
+    const std::future<void> publishing_;  // the destructor waits
 };
 
-std::string Joined(const Actions& actions) {
+std::string JoinActions(const Actions& actions) {
     std::string text;
     for (const std::string& action : actions) {
         text += " " + action.substr(action.rfind('.') + 1);
@@ -200,8 +201,8 @@ std::string Joined(const Actions& actions) {
 void ExpectReceived(Report& report, const Recorder& recorder, const Actions& expected) {
     recorder.WaitFor(expected.size());
     report.Expect(recorder.Received() == expected,
-                  "expected" + Joined(expected) + ", received" + Joined(recorder.Received()));
-    recorder.ExpectNothingForbidden(report);
+                  "expected" + JoinActions(expected) + ", received" + JoinActions(recorder.Received()));
+    recorder.ExpectNoViolation(report);
 }
 
 void CheckTypes(Report& report) {
@@ -218,9 +219,9 @@ void CheckTypes(Report& report) {
     skills.AddEvent("a.b");
     const CommonEventSubscribeInfo info(skills);
     skills.AddEvent("c");
-    report.Expect(skills.HasEvent("a.b") && skills.HasEvent("c"), "MatchingSkills does not have what was added");
+    report.Expect(skills.HasEvent("a.b") && skills.HasEvent("c"), "MatchingSkills lacks an added event");
     report.Expect(!skills.HasEvent("a") && !skills.HasEvent("a.bc") && !skills.HasEvent("A.B") && !skills.HasEvent(""),
-                  "MatchingSkills has what was not added");
+                  "MatchingSkills has an event that was not added");
     report.Expect(info.GetMatchingSkills().HasEvent("a.b") && !info.GetMatchingSkills().HasEvent("c"),
                   "CommonEventSubscribeInfo does not hold a copy of its MatchingSkills");
     report.Expect(Recorder({FIRST}).GetSubscribeInfo().GetMatchingSkills().HasEvent(FIRST),
@@ -228,18 +229,18 @@ void CheckTypes(Report& report) {
 }
 
 void CheckDelivery(Report& report) {
-    const Subscription recorder(report, Record({FIRST, SECOND, LAST}));
+    const Subscription recorder(report, MakeRecorder({FIRST, SECOND, LAST}));
     const Actions published = {FIRST, SECOND, SECOND, OTHER, FIRST, FIRST, OTHER, SECOND, LAST};
     if (!recorder || !Publish(report, published)) {
         return;
     }
-    // What came twice would have come before the last one.
+    // An event that is delivered twice would arrive before LAST.
     ExpectReceived(report, *recorder.Get(), {FIRST, SECOND, SECOND, FIRST, FIRST, SECOND, LAST});
 }
 
 void CheckSeveralSubscribers(Report& report) {
-    const Subscription first(report, Record({FIRST, LAST}));
-    const Subscription second(report, Record({SECOND, LAST}));
+    const Subscription first(report, MakeRecorder({FIRST, LAST}));
+    const Subscription second(report, MakeRecorder({SECOND, LAST}));
     if (!first || !second || !Publish(report, {SECOND, FIRST, OTHER, LAST})) {
         return;
     }
@@ -249,7 +250,7 @@ void CheckSeveralSubscribers(Report& report) {
 
 void CheckPublishersOnSeveralThreads(Report& report) {
     constexpr size_t EACH = 50;
-    const Subscription recorder(report, Record({FIRST, SECOND}));
+    const Subscription recorder(report, MakeRecorder({FIRST, SECOND}));
     if (!recorder) {
         return;
     }
@@ -263,24 +264,24 @@ void CheckPublishersOnSeveralThreads(Report& report) {
         return;
     }
     report.Expect(recorder->WaitFor(2 * EACH) && recorder->Received().size() == 2 * EACH,
-                  "of 100 events " + std::to_string(recorder->Received().size()) + " were delivered");
-    recorder->ExpectNothingForbidden(report);
+                  std::to_string(recorder->Received().size()) + " of 100 events were delivered");
+    recorder->ExpectNoViolation(report);
 }
 
 void CheckSubscribingTwice(Report& report) {
-    const Subscription recorder(report, Record({FIRST, LAST}));
+    const Subscription recorder(report, MakeRecorder({FIRST, LAST}));
     if (!recorder) {
         return;
     }
     report.Expect(CommonEventManager::SubscribeCommonEvent(recorder.Get()), "a second subscription returned false");
-    const Subscription witness(report, Record({LAST}));
+    const Subscription witness(report, MakeRecorder({LAST}));
     if (!witness || !Publish(report, {FIRST, LAST})) {
         return;
     }
     ExpectReceived(report, *recorder.Get(), {FIRST, LAST});
     report.Expect(CommonEventManager::UnSubscribeCommonEvent(recorder.Get()), "the unsubscription returned false");
     report.Expect(!CommonEventManager::UnSubscribeCommonEvent(recorder.Get()), "a second unsubscription returned true");
-    recorder->End();
+    recorder->ForbidDeliveries();
     if (Publish(report, {FIRST, LAST})) {
         report.Expect(witness->WaitFor(2), "another subscriber missed an event");
         ExpectReceived(report, *recorder.Get(), {FIRST, LAST});
@@ -290,12 +291,12 @@ void CheckSubscribingTwice(Report& report) {
 void CheckRefusals(Report& report) {
     report.Expect(!CommonEventManager::SubscribeCommonEvent(nullptr), "subscribing null returned true");
     report.Expect(!CommonEventManager::UnSubscribeCommonEvent(nullptr), "unsubscribing null returned true");
-    report.Expect(!CommonEventManager::UnSubscribeCommonEvent(Record({FIRST})),
-                  "unsubscribing what was not subscribed returned true");
+    report.Expect(!CommonEventManager::UnSubscribeCommonEvent(MakeRecorder({FIRST})),
+                  "unsubscribing a subscriber that was not subscribed returned true");
 }
 
 void CheckSharing(Report& report) {
-    std::shared_ptr<Recorder> recorder = Record({FIRST});
+    std::shared_ptr<Recorder> recorder = MakeRecorder({FIRST});
     if (!CommonEventManager::SubscribeCommonEvent(recorder)) {
         return report.SetNotChecked("no event service: SubscribeCommonEvent returned false");
     }
@@ -306,34 +307,34 @@ void CheckSharing(Report& report) {
         return;
     }
     CommonEventManager::UnSubscribeCommonEvent(recorder);
-    report.Expect(recorder.use_count() == 1, "after its unsubscription a subscriber is still shared");
+    report.Expect(recorder.use_count() == 1, "the port still owns a subscriber after its unsubscription");
 }
 
 void CheckUnsubscriptionUnderLoad(Report& report) {
     if (!Publish(report, {OTHER})) {
         return;
     }
-    const Flood flood(FIRST);
+    const PublishLoop publishing(FIRST);
     for (int round = 0; round < 50 && !report.HasFailed(); ++round) {
-        // Half of the deliveries still run when they are noticed.
-        const Subscription recorder(report,
-                                    Record({FIRST}, [round](size_t) { std::this_thread::sleep_for(round % 2 * 1ms); }));
+        // In every other round the delivery is still running when WaitFor returns.
+        const Subscription recorder(
+            report, MakeRecorder({FIRST}, [round](size_t) { std::this_thread::sleep_for(round % 2 * 1ms); }));
         if (!recorder) {
             return;
         }
         report.Expect(recorder->WaitFor(1), "no event was delivered");
         report.Expect(CommonEventManager::UnSubscribeCommonEvent(recorder.Get()), "the unsubscription returned false");
-        recorder->End();
-        report.Expect(recorder.Get().use_count() == 1, "after its unsubscription a subscriber is still shared");
+        recorder->ForbidDeliveries();
+        report.Expect(recorder.Get().use_count() == 1, "the port still owns a subscriber after its unsubscription");
         std::this_thread::sleep_for(1ms);
-        recorder->ExpectNothingForbidden(report);
+        recorder->ExpectNoViolation(report);
     }
 }
 
 void CheckUnsubscriptionWaits(Report& report) {
     std::atomic<bool> begun{false};
     std::atomic<bool> done{false};
-    const Subscription recorder(report, Record({FIRST}, [&](size_t) {
+    const Subscription recorder(report, MakeRecorder({FIRST}, [&](size_t) {
                                     begun = true;
                                     std::this_thread::sleep_for(300ms);
                                     done = true;
@@ -344,21 +345,22 @@ void CheckUnsubscriptionWaits(Report& report) {
     auto publishing = std::async(std::launch::async, [&report] { return Publish(report, {FIRST}); });
     if (Eventually([&begun] { return begun.load(); })) {
         CommonEventManager::UnSubscribeCommonEvent(recorder.Get());
-        report.Expect(done, "an unsubscription did not wait for the delivery that was running");
+        report.Expect(done, "an unsubscription did not wait for a running delivery");
     } else {
         report.Expect(!publishing.get(), "no event was delivered");
     }
 }
 
 void CheckCallsFromWithin(Report& report) {
-    const std::shared_ptr<Recorder> next = Record({FIRST});
+    const std::shared_ptr<Recorder> next = MakeRecorder({FIRST});
     std::shared_ptr<Recorder> first;
     std::atomic<bool> exchanged{false};
-    first = Record({FIRST}, [&](size_t) {
-        PlumePrint(3, 4, 0xD002E03, "Conformance", "from within a delivery");
+    first = MakeRecorder({FIRST}, [&](size_t) {
+        PlumePrint(3, 4, 0xD002E03, "Conformance", "during a delivery");
         report.Expect(CommonEventManager::UnSubscribeCommonEvent(first),
-                      "an unsubscription from within returned false");
-        report.Expect(CommonEventManager::SubscribeCommonEvent(next), "a subscription from within returned false");
+                      "an unsubscription during a delivery returned false");
+        report.Expect(CommonEventManager::SubscribeCommonEvent(next),
+                      "a subscription during a delivery returned false");
         exchanged = true;
     });
     {
@@ -368,15 +370,15 @@ void CheckCallsFromWithin(Report& report) {
         }
         report.Expect(Eventually([&exchanged] { return exchanged.load(); }), "no event was delivered");
         if (Publish(report, {FIRST})) {
-            report.Expect(next->WaitFor(1), "who was subscribed from within a delivery got no event");
+            report.Expect(next->WaitFor(1), "a subscriber that was added during a delivery got no event");
         }
     }
     CommonEventManager::UnSubscribeCommonEvent(next);
-    report.Expect(first->Received().size() == 1, "who unsubscribed from within a delivery got another event");
+    report.Expect(first->Received().size() == 1, "a subscriber that unsubscribed during a delivery got another event");
 }
 
 void CheckExceptions(Report& report) {
-    const Subscription thrower(report, Record({FIRST, LAST}, [](size_t delivery) {
+    const Subscription thrower(report, MakeRecorder({FIRST, LAST}, [](size_t delivery) {
                                    if (delivery == 1) {
                                        throw std::runtime_error("on purpose");
                                    }
@@ -384,7 +386,7 @@ void CheckExceptions(Report& report) {
                                        throw delivery;
                                    }
                                }));
-    const Subscription other(report, Record({FIRST, LAST}));
+    const Subscription other(report, MakeRecorder({FIRST, LAST}));
     if (!thrower || !other || !Publish(report, {FIRST, FIRST, LAST})) {
         return;
     }

@@ -1,5 +1,5 @@
-// A program's own definitions of the port's functions. Loaded after the port, they lose against the port's, unless the
-// port's headers leave them hidden: then they are what is called from here.
+// Definitions of the port's functions, as a program may have them. The port is loaded first, so calls in this library
+// reach the port. If the port's headers don't set default visibility, the calls reach these definitions.
 
 #include "services.h"
 
@@ -43,6 +43,6 @@ bool CommonEventManager::PublishCommonEvent(const CommonEventData& /*data*/) {
 
 }  // namespace TEKLO::EventFwk
 
-extern "C" [[gnu::visibility("default")]] void SeenFromInterposer(Conformance::Services& services) {
-    services = Conformance::SeenFromHere();
+extern "C" [[gnu::visibility("default")]] void GetServicesOfInterposer(Conformance::Services& services) {
+    services = Conformance::GetServices();
 }

@@ -1,4 +1,4 @@
-// The services before main and after it.
+// Checks the services before main and after it.
 
 #include <unistd.h>
 
@@ -31,7 +31,7 @@ bool WriteRecord(int number) {
     return isFormatted;
 }
 
-/// Created before nearly everything else, so destroyed after it.
+/// Created before nearly all other static objects, so destroyed after them.
 struct Lifetime {
     Lifetime() : worksEarly(WriteRecord(1)) {}
     ~Lifetime() {
@@ -58,7 +58,7 @@ void CheckStaticInitialisers(Report& report) {
     report.Expect(COPIED_SCAN_FINISHED != COPIED_USER_ADDED, "the constants of CommonEventSupport are equal");
 }
 
-/// The rest happens at the end of the process; exit code 4 says that it failed.
+/// The destructor of Lifetime checks the rest at exit. On failure the exit code is 4.
 void CheckStaticDestructors(Report& report) {
     report.Expect(TEKLO::DelayedSingleton<Survivor>::GetInstance()->value == INTACT, "the object was not constructed");
     g_lifetime.isCheckedAtExit = true;

@@ -26,7 +26,7 @@ void WriteRecord() {
     PlumePrint(SYSTEM_LOG, 6, DOMAIN_NUMBER, TAG, "record %{public}s", number);
 }
 
-// There is nothing to see but that it returns: a log that writes past its own buffers ends the process.
+// Checks only that the calls return: a log that writes past its buffers crashes the process.
 void CheckRecords(Report& report) {
     pthread_atfork([] { ++g_forks; }, nullptr, nullptr);
     const std::string longText(100000, 'x');

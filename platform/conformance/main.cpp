@@ -2,9 +2,9 @@
 //
 //   platform_conformance [--list] [--in-process] [CHECK...]
 //
-// Without names all checks run. Each runs in a process of its own, whose standard error is not shown; --in-process runs
-// them in this one, for a debugger, until one crashes. Exits with 0 when all passed, 1 when one failed, 2 after a usage
-// error, and 3 when none failed but some could not be checked.
+// Without names, runs all checks. Each check runs in a child process, with standard error redirected to /dev/null.
+// --in-process runs them in this process, for a debugger. Exit code: 0 all passed, 1 a check failed, 2 usage error, 3
+// no check failed but some could not run.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -55,7 +55,7 @@ std::vector<Check> AllChecks() {
     return all;
 }
 
-Outcome RunHere(const Check& check) {
+Outcome RunInThisProcess(const Check& check) {
     Report report;
     check.run(report);
     const Verdict verdict = report.HasFailed() ? FAILED : report.IsNotChecked() ? NOT_CHECKED : PASSED;
@@ -65,15 +65,15 @@ Outcome RunHere(const Check& check) {
 [[noreturn]] void RunInChild(const Check& check, int output) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    dup2(nowhere, STDERR_FILENO);
-    const Outcome outcome = RunHere(check);
+    const int devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(devNull, STDERR_FILENO);
+    const Outcome outcome = RunInThisProcess(check);
     (void)!write(output, outcome.text.data(), outcome.text.size());
-    // Not _exit: the end of a process with this port in it is part of what is checked.
+    // Not _exit: the exit of a process with this port is checked too.
     std::exit(outcome.verdict);
 }
 
-/// Everything that is written until the other end is closed; false when that takes too long.
+/// Reads until the other end is closed. Returns false after TIME_LIMIT.
 bool ReadAll(int input, std::string& text) {
     const auto deadline = std::chrono::steady_clock::now() + TIME_LIMIT;
     for (;;) {
@@ -108,10 +108,10 @@ Outcome DescribeEnd(int status, std::string text) {
     }
 }
 
-Outcome RunInProcessOfItsOwn(const Check& check) {
+Outcome RunInChildProcess(const Check& check) {
     std::array<int, 2> ends = {};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        return {NOT_CHECKED, std::string("    no pipe: ") + strerror(errno) + "\n"};
+        return {NOT_CHECKED, std::string("    can't create a pipe: ") + strerror(errno) + "\n"};
     }
     fflush(nullptr);
     const pid_t child = fork();
@@ -123,10 +123,10 @@ Outcome RunInProcessOfItsOwn(const Check& check) {
     const bool ended = child > 0 && ReadAll(ends[0], text);
     close(ends[0]);
     if (child < 0) {
-        return {NOT_CHECKED, std::string("    no process: ") + strerror(errno) + "\n"};
+        return {NOT_CHECKED, std::string("    can't fork: ") + strerror(errno) + "\n"};
     }
     if (!ended) {
-        // With the children that it may have forked.
+        // The process group: the check may have forked.
         kill(-child, SIGKILL);
     }
     int status = 0;
@@ -153,7 +153,7 @@ bool Parse(int argc, char** argv, const std::vector<Check>& checks, Options& opt
         } else if (std::any_of(checks.begin(), checks.end(), isNamed)) {
             options.names.push_back(word);
         } else {
-            fprintf(stderr, "platform_conformance: no check or option '%s'; --list shows the checks\n", argv[i]);
+            fprintf(stderr, "platform_conformance: unknown check or option '%s'; --list shows the checks\n", argv[i]);
             return false;
         }
     }
@@ -166,7 +166,7 @@ int RunAll(const std::vector<Check>& checks, const Options& options) {
         if (!IsChosen(check, options.names)) {
             continue;
         }
-        const Outcome outcome = options.inProcess ? RunHere(check) : RunInProcessOfItsOwn(check);
+        const Outcome outcome = options.inProcess ? RunInThisProcess(check) : RunInChildProcess(check);
         ++counts[outcome.verdict];
         printf("%s  %s\n%s", Describe(outcome.verdict), check.name.c_str(), outcome.text.c_str());
         fflush(stdout);

@@ -15,9 +15,9 @@ constexpr char UNSET_KEY[] = "quickfix.conformance.not.set";
 constexpr char FILLER = '\x7e';
 constexpr size_t GUARD = 8;
 
-/// What a call returns and leaves in a buffer of `length` zero bytes, with bytes behind it that are not its own.
-struct Answer {
-    Answer(const char* key, const std::string& defaultValue, unsigned int length) : length_(length) {
+/// Calls GetParameter with a buffer of `length` zero bytes, followed by guard bytes. Holds the result and the buffer.
+struct ParameterResult {
+    ParameterResult(const char* key, const std::string& defaultValue, unsigned int length) : length_(length) {
         std::fill(buffer_.begin() + length, buffer_.end(), FILLER);
         result = GetParameter(key, defaultValue.c_str(), buffer_.data(), length);
     }
@@ -35,25 +35,25 @@ private:
     std::array<char, 256 + GUARD> buffer_ = {};
 };
 
-std::string Shown(const Answer& answer) {
-    return std::to_string(answer.result) + " and \"" + answer.Text() + "\"";
+std::string Describe(const ParameterResult& actual) {
+    return std::to_string(actual.result) + " and \"" + actual.Text() + "\"";
 }
 
-/// What holds for each call, whatever the store has.
-bool ExpectSane(Report& report, const Answer& answer, const std::string& call) {
-    return report.Expect(answer.IsGuardIntact(), call + " wrote past the end of the buffer") &&
-           report.Expect(answer.IsTerminated(), call + " left no zero byte in the buffer") &&
-           report.Expect(answer.result < 0 || answer.result == static_cast<int>(answer.Text().size()),
-                         call + " returned neither a negative code nor the length of the text: " + Shown(answer));
+/// Checks what holds for every call, whatever the store contains.
+bool ExpectValid(Report& report, const ParameterResult& actual, const std::string& call) {
+    return report.Expect(actual.IsGuardIntact(), call + " wrote past the end of the buffer") &&
+           report.Expect(actual.IsTerminated(), call + " left no zero byte in the buffer") &&
+           report.Expect(actual.result < 0 || actual.result == static_cast<int>(actual.Text().size()),
+                         call + " returned neither a negative code nor the length of the text: " + Describe(actual));
 }
 
 void ExpectDefault(Report& report, const std::string& defaultValue, unsigned int length, const std::string& expected) {
-    const Answer answer(UNSET_KEY, defaultValue, length);
+    const ParameterResult actual(UNSET_KEY, defaultValue, length);
     const std::string call =
         "a default value of " + std::to_string(defaultValue.size()) + " bytes in a buffer of " + std::to_string(length);
-    if (ExpectSane(report, answer, call)) {
-        report.Expect(answer.result == static_cast<int>(expected.size()) && answer.Text() == expected,
-                      call + " gave " + Shown(answer));
+    if (ExpectValid(report, actual, call)) {
+        report.Expect(actual.result == static_cast<int>(expected.size()) && actual.Text() == expected,
+                      call + " gave " + Describe(actual));
     }
 }
 
@@ -69,12 +69,12 @@ void CheckCut(Report& report) {
     ExpectDefault(report, std::string(300, 'x'), 256, std::string(255, 'x'));
 }
 
-// Whatever is set there.
+// The keys that the library reads, and unusual ones, whether set or not.
 void CheckSystemKeys(Report& report) {
     for (const char* key :
          {"const.comp.kt.product_base_version.real", "ro.comp.kt.product_base_version.real", "a", "a b=c", "\xff"}) {
         for (const unsigned int length : {256U, 2U, 1U}) {
-            ExpectSane(report, Answer(key, "d", length), std::string("\"") + key + "\"");
+            ExpectValid(report, ParameterResult(key, "d", length), std::string("\"") + key + "\"");
         }
     }
 }

@@ -11,7 +11,7 @@ std::atomic<int> Shared::created{0};
 std::atomic<int> Shared::destroyed{0};
 
 Shared::Shared() {
-    // Long enough for other threads to ask for it meanwhile.
+    // Gives other threads time to call GetInstance during the construction.
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ++created;
 }
@@ -20,12 +20,12 @@ Shared::~Shared() {
     ++destroyed;
 }
 
-std::shared_ptr<Shared> SharedOfPeer() {
+std::shared_ptr<Shared> GetSharedOfPeer() {
     return TEKLO::DelayedSingleton<Shared>::GetInstance();
 }
 
-Services SeenFromPeer() {
-    return SeenFromHere();
+Services GetServicesOfPeer() {
+    return GetServices();
 }
 
 }  // namespace Conformance

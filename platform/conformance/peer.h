@@ -5,10 +5,10 @@
 
 #include "services.h"
 
-/// A library of the same process, as the program's only neighbour.
+/// A shared library that is loaded into the program.
 namespace Conformance {
 
-/// An object that program and library share.
+/// The object that the program and the library must share.
 struct [[gnu::visibility("default")]] Shared {
     Shared();
     ~Shared();
@@ -18,9 +18,10 @@ struct [[gnu::visibility("default")]] Shared {
     static std::atomic<int> destroyed;
 };
 
-/// The object as the library gets it.
-[[gnu::visibility("default")]] std::shared_ptr<Shared> SharedOfPeer();
+/// Returns the object that the library gets from GetInstance.
+[[gnu::visibility("default")]] std::shared_ptr<Shared> GetSharedOfPeer();
 
-[[gnu::visibility("default")]] Services SeenFromPeer();
+/// Returns the addresses that the library sees.
+[[gnu::visibility("default")]] Services GetServicesOfPeer();
 
 }  // namespace Conformance

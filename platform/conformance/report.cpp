@@ -2,10 +2,10 @@
 
 namespace Conformance {
 
-bool Report::Expect(bool holds, const std::string& rule) {
+bool Report::Expect(bool holds, const std::string& violation) {
     if (!holds) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        broken_.push_back(rule);
+        violations_.push_back(violation);
     }
     return holds;
 }
@@ -17,19 +17,19 @@ void Report::SetNotChecked(const std::string& reason) {
 
 bool Report::HasFailed() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return !broken_.empty();
+    return !violations_.empty();
 }
 
 bool Report::IsNotChecked() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return broken_.empty() && !reason_.empty();
+    return violations_.empty() && !reason_.empty();
 }
 
 std::string Report::Text() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     std::string text;
-    for (const std::string& rule : broken_) {
-        text += "    " + rule + "\n";
+    for (const std::string& violation : violations_) {
+        text += "    " + violation + "\n";
     }
     return !text.empty() || reason_.empty() ? text : "    " + reason_ + "\n";
 }

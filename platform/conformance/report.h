@@ -7,24 +7,24 @@
 
 namespace Conformance {
 
-/// What one check found. Threads: any.
+/// The findings of one check. Any thread may call any function.
 class Report {
 public:
-    /// Notes the rule as broken unless it holds; returns `holds`.
-    bool Expect(bool holds, const std::string& rule);
+    /// Records `violation` unless `holds`. Returns `holds`.
+    bool Expect(bool holds, const std::string& violation);
 
-    /// Says why the check can't be carried out; what it has found so far still counts.
+    /// Records why the check can't run. Violations that are already recorded still count.
     void SetNotChecked(const std::string& reason);
 
     bool HasFailed() const;
     bool IsNotChecked() const;
 
-    /// A line for each rule that is broken, or the reason why nothing was checked.
+    /// Returns one line per violation, or the reason why the check could not run.
     std::string Text() const;
 
 private:
     mutable std::mutex mutex_;
-    std::vector<std::string> broken_;
+    std::vector<std::string> violations_;
     std::string reason_;
 };
 

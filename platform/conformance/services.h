@@ -10,7 +10,7 @@
 
 namespace Conformance {
 
-/// The addresses of the port's functions. The declarations of the port's headers must fit these types.
+/// The addresses of the port's functions. Compiles only if the port's declarations have these types.
 struct Services {
     using Subscriber = std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber>;
 
@@ -25,8 +25,8 @@ struct Services {
     bool (*publish)(const TEKLO::EventFwk::CommonEventData&);
 };
 
-/// As they are where it is compiled.
-static inline Services SeenFromHere() {
+/// Returns the addresses that the including source file sees.
+static inline Services GetServices() {
     using TEKLO::EventFwk::CommonEventManager;
     return {&PlumePrint,
             &GetParameter,
