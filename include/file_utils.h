@@ -77,7 +77,8 @@ public:
     /// fails.
     static int GetDiskFreeSpace(const std::string& path);
 
-    /// Removes everything below the directory `dirPath`, and with `removeSelf` then `dirPath` itself.
+    /// Removes everything below the directory `dirPath`. With `removeSelf`, then removes `dirPath` itself, whatever
+    /// its type.
     ///
     /// Links to directories are dangerous: the directory that a link leads to is emptied, then the link is removed. A
     /// link to a file is only removed. If `dirPath` is a regular file, it is removed even without `removeSelf`.
@@ -98,8 +99,8 @@ public:
     /// followed. On failure changes nothing and logs "rename failed: %{public}s" with the new path.
     static bool RenameFile(const std::string& oldPath, const std::string& newPath);
 
-    /// Opens `stream` with the std::ios flags `openMode`. Then sets the permission bits of the path to `mode`, even if
-    /// opening failed.
+    /// Opens `stream` with the std::ios flags `openMode`. Then sets the permission bits of the path to exactly `mode`,
+    /// even if opening failed.
     ///
     /// Returns whether the stream is open. A stream that was open before keeps its file and sets its failbit; the
     /// result is true. If `IsValidPath` rejects the path, touches nothing, returns false and also logs
@@ -121,7 +122,7 @@ public:
     /// Stops at the first failure. An empty file, a dangling link and a link to a directory are failures, see
     /// `CopyFile`. What is already copied stays. If this call created `destDir` and it is still empty, removes it.
     ///
-    /// Logs, the last two at each level on the way up:
+    /// Logs the failure, then "copydir failed" at each level on the way up:
     ///
     ///     "opendir failed, path: %{public}s, err: %{public}s"
     ///     "mkdir failed, path: %{public}s, err: %{public}s"

@@ -19,9 +19,9 @@ class [[gnu::visibility("default")]] JsonTool {
 public:
     /// Returns a new tree, which the caller frees with cJSON_Delete. Ignores text after the document.
     ///
-    /// Returns null if the file is empty or can't be read; logs "jsonString is empty." at error level to the platform
-    /// log and the file log. Returns null without that record if the text is not JSON or has more than 1000 nested
-    /// levels.
+    /// Returns null if the file is empty or can't be read. Then logs "jsonString is empty." at error level to the
+    /// platform log and the file log, after the record of `FileUtils::GetFileStream`. Also returns null, but logs
+    /// nothing, if the text is not JSON or has more than 1000 nested levels.
     static cJSON* ParseJsonFromFile(const std::string& path);
 
     /// Return true if the object has the member and the member has the type. Every number is an int, 3.9 included.
