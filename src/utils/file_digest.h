@@ -13,7 +13,7 @@ struct DigestSource {
         void operator()(FILE* stream) const { fclose(stream); }
     };
 
-    /// Takes over an open file or, when there is none, the error.
+    /// Takes ownership of an open file. If it is null, stores errno.
     void SetFile(FILE* opened);
     void SetDescriptor(int descriptor);
 

@@ -1,4 +1,4 @@
-// The incremental digest calls are deprecated, not removed: they need no allocation and can't fail half-way.
+// OpenSSL 3.0 deprecates the incremental SHA256 functions. They need no allocation and can't fail.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "file_utils.h"
@@ -39,10 +39,10 @@ namespace fs = std::filesystem;
 constexpr mode_t COPIED_DIR_MODE = 0775;
 constexpr size_t DIGEST_READ_SIZE = 1024;
 constexpr size_t DIGEST_STDIO_BUFFER_SIZE = 64 * 1024;
-// The stream reads one byte less than its buffer at a time.
+// libstdc++ reads one byte less than the buffer at a time.
 constexpr size_t COPY_BUFFER_SIZE = 128 * 1024 + 1;
-// A processor may read three times slower into a buffer that begins a few bytes behind a page's start, where the heap puts
-// large ones.
+// Page-aligned: reads into a buffer that starts a few bytes after a page boundary, as large heap blocks do, can take
+// three times as long.
 struct alignas(4096) Page {
     char bytes[4096];
 };
@@ -54,7 +54,7 @@ using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
 
 using PathBuffer = std::array<char, PATH_MAX>;
 
-// In a function of its own, so that the buffer isn't part of each frame of the recursion.
+// Not inlined, so that the buffer is not part of each frame of the recursion.
 [[gnu::noinline]] bool JoinPath(const char* dirPath, const std::string& name, std::string& joined) {
     PathBuffer path = {};
     const size_t length = strlen(dirPath);
@@ -67,20 +67,20 @@ using PathBuffer = std::array<char, PATH_MAX>;
     return true;
 }
 
-/// A file to copy from.
+/// The source of a copy.
 class SourceBuffer : public std::filebuf {
 public:
-    /// False when bytes that were read have not been taken.
+    /// Returns false if bytes that were read have not been written.
     bool IsDelivered() const { return gptr() == egptr(); }
 };
 
-/// What strerror says of the error, in English whatever the process's locale.
+/// Returns the text of strerror in the "C" locale.
 const char* ErrorText(int error = errno) {
     const ScopedCLocale cLocale;
     return strerror(error);
 }
 
-/// False when the path of an entry doesn't fit.
+/// Returns false if the path of an entry is too long.
 bool RemoveEntries(const char* dirPath, const std::vector<DirectoryEntry>& entries) {
     std::string child;
     for (const DirectoryEntry& entry : entries) {
@@ -96,7 +96,7 @@ bool RemoveEntries(const char* dirPath, const std::vector<DirectoryEntry>& entri
     return true;
 }
 
-/// The size in whole units, cut to 32 bits; -1 for a unit that isn't known.
+/// Returns the size in whole units, cut to 32 bits, or -1 for an unknown unit.
 int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
     switch (unit) {
         case FileSizeUnit::BYTE:
@@ -109,8 +109,8 @@ int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
     return -1;
 }
 
-/// The size of a regular file, links followed, 0 for anything else and for a dangling link. By a query of its own: the
-/// standard library's fails on 32-bit systems for a file with a time past 2038.
+/// Returns the size of a regular file, links followed, and 0 for anything else and for a dangling link. Calls stat
+/// itself: on 32-bit systems, file_size of libstdc++ 12 fails for a file with a time after 2038.
 uint64_t RegularFileSize(const fs::directory_entry& entry) {
     struct stat status = {};
     if (stat(entry.path().c_str(), &status) == 0) {
@@ -124,8 +124,8 @@ uint64_t RegularFileSize(const fs::directory_entry& entry) {
     throw fs::filesystem_error("cannot get file size", entry.path(), error);
 }
 
-/// Opens the file of a canonical path. When that succeeds, realpath would, with a call for each component where this takes
-/// one. Returns -1 otherwise, on kernels before Linux 5.6, and where a sandbox refuses the call.
+/// Opens the file of a canonical path with one system call. If it succeeds, realpath would too, with one call per
+/// component. Returns -1 otherwise, on kernels before Linux 5.6, and if a sandbox denies the call.
 int OpenCanonical(const std::string& path) {
     if (path.empty() || path[0] != '/' || path.size() >= PATH_MAX) {
         return -1;
@@ -274,7 +274,7 @@ uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
         QF_LOGE("invalid path");
         return 0;
     }
-    // One level at a time: the standard recursive iterator keeps each level's directory open.
+    // One level at a time, because the standard recursive iterator keeps every level's directory open.
     uint64_t total = 0;
     std::vector<fs::path> pending = {dirPath};
     while (!pending.empty()) {
@@ -434,7 +434,7 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
         dest.clear();
         return false;
     }
-    // The insertion succeeds as soon as one byte was taken: a disk that fills up shows here.
+    // The insertion succeeds if one byte was written. A disk that fills up is noticed by the flush.
     dest.flush();
     return dest.good() && source.IsDelivered();
 }

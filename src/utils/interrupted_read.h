@@ -5,7 +5,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// True, with the stream ready to go on, when a signal that the process caught ended a read.
+/// Returns true if a signal handler interrupted the last read, and clears the error so that reading can continue.
 inline bool WasInterrupted(FILE* file) {
     const bool interrupted = ferror(file) != 0 && errno == EINTR;
     if (interrupted) {

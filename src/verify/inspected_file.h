@@ -13,8 +13,8 @@ struct FileValue {
     bool isKnown = true;  // false when the value exists but can't be read
 };
 
-/// A file whose digest, mode and label are read from one descriptor. Only a regular file is opened, without waiting and
-/// without following a link in its last component; of anything else there is only the mode and the label.
+/// A file whose digest, mode and label are read from one descriptor. Opens only a regular file, and neither waits nor
+/// follows a link in the last component. Anything else has a mode and a label, but no digest.
 class InspectedFile {
 public:
     explicit InspectedFile(std::string path);

@@ -6,12 +6,12 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// Each runs a command through the shell, once, and returns when the command has ended; nothing when it can't be started.
+// Both functions run a shell command once, return when it has ended, and return nothing if it can't be started.
 
-/// The output up to its first line feed, that included, cut to `limit` bytes and at a zero byte.
+/// Returns the output up to and including its first line feed, cut to `limit` bytes and at a zero byte.
 std::optional<std::string> ReadLineOf(const std::string& command, size_t limit);
 
-/// The first 512 bytes of the output.
+/// Returns the first 512 bytes of the output.
 std::optional<std::string> ReadBlockOf(const std::string& command);
 
 }  // namespace TEKLO::QuickFixEngine

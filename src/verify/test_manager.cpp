@@ -18,7 +18,7 @@ constexpr size_t SELINUX_LINE_LENGTH = 1023;
 constexpr char QUICK_FIX_BUNDLE_NAME[] = "teklo.app.quickfix";
 constexpr char PASSED[] = "true";
 constexpr char FAILED[] = "false";
-// The blanks differ between the headers of the runs, and readers of the reports know them so.
+// The two headers differ in their blanks. Readers of reports rely on them.
 constexpr char NATIVE_HEADER[] =
     "\"Native\": {\"description\":  \"Compare the results of patch_file and patched_file.Verify SHA256, RWX, "
     "Selinux.\",\"detail\": {";
@@ -92,7 +92,7 @@ bool TestManager::AppIsExist(const std::string& bundleName) {
         commandFailed_ = true;
         return false;
     }
-    // All but the last byte, which is grep's line feed; a name that is listed twice is longer than the bundle's.
+    // Without the last byte, which is grep's line feed. Two matches are longer than the bundle's name.
     return !output->empty() && bundleName.compare(0, output->size() - 1, *output, 0, output->size() - 1) == 0;
 }
 
@@ -180,7 +180,7 @@ std::string TestManager::GetViewFilePath(const std::string& patchPath) {
 }
 
 void TestManager::DoVerifyFile(const std::string& patchPath, const std::string& viewPath) {
-    // What is read from a descriptor can't be read from it again.
+    // One descriptor can't be read twice.
     if (inspection_ == Inspection::DIRECT && patchPath != viewPath) {
         inspected_ = {std::make_shared<InspectedFile>(patchPath), std::make_shared<InspectedFile>(viewPath)};
     }
@@ -258,7 +258,7 @@ std::string TestManager::GetFileSeLinux(const std::string& path) {
 }
 
 void TestManager::JsonTail(const std::string& testName) {
-    // Counts go in as text: a stream would group their digits as the global locale says.
+    // Counts are inserted as text: a stream would group their digits according to the global locale.
     ClearSstream();
     sstream_ << "},\"test_" << testName << "_result\": \"" << testResult_ << "\",\"total\": \""
              << std::to_string(successCount_ + failedCount_) << "\",\"success\": \"" << std::to_string(successCount_)
