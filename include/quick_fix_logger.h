@@ -1,9 +1,8 @@
 /// The file log: two rotating files of about 64 KiB in /data/update/quickfix/log/.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <mutex>
 #include <string>
@@ -80,7 +79,7 @@ private:
     /// The current log file when `ChangeFileForOverSize` last examined it.
     struct ActiveFile {
         const char* path = nullptr;
-        off_t size = 0;  // bytes
+        int64_t size = 0;  // bytes; not off_t, whose width depends on the caller's flags on 32-bit systems
     };
     [[gnu::visibility("hidden")]] static void LockBeforeFork();
     [[gnu::visibility("hidden")]] static void UnlockAfterFork();

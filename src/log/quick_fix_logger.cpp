@@ -220,7 +220,7 @@ void QuickFixLogger::Append(const std::string& record) {
 void QuickFixLogger::RollBackPartialWrite(size_t recordSize) const {
     struct stat status = {};
     if (stat(active_.path, &status) == 0 && status.st_size > active_.size &&
-        status.st_size < active_.size + static_cast<off_t>(recordSize)) {
+        status.st_size < active_.size + static_cast<int64_t>(recordSize)) {
         (void)!truncate(active_.path, active_.size);
     }
 }
