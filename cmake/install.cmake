@@ -27,7 +27,7 @@ foreach(script private-root container-root)
   install(FILES docs/quickfix-private-root.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME quickfix-${script}.1
     COMPONENT development)
 endforeach()
-install(PROGRAMS scripts/stand-in/bm DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME quickfix-fake-bm COMPONENT development)
+install(PROGRAMS scripts/fakes/bm DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME quickfix-fake-bm COMPONENT development)
 install(FILES docs/quickfix-fake-bm.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)
 if(QUICKFIX_PLATFORM STREQUAL linux)
   # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.

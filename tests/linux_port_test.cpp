@@ -66,7 +66,7 @@ TEST(PlumePrint, OutlivesAStandardErrorThatNobodyReads) {
     }
 }
 
-// A stand-in for the journal's end of the socket; what is sent to it is the real thing.
+// A socket of the test replaces the journal's.
 TEST(PlumePrint, GoesToTheJournalWhereItsSocketIs) {
     std::filesystem::create_directories("/run/systemd/journal");
     const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

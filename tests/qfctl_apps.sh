@@ -2,7 +2,7 @@
 # qfctl verify --apps and --html, as their users meet them.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-PATH="$PROJECT/scripts/stand-in:$PATH"
+PATH="$PROJECT/scripts/fakes:$PATH"
 dump com.example.good 1000001 teklo.app.quickfix
 dump com.example.noflag 1000001 none
 dump com.example.old 1000000 teklo.app.quickfix

@@ -53,7 +53,7 @@ finds_each() {
 out= err= as=()
 start_bus ''
 mkdir -p /tmp/bin $logs
-cp "$PROJECT/scripts/stand-in/bm" /tmp/bin
+cp "$PROJECT/scripts/fakes/bm" /tmp/bin
 dump com.example.one 1 ''
 dump com.example.two 1 ''
 put $overlay/system/bin/a a

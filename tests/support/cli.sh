@@ -44,7 +44,7 @@ put() { mkdir -p -- "$(dirname -- "$1")" && printf %s "$2" >"$1"; }
 # pair LIVE LIVE_CONTENT PATCH_CONTENT
 pair() { put "$1" "$2"; put "$overlay$1" "$3"; }
 
-# dump BUNDLE VERSION FLAG [REST]: what the stand-in for bm answers about a bundle.
+# dump BUNDLE VERSION FLAG [REST]: creates the dump that the fake bm prints for a bundle.
 export BM_BUNDLES=/tmp/bundles
 dump() {
   mkdir -p $BM_BUNDLES

@@ -1,5 +1,5 @@
 #include "quick_fix_log.h"
 
-void Misfit() {
+void LogWithMismatchedFormat() {
     QF_FILE_LOGI("%{public}d", "text");
 }

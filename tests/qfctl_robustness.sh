@@ -164,7 +164,7 @@ bm_is() {
   entries=$(printf '{"bundleName": "%s", "versionCode": 7},' $1)
   printf '{"apps": [%s]}' "${entries%,}" >/tmp/apps.json
 }
-real='exec $PROJECT/scripts/stand-in/bm "$@"'
+real='exec $PROJECT/scripts/fakes/bm "$@"'
 verify='qfctl verify --app --apps /tmp/apps.json'
 expect 3 'bm dump -a fails' "bm_is com.good 'exit 1'" "$verify"
 expect 3 'bm dump -a fails' 'bm_is com.good "ls $BM_BUNDLES; exit 1"' "$verify"
