@@ -1,4 +1,4 @@
-// The jobs of the library, and of others that do the same; report.py runs them in rounds and compares their times.
+// Jobs of the library and the same jobs by other means. report.py runs them in rounds and compares their times.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <openssl/crypto.h>
@@ -33,7 +33,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace TEKLO::QuickFixEngine;
 
-// Many short samples rather than few long ones: interference spoils some rounds, and not the median.
+// Short samples: interference then affects some rounds but not the median.
 void InShortSamples(benchmark::internal::Benchmark* job) {
     job->UseRealTime()->MinTime(0.2);
 }
@@ -84,7 +84,7 @@ BENCHMARK_CAPTURE(Digest, Evp, 64U << 20, DigestWithEvp)->Apply(InShortSamples);
 BENCHMARK_CAPTURE(Digest, SmallLibrary, 8192, FileUtils::GetFileSHA256)->Apply(InShortSamples);
 BENCHMARK_CAPTURE(Digest, SmallEvp, 8192, DigestWithEvp)->Apply(InShortSamples);
 
-/// The peak of this process. getrusage would count what its parent held when it forked.
+/// The peak memory of this process. getrusage would include the memory of its parent at the fork.
 double PeakKib() {
     std::ifstream status("/proc/self/status");
     std::string field;
@@ -96,7 +96,7 @@ double PeakKib() {
 }
 
 void DigestMemory(benchmark::State& state, uintmax_t size) {
-    // A hole: making it takes no memory.
+    // A sparse file takes no memory on tmpfs.
     std::ofstream("/tmp/hole").close();
     fs::resize_file("/tmp/hole", size);
     for ([[maybe_unused]] auto _ : state) {
@@ -128,7 +128,7 @@ size_t ClearLog() {
 
 void RecordLibrary(benchmark::State& state) {
     ClearLog();
-    // With a second file, the files are rotated.
+    // The second file makes the logger rotate.
     std::ofstream(SECOND_LOG).close();
     for ([[maybe_unused]] auto _ : state) {
         WriteRecord();
@@ -214,7 +214,7 @@ void VerifyInLoop(int files) {
         }
         --files;
     }
-    Require(files == 0, "a look at each file");
+    Require(files == 0, "all files visited");
 }
 
 void Nothing() {}

@@ -19,10 +19,10 @@ from statistics import median
 SOURCES = Path(__file__).resolve().parent
 PROGRAM = SOURCES.parent / "build/bench/benchmarks/quickfix_benchmarks"
 CROSS_BUILD = SOURCES.parent / "build/bench-aarch64"
-SCALES = {"ms": 1e6, "µs": 1e3}  # of nanoseconds
+SCALES = {"ms": 1e6, "µs": 1e3}  # in nanoseconds
 
-# The relation is "speed", "time", "memory" or "size". Sides are jobs and their labels; the first is compared with each of
-# the others. A bar is for the first beside the job that it names, or for the size of that job.
+# The relation is "speed", "time", "memory" or "size". Sides are jobs and their labels. The first side is compared with each
+# other one. A bar limits the first side relative to the job that is its key, or the size of that job.
 Comparison = namedtuple("Comparison", "title unit rounds relation bars sides")
 COMPARISONS = {
     "digest": Comparison("Digest of 64 MiB", "ms", 21, "speed", {"Digest/Evp": ("at least", 0.95)}, {
@@ -63,7 +63,7 @@ COMPARISONS = {
 
 def run_program(*options):
     result = subprocess.run([PROGRAM, *options], stdout=subprocess.PIPE, text=True)
-    return result.stdout if result.returncode == 0 else sys.exit(f"report.py: no result with {' '.join(options)}")
+    return result.stdout if result.returncode == 0 else sys.exit(f"report.py: quickfix_benchmarks failed with {' '.join(options)}")
 
 
 def run_job(job, options=()):
@@ -82,7 +82,7 @@ def stripped_size(library):
 
 
 def sample(job, unit, options):
-    """One figure in this unit, of a process of its own."""
+    """Runs the job in its own process and returns one figure in this unit."""
     if unit == "bytes":
         return stripped_size(job)
     run = run_job(job, options)["benchmarks"][0]
@@ -95,20 +95,20 @@ def measure(comparison, jobs, rounds, options):
     samples = {job: [] for job in comparison.sides if job in jobs}
     for number in range(min(comparison.rounds, rounds) if samples else 0):
         print(f"{comparison.title}, round {number + 1}", file=sys.stderr)
-        # Every other round goes backwards, so that what drifts drifts for all alike.
+        # Every other round runs backwards, so that drift affects all jobs equally.
         for job in list(samples)[::(-1) ** number]:
             samples[job].append(sample(job, comparison.unit, options))
     return samples
 
 
-def shown(figures, unit):
+def format_figures(figures, unit):
     digits = 0 if unit.startswith(("bytes", "KiB")) else 2
     spread = f" ({min(figures):,.{digits}f} to {max(figures):,.{digits}f})" if min(figures) < max(figures) else ""
     return f"{median(figures):,.{digits}f} {unit}{spread}"
 
 
 def compare(relation, first, second):
-    """Returns the figures of the rounds, and their unit."""
+    """Returns the ratio or difference per round, and its unit."""
     if relation == "memory":
         return [a - b for a, b in zip(first, second)], "KiB more"
     return [b / a if relation == "speed" else a / b for a, b in zip(first, second)], f"of its {relation}"
@@ -120,8 +120,8 @@ def tabulate(comparison, samples):
     for job, label in comparison.sides.items():
         figures = samples.get(job)
         if figures:
-            beside = first and figures is not first and shown(*compare(comparison.relation, first, figures))
-            rows.append(f"| {label} | {shown(figures, comparison.unit)} | {beside or ''} |")
+            beside = first and figures is not first and format_figures(*compare(comparison.relation, first, figures))
+            rows.append(f"| {label} | {format_figures(figures, comparison.unit)} | {beside or ''} |")
     return "\n".join(rows)
 
 
@@ -136,18 +136,18 @@ def tabulate_bars(comparisons, samples):
                 what = f"{comparison.sides[first]} beside {comparison.sides[job]}"
                 figures, unit = compare(comparison.relation, samples[first], samples[job])
             missed = 100 * (median(figures) / bar - 1) * (-1 if direction == "at least" else 1)
-            # Never 0.0 %, however small it is.
+            # A missed bar never shows 0.0 %.
             met = "yes" if missed <= 0 else f"**no**, missed by {max(missed, 0.1):.1f} %"
-            rows.append(f"| {comparison.title}: {what} | {direction} {shown([bar], unit)} | {shown(figures, unit)} | {met} |")
+            rows.append(f"| {comparison.title}: {what} | {direction} {format_figures([bar], unit)} | {format_figures(figures, unit)} | {met} |")
     return "\n".join(rows)
 
 
 def draw(comparison, samples, path):
-    """Returns the figures as text, for those who can't see the chart."""
+    """Draws the chart and returns its figures as text for screen readers."""
     values = [samples[job] for job in comparison.sides]
-    # A bar far longer than the first is cut off, so that the others can be told apart.
+    # Cut off a bar far longer than the first one, so that the others stay readable.
     longest = max(max(figures) for figures in values if median(figures) <= 8 * max(values[0]))
-    texts = [f"{label}\t{shown(figures, comparison.unit)}" for label, figures in zip(comparison.sides.values(), values)]
+    texts = [f"{label}\t{format_figures(figures, comparison.unit)}" for label, figures in zip(comparison.sides.values(), values)]
     rows = [f"{text}\t{median(figures)}\t{min(figures)}\t{max(figures)}" for text, figures in zip(texts, values)]
     axis = f"{comparison.unit}, shorter is better; median and range of {len(values[0])} rounds"
     axis = axis.split(";")[0] if len(values[0]) == 1 else axis
@@ -176,7 +176,7 @@ def write_page(folder, samples):
         values[name] = f"![{description}](benchmarks/{name}.svg)\n\n{tabulate(comparison, samples)}"
     page = re.sub(r"@(\w+)@", lambda field: values.pop(field[1]), (SOURCES / "page.md.in").read_text())
     if values:
-        sys.exit(f"report.py: the page leaves out {', '.join(values)}")
+        sys.exit(f"report.py: page.md.in doesn't use {', '.join(values)}")
     (folder / "benchmarks.md").write_text(page)
 
 

@@ -1,6 +1,6 @@
 include(CMakePackageConfigHelpers)
 
-# A component is a package: runtime is what a program needs to run, development what it takes to build one, tools qfctl.
+# Each component is a package: runtime to run programs, development to build them, tools for qfctl.
 set(libraries quickfix_utils)
 set(headers include/)
 if(TARGET quickfix_platform)
@@ -16,7 +16,7 @@ install(TARGETS ${libraries} EXPORT QuickFixUtilsTargets
 install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quickfix_utils COMPONENT development)
-# Sources to build on what is installed: the conformance test, and the platform in memory.
+# Sources to build against the installed library: the conformance test and the platform in memory.
 install(DIRECTORY platform/conformance DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils COMPONENT development)
 install(DIRECTORY platform/common platform/memory
   DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils/platform COMPONENT development)
@@ -30,7 +30,7 @@ endforeach()
 install(PROGRAMS scripts/fakes/bm DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME quickfix-fake-bm COMPONENT development)
 install(FILES docs/quickfix-fake-bm.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)
 if(QUICKFIX_PLATFORM STREQUAL linux)
-  # A bus daemon looks for policies in /usr/share/dbus-1 and /etc/dbus-1 only.
+  # A bus daemon reads policies only in /usr/share/dbus-1 and /etc/dbus-1.
   install(FILES platform/linux/dbus/teklo.CommonEventService.conf
     DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d COMPONENT runtime)
 endif()
@@ -44,7 +44,7 @@ if(QUICKFIX_BUILD_TOOLS)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
 endif()
 if(QUICKFIX_BUILD_TOOLS AND QUICKFIX_PLATFORM STREQUAL linux)
-  # Below lib whatever the machine's library directory is; systemd reads them with the prefixes /usr and /usr/local.
+  # systemd reads units from lib, never from lib64 or lib/TRIPLET, with the prefixes /usr and /usr/local.
   install(FILES tools/systemd/quickfix-verify.service tools/systemd/quickfix-verify.timer
     DESTINATION lib/systemd/system COMPONENT tools)
   install(FILES tools/systemd/quickfix.conf DESTINATION lib/tmpfiles.d COMPONENT tools)
@@ -61,7 +61,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# Relative to the file itself, so that an installed tree can be moved.
+# A prefix relative to the .pc file: an installed tree can be moved.
 file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_prefix ${pc_prefix})
 set(pc_libdir ${CMAKE_INSTALL_LIBDIR})
@@ -75,8 +75,7 @@ set(pc_libraries "-lquickfix_utils")
 if(TARGET quickfix_platform)
   string(APPEND pc_libraries " -lquickfix_platform")
 endif()
-# pkg-config wants the private packages to be there even when it is asked for flags to compile with; only the archives
-# need them.
+# Only for archives: pkg-config requires the private packages even for compiler flags.
 set(pc_private "")
 if(NOT BUILD_SHARED_LIBS)
   set(pc_private "\nRequires.private: libcjson libcrypto")

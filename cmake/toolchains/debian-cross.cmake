@@ -1,4 +1,4 @@
-# Debian's cross compiler for CROSS_TRIPLET over the packages that scripts/sysroot unpacked for CROSS_ARCH.
+# Debian's cross compiler for CROSS_TRIPLET, with the sysroot of scripts/sysroot for CROSS_ARCH.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot/${CROSS_ARCH})
 set(CMAKE_CXX_COMPILER ${CROSS_TRIPLET}-g++)
