@@ -1,7 +1,7 @@
-// For the test of qfctl doctor: gives a file a label, or owns the name of the event service until it is killed.
+// Sets up conditions for the test of qfctl doctor.
 //
-//   doctor_rig FILE LABEL
-//   doctor_rig
+//   doctor_rig FILE LABEL    gives the file a security label
+//   doctor_rig               owns the name of the event service until it is killed
 
 #include <unistd.h>
 

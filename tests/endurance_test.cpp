@@ -10,20 +10,20 @@ constexpr off_t FULL = 65536;
 constexpr off_t LONGEST_RECORD = 160;
 constexpr int THREADS = 8;
 
-/// Follows the numbers of each thread's records through the log.
+/// Checks that the records of each thread are whole and in order in the log.
 class Audit {
 public:
-    /// What the rotation has discarded isn't missed, unless all is to be there.
-    explicit Audit(bool whole) : whole_(whole) {}
+    /// Unless `complete`, the rotation may have discarded the first records.
+    explicit Audit(bool complete) : complete_(complete) {}
 
     void TakeFile(const std::string& path) {
         EXPECT_LT(Stat(path).st_size, FULL + LONGEST_RECORD);
         const std::string content = Read(path);
         std::istringstream lines(content);
         for (std::string line; std::getline(lines, line);) {
-            // Where a kill may tear a record: between two pages of its write.
-            const bool torn = lines.eof() && content.size() % static_cast<size_t>(sysconf(_SC_PAGESIZE)) == 0;
-            if (!torn) {
+            // A kill can cut a record only between two pages.
+            const bool partial = lines.eof() && content.size() % static_cast<size_t>(sysconf(_SC_PAGESIZE)) == 0;
+            if (!partial) {
                 TakeLine(line);
             }
         }
@@ -41,12 +41,12 @@ private:
         ASSERT_TRUE(sscanf(line.c_str(), format, &thread, &record, &length) == 2) << line;
         ASSERT_EQ(line.size(), static_cast<size_t>(length)) << line;
         int& last = last_.at(static_cast<size_t>(thread));
-        EXPECT_TRUE(record == last + 1 || (last < 0 && !whole_))
-            << "thread " << thread << ": " << record << " behind " << last;
+        EXPECT_TRUE(record == last + 1 || (last < 0 && !complete_))
+            << "thread " << thread << ": " << record << " after " << last;
         last = record;
     }
 
-    bool whole_;
+    bool complete_;
     std::array<int, THREADS> last_ = {-1, -1, -1, -1, -1, -1, -1, -1};
 };
 
@@ -56,11 +56,11 @@ void WriteRecord(int thread, int record) {
 
 Audit g_audit(true);
 
-TEST(LogThreads, NoRecordOfManyThreadsIsTornLostOrOutOfOrder) {
+TEST(LogThreads, WriteEveryRecordWholeAndInOrder) {
     const char* given = getenv("QUICKFIX_LOAD_RECORDS");
     const int records = given != nullptr ? std::stoi(given) : 100000;
     QuickFixPlumeWrapper::level_ = QuickFixPlumeLevel::ERROR;
-    // The older file, in front of the rotation that ends it.
+    // Reads the older file before a rotation removes it.
     FaultInjector::Watch("remove", [] { g_audit.TakeFile(FIRST_LOG); });
     std::vector<std::thread> threads;
     threads.reserve(THREADS);
@@ -82,7 +82,7 @@ TEST(LogThreads, NoRecordOfManyThreadsIsTornLostOrOutOfOrder) {
     }
 }
 
-TEST(LogKilled, KeepsEveryRecordThatWasWritten) {
+TEST(KilledProcess, LosesNoRecordThatItWrote) {
     auto* written = static_cast<std::atomic<int>*>(
         mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     ASSERT_NE(static_cast<void*>(written), MAP_FAILED);
@@ -98,7 +98,7 @@ TEST(LogKilled, KeepsEveryRecordThatWasWritten) {
                 ++*written;
             }
         }
-        // Half of them may be killed before their first record.
+        // In half of the rounds the kill may come before the first record.
         EXPECT_TRUE(round % 2 == 0 || hasWritten(*written + 20));
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
         kill(child, SIGKILL);
@@ -106,15 +106,15 @@ TEST(LogKilled, KeepsEveryRecordThatWasWritten) {
         Audit audit(false);
         audit.TakeFile(FIRST_LOG);
         audit.TakeFile(SECOND_LOG);
-        // The last one may have been written but not counted.
+        // The last record may be written but not yet counted.
         ASSERT_THAT(audit.Last(0), testing::AnyOf(written->load(), *written + 1)) << round;
         *written = audit.Last(0);
     }
-    EXPECT_GT(Stat(FIRST_LOG).st_size, FULL - 1) << "too few for a rotation";
+    EXPECT_GT(Stat(FIRST_LOG).st_size, FULL - 1) << "too few records for a rotation";
     munmap(written, sizeof(std::atomic<int>));
 }
 
-/// Files of the overlay and the live system that agree, until one is changed.
+/// Equal pairs of a live file and a patch file, and random changes to them.
 class Pairs {
 public:
     static constexpr size_t COUNT = 125;
@@ -131,14 +131,14 @@ public:
         std::string content(1 + random_() % 9000, '\0');
         std::generate(content.begin(), content.end(), [this] { return static_cast<char>(random_()); });
         for (const std::string& path : {live, OVERLAY + live}) {
-            fs::remove(path);  // an ordinary user could not write over a file whose mode was changed
+            fs::remove(path);  // an ordinary user may not be able to write to a file with a changed mode
             Write(path, content + live);
             fs::permissions(path, fs::perms(0644));
             SetLabel(path, "u:object_r:system_file:s0");
         }
     }
 
-    /// Changes so many of the files and tells of each what.
+    /// Changes `count` files. Returns a description of each change by live path.
     std::map<std::string, std::string> Change(size_t count) {
         std::array<size_t, COUNT> order = {};
         std::iota(order.begin(), order.end(), 0);
@@ -174,7 +174,7 @@ private:
                 fs::resize_file(path, at);
                 return "cut " + path + " at " + std::to_string(at);
             case 2:
-                // An ordinary user must go on reading it.
+                // An ordinary user must keep read permission.
                 fs::permissions(path, fs::perms(Mode(path) ^ (1U << random_() % (geteuid() == 0 ? 12 : 8))));
                 return "the mode of " + path + ": " + std::to_string(Mode(path));
             case 3:
@@ -192,7 +192,7 @@ private:
     std::mt19937 random_{4};
 };
 
-TEST(Notices, EachOfAThousandRandomChangesAndNothingElseWithBothInspections) {
+TEST(RandomChanges, AreAllReportedAndNothingElseByBothInspections) {
     Pairs pairs;
     for (int changes = 0; changes < 1000;) {
         const auto changed = pairs.Change(100);
@@ -201,18 +201,18 @@ TEST(Notices, EachOfAThousandRandomChangesAndNothingElseWithBothInspections) {
         EXPECT_EQ(direct.items, run.items);
         EXPECT_EQ(direct.reportAndLogs, run.reportAndLogs);
         EXPECT_EQ(run.inconclusive + direct.inconclusive, 0U);
-        std::set<std::string> noticed;
+        std::set<std::string> reported;
         for (const std::string& item : run.items) {
             if (item.find(" passed") == std::string::npos) {
-                noticed.insert(item.substr(0, item.find(' ')));
+                reported.insert(item.substr(0, item.find(' ')));
             }
         }
         for (const auto& [live, change] : changed) {
-            EXPECT_EQ(noticed.erase(live), 1U) << "not noticed: " << change;
+            EXPECT_EQ(reported.erase(live), 1U) << "not reported: " << change;
             pairs.Install(live);
             ++changes;
         }
-        EXPECT_THAT(noticed, testing::IsEmpty()) << "false alarms";
+        EXPECT_THAT(reported, testing::IsEmpty()) << "false alarms";
     }
 }
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(ErrorCodes, AddedOnceConvertedEachTime) {
+TEST(ErrorCodes, AddSkipsDuplicatesAndConvertKeepsThem) {
     ErrorCodeWrapper codes;
     EXPECT_EQ(codes.GetErrorCode(), "");
     for (const int code : {3, 1000, 3, -2}) {
@@ -17,7 +17,7 @@ TEST(ErrorCodes, AddedOnceConvertedEachTime) {
     codes.ClearErrorCode();
     EXPECT_THROW(codes.ConvertErrCode("7,x,8"), std::invalid_argument);
     EXPECT_THROW(codes.ConvertErrCode("2147483648"), std::out_of_range);
-    EXPECT_EQ(codes.GetErrorCode(), "7,") << "those in front of what can't be converted";
+    EXPECT_EQ(codes.GetErrorCode(), "7,") << "keeps the codes before the invalid one";
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ bool Publish(const std::string& action) {
     return CommonEventManager::PublishCommonEvent(Event(action));
 }
 
-/// Another program on the bus, the event service when it owns the name.
+/// Another program on the bus. It is the event service if it owns that name.
 class Sender {
 public:
     explicit Sender(const char* name) : bus_(ConnectAs(name)) {}
@@ -30,7 +30,7 @@ public:
         EXPECT_GE(sd_bus_emit_signal(bus_.get(), "/any", INTERFACE, "Published", types, args...), 0);
     }
 
-    /// To each program on the bus alone.
+    /// Sends the signal to each program on the bus by its address.
     void SendAddressed() {
         for (const std::string& name : Names()) {
             sd_bus_message* signal = nullptr;
@@ -41,7 +41,7 @@ public:
         }
     }
 
-    /// Returns when the bus has passed on all that was sent, and counts the programs there.
+    /// Returns the names on the bus after it has passed on all signals that were sent before.
     std::vector<std::string> Names() {
         char** names = nullptr;
         EXPECT_GE(sd_bus_list_names(bus_.get(), &names, nullptr), 0);
@@ -58,7 +58,7 @@ private:
     const BusClient bus_;
 };
 
-/// Sends without a pause while it lives.
+/// Sends signals without a pause while it exists.
 struct Flood {
     explicit Flood(const std::string& action)
         : sending(std::async(std::launch::async, [this, action] {
@@ -72,7 +72,7 @@ struct Flood {
     const std::future<void> sending;  // waits in its destructor
 };
 
-/// Takes connections in the bus's place, and says the same to each, the last part of it without an end.
+/// Accepts connections instead of the bus. Sends `first` to each client, then `endless` without an end.
 class FakeBus {
 public:
     explicit FakeBus(const std::string& first, const std::string& endless = "") {
@@ -83,8 +83,8 @@ public:
         accepting_ = std::async(std::launch::async, [this, first, endless] {
             for (int client = Accept(); client >= 0; client = Accept()) {
                 clients_.push_back(client);
-                Say(client, first);
-                while (!endless.empty() && Say(client, endless)) {
+                SendTo(client, first);
+                while (!endless.empty() && SendTo(client, endless)) {
                 }
             }
         });
@@ -104,8 +104,8 @@ private:
         accepted += client >= 0 ? 1 : 0;
         return client;
     }
-    static bool Say(int client, const std::string& words) {
-        return send(client, words.data(), words.size(), MSG_NOSIGNAL) >= 0;
+    static bool SendTo(int client, const std::string& bytes) {
+        return send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
     }
 
     const int socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -113,14 +113,14 @@ private:
     std::future<void> accepting_;
 };
 
-/// Whether the call returns that result within 5 seconds.
+/// Returns true if the call returns `result` within 5 seconds.
 template <typename Call>
 bool ReturnsInTime(bool result, Call call) {
     const auto start = std::chrono::steady_clock::now();
     return call() == result && std::chrono::steady_clock::now() - start < 5s;
 }
 
-/// A listener that is subscribed while what is returned lives.
+/// Returns a listener that stays subscribed while the pointer exists.
 std::shared_ptr<Listener> Listen(const std::string& action = ACTION, std::function<void(int)> react = {}) {
     const auto listener = std::make_shared<Listener>(action, std::move(react));
     EXPECT_TRUE(Subscribe(listener));
@@ -131,7 +131,7 @@ struct EventBus : testing::Test {
     BusDaemon daemon;
 };
 
-TEST_F(EventBus, DeliversWhatTheServicePublishes) {
+TEST_F(EventBus, DeliversOnlySignalsOfTheEventService) {
     const auto listener = Listen();
     const auto other = Listen("test.OTHER");
     EXPECT_TRUE(Publish(ACTION) && listener->WaitFor(1));
@@ -156,7 +156,7 @@ TEST_F(EventBus, DeliversWhatTheServicePublishes) {
     EXPECT_FALSE(Publish("no \xff text") || Publish(std::string("cut\0off", 7)));
 }
 
-TEST_F(EventBus, MissesNoneAndServesInTurn) {
+TEST_F(EventBus, DeliversEverySignalInTheOrderOfSubscription) {
     constexpr int COUNT = 20000;
     const auto first = Listen();
     const auto second = Listen(ACTION, [first](int count) { EXPECT_GE(first->count, count); });
@@ -169,7 +169,7 @@ TEST_F(EventBus, MissesNoneAndServesInTurn) {
     EXPECT_EQ(first->count, COUNT);
 }
 
-TEST_F(EventBus, AnAbsentBusRefusesAndALostOneIsFoundAgain) {
+TEST_F(EventBus, FailsWithoutABusAndReconnectsToALostOne) {
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     daemon.Kill();
@@ -193,7 +193,7 @@ TEST_F(EventBus, AnAbsentBusRefusesAndALostOneIsFoundAgain) {
     }
 }
 
-TEST_F(EventBus, ABusThatDoesNotAnswerCostsNoMoreThanFiveSeconds) {
+TEST_F(EventBus, ReturnsWithinFiveSecondsIfTheBusDoesNotAnswer) {
     const std::string greeting = "DATA\r\nOK 0123456789abcdef0123456789abcdef\r\nAGREE_UNIX_FD\r\n";
     const std::string named =
         greeting + "l\2\1\1\x9\0\0\0\1\0\0\0\xf\0\0\0\5\1u\0\1\0\0\0\x8\1g\0\1s\0\0\4\0\0\0:1.1\0"s;
@@ -209,7 +209,7 @@ TEST_F(EventBus, ABusThatDoesNotAnswerCostsNoMoreThanFiveSeconds) {
         {"mute after the greeting", named},
         {"half a message after the greeting", named + signal.substr(0, 30)},
         {"nonsense after the greeting", named, "\x8f\1\2\3"},
-        {"unasked messages without an end", named, signal},
+        {"endless unsolicited signals", named, signal},
     };
     daemon.Kill();
     for (const auto& row : rows) {
@@ -227,7 +227,7 @@ TEST_F(EventBus, ABusThatDoesNotAnswerCostsNoMoreThanFiveSeconds) {
     }
 }
 
-TEST_F(EventBus, AConnectionThatABusLeftMuteIsGivenUp) {
+TEST_F(EventBus, ReplacesAConnectionIfTheBusStopsAnswering) {
     const auto listener = Listen();
     EXPECT_TRUE(Publish(ACTION) && listener->WaitFor(1));
     daemon.Send(SIGSTOP);
@@ -242,7 +242,7 @@ TEST_F(EventBus, AConnectionThatABusLeftMuteIsGivenUp) {
     EXPECT_TRUE(Eventually([&] { return Publish(ACTION) && listener->count > 2; }, 5s));
 }
 
-TEST_F(EventBus, AManagerMayBeDestroyedWhileEventsPourIn) {
+TEST_F(EventBus, DestroysAManagerDuringDeliveries) {
     constexpr CommonEventId USER = CommonEventId::USER_ADDED;
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     const Flood flood(CommonEventSupport::COMMON_EVENT_USER_ADDED);
@@ -253,7 +253,7 @@ TEST_F(EventBus, AManagerMayBeDestroyedWhileEventsPourIn) {
     }
 }
 
-TEST_F(EventBus, AForkedChildPublishesButHasNoSubscription) {
+TEST_F(EventBus, ForkedChildCanPublishButNotSubscribe) {
     const auto listener = Listen();
     EXPECT_TRUE(Publish(ACTION));
     EXPECT_EXIT(_exit(Unsubscribe(listener) || Subscribe(listener) || !Publish(ACTION) ? 1 : 7),
@@ -261,13 +261,13 @@ TEST_F(EventBus, AForkedChildPublishesButHasNoSubscription) {
     EXPECT_TRUE(Publish(ACTION) && listener->WaitFor(3));
 }
 
-TEST_F(EventBus, NothingIsDeliveredToWhatTheEndOfTheProcessDestroyed) {
+TEST_F(EventBus, DeliversNothingAfterStaticDestruction) {
     const auto end = [](int exitFrom) {
         static const Flood flood(ACTION);
         static std::atomic<bool> destroyed{false};
         (void)std::atexit([] {
             destroyed = true;
-            std::this_thread::sleep_for(300ms);  // for deliveries to find it so
+            std::this_thread::sleep_for(300ms);  // gives deliveries time to happen
         });
         const auto listener = Listen(ACTION, [exitFrom](int count) {
             destroyed ? _exit(9) : void();
@@ -277,7 +277,7 @@ TEST_F(EventBus, NothingIsDeliveredToWhatTheEndOfTheProcessDestroyed) {
         std::exit(7);
     };
     EXPECT_EXIT(end(0), testing::ExitedWithCode(7), "");
-    EXPECT_EXIT(end(5), testing::ExitedWithCode(7), "") << "from within a delivery";
+    EXPECT_EXIT(end(5), testing::ExitedWithCode(7), "") << "exit in a delivery";
 }
 
 }  // namespace

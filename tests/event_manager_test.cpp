@@ -14,7 +14,7 @@ std::function<void(long)> g_sleep = [](long /*milliseconds*/) {};
 
 }  // namespace
 
-// The library's two ways to sleep.
+// Replace the functions that the library sleeps with.
 [[gnu::visibility("default")]] int usleep(useconds_t microseconds) {
     g_sleep(microseconds / 1000);
     return 0;
@@ -35,7 +35,7 @@ std::string Action(CommonEventId id) {
                       : CommonEventSupport::COMMON_EVENT_USER_ADDED;
 }
 
-/// A manager on the platform in memory. Its records, its sleeps and its calls of the platform are noted in their order.
+/// A manager on the platform in memory. Collects its records, sleeps and platform calls in order.
 class EventManagers : public testing::Test {
 protected:
     EventManagers() {
@@ -57,7 +57,7 @@ protected:
         TEKLO::MemoryPlatform::SetEventGate({});
     }
 
-    /// What was noted since the last call.
+    /// Returns the lines since the last call.
     std::string Seen() { return Note(""), std::exchange(seen_, ""); }
     void Note(const std::string& line) {
         for (const std::string& record : capture_.TakeFromBothLogs()) {
@@ -67,7 +67,7 @@ protected:
     }
     static void Deliver(CommonEventId id) { CommonEventManager::PublishCommonEvent(Event(Action(id))); }
 
-    // What is to be seen of a call.
+    // Expected lines of a call.
     static std::string Line(const std::string& text, CommonEventId id) {
         return text + " " + std::to_string(static_cast<int>(id)) + "\n";
     }
@@ -105,18 +105,19 @@ protected:
     std::string seen_;
     std::optional<EventManager> manager_;
     int refusals_ = 0;
-    std::function<void()> during_ = [] {};  // the next call of the platform
+    std::function<void()> during_ = [] {};  // runs during the next platform call
     const std::string ended_ = "I ~EventManager: EventManager::~EventManager\n";
     const std::string arrived_ = "I CheckEventListenRes: Successful event listening, count 1\n";
     const std::string unknown_ = "E CheckEventListenRes: eventId 1 not SubscribeEvent\n";
 };
 
-TEST_F(EventManagers, AskThePlatformUpToTenTimes) {
+TEST_F(EventManagers, TryToSubscribeUpToTenTimes) {
     for (const int refusals : {0, 9, 10}) {
         refusals_ = refusals;
         manager_->SubscribeEvent(SCAN);
         EXPECT_EQ(Seen(), Subscribed(SCAN, refusals));
-        EXPECT_EQ(manager_->CheckEventListenRes(SCAN, 0), refusals < 10) << "only this tells that all were refused";
+        EXPECT_EQ(manager_->CheckEventListenRes(SCAN, 0), refusals < 10)
+            << "only this reveals that all attempts failed";
         EXPECT_EQ(Seen(),
                   refusals < 10 ? Line("I CheckEventListenRes: CheckEventListenRes end, eventId", SCAN) : unknown_);
         manager_->UnsubscribeEvent(SCAN);
@@ -142,7 +143,7 @@ TEST_F(EventManagers, KeepAnEventThatArrivesBeforeTheSubscriptionReturns) {
     EXPECT_EQ(Seen(), unknown_);
 }
 
-TEST_F(EventManagers, StaySubscribedAfterATimeoutWhichIsTrueToo) {
+TEST_F(EventManagers, StaySubscribedAndReturnTrueAfterATimeout) {
     manager_->SubscribeEvent(SCAN);
     EXPECT_EQ(Seen(), Subscribed(SCAN));
     for (const int times : {2, 0, -1}) {
@@ -157,7 +158,7 @@ TEST_F(EventManagers, StaySubscribedAfterATimeoutWhichIsTrueToo) {
     EXPECT_EQ(Seen(), Delivered(SCAN) + arrived_ + Unsubscribed(SCAN));
 }
 
-TEST_F(EventManagers, ForgetAnEventThatCameBeforeItsSubscription) {
+TEST_F(EventManagers, IgnoreAnEventBeforeItsSubscription) {
     manager_->OnReceiveEvent(Event(Action(SCAN)));
     EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::INIT);
     EXPECT_FALSE(manager_->CheckEventListenRes(SCAN, 1));
@@ -168,13 +169,13 @@ TEST_F(EventManagers, ForgetAnEventThatCameBeforeItsSubscription) {
         Deliver(SCAN);
         EXPECT_EQ(Seen(), Subscribed(SCAN) + Delivered(SCAN));
         manager_->UnsubscribeEvent(USER);
-        EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::SUCCESS) << "of another";
+        EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::SUCCESS) << "after unsubscribing the other event";
         manager_->UnsubscribeEvent(SCAN);
         EXPECT_EQ(Seen(), NotSubscribed(USER) + Unsubscribed(SCAN));
     }
 }
 
-TEST_F(EventManagers, KeepBothEventsApartAndEndBoth) {
+TEST_F(EventManagers, KeepBothEventsApartAndUnsubscribeBothAtTheEnd) {
     manager_->SubscribeEvent(USER);
     manager_->SubscribeEvent(SCAN);
     Deliver(USER);
@@ -199,14 +200,14 @@ TEST_F(EventManagers, RefuseUnknownEventsAndActions) {
     }
 }
 
-TEST_F(EventManagers, MayBeMissingWhereAnEventIsOnlyRecorded) {
+TEST_F(EventManagers, AreOptionalForASubscriberThatOnlyLogs) {
     EventSubscriber(CommonEventSubscribeInfo(MatchingSkills())).OnReceiveEvent(Event("any"));
     EXPECT_EQ(Seen(),
               "I OnReceiveEvent: OnReceiveEvent get action: any\n"
               "I OnReceiveEvent: OnReceiveEvent commonEventReceiver_ is null\n");
 }
 
-TEST(EventSubscribers, PassOnTheVeryEventTheyReceive) {
+TEST(EventSubscribers, ForwardTheSameEventObject) {
     struct Receiver : IEventReceiver {
         void OnReceiveEvent(const CommonEventData& data) override { received = &data; }
         const CommonEventData* received = nullptr;
@@ -216,7 +217,7 @@ TEST(EventSubscribers, PassOnTheVeryEventTheyReceive) {
     EXPECT_EQ(receiver.received, &event);
 }
 
-TEST_F(EventManagers, HaveOneActionForEachEvent) {
+TEST_F(EventManagers, MapEachEventToOneAction) {
     for (const CommonEventId id : {SCAN, USER}) {
         EXPECT_EQ(g_eventIdToActionMap.at(id), Action(id));
         EXPECT_EQ(g_actionToEventIdMap.at(Action(id)), id);

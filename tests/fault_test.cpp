@@ -37,13 +37,13 @@ void InstallDifference() {
     Write("/tmp/tree/a", std::string(2999, 'c') + "d");
 }
 
-void InstallTornLog() {
+void InstallPartialRecord() {
     InstallFiles();
     Write(SECOND_LOG, std::string(4075, 'x') + "\n2026-03-01 09:05:07.");
 }
 
-/// With "c{3000}" for 3000 times a c.
-std::string Brief(const std::string& text) {
+/// Writes 3000 times "c" as "c{3000}".
+std::string Abbreviate(const std::string& text) {
     std::string brief;
     for (size_t at = 0; at < text.size();) {
         const size_t count = std::min(text.find_first_not_of(text[at], at), text.size()) - at;
@@ -90,18 +90,18 @@ std::string OutputLog() {
     return "";
 }
 
-// What an operation left.
+// These functions return what an operation left behind.
 
 std::string Nothing() {
     return "";
 }
 
 std::string Logs() {
-    return Brief(ReadLog(FIRST_LOG)) + " | " + Brief(ReadLog(SECOND_LOG));
+    return Abbreviate(ReadLog(FIRST_LOG)) + " | " + Abbreviate(ReadLog(SECOND_LOG));
 }
 
 std::string NewFile() {
-    return Brief(Read("/tmp/new"));
+    return Abbreviate(Read("/tmp/new"));
 }
 
 template <const char* PATH>
@@ -110,15 +110,15 @@ std::string Entries() {
 }
 
 std::string CopiedTree() {
-    return Entries<COPY>() + " " + Brief(Read("/tmp/copy/sub/b"));
+    return Entries<COPY>() + " " + Abbreviate(Read("/tmp/copy/sub/b"));
 }
 
 /// A call of the library on the installed files.
 struct Operation {
     const char* name = "";
     std::string (*call)() = nullptr;
-    std::string (*look)() = Nothing;  // at what it left, when no call fails any more
-    const char* outcomes = "";        // all that the two may return, whichever call of the C library fails
+    std::string (*inspect)() = Nothing;  // returns what the call left behind; runs without faults
+    const char* outcomes = "";           // matches all results of `call` and `inspect` with any failing C library call
     void (*install)() = InstallFiles;
 };
 
@@ -137,14 +137,15 @@ const Operation OPERATIONS[] = {
     {"CopyDir", [] { return Text(FileUtils::CopyDir("/tmp/tree/", "/tmp/copy/")); }, CopiedTree,
      "true 2 c.3000.|false .*"},
     {"ReadLines", [] { return std::to_string(FileUtils::ReadLines("/tmp/tree/a").size()); }, Nothing, "[01] "},
-    {"GetFileStream", [] { return Brief(FileUtils::GetFileStream("/tmp/tree/a")); }, Nothing, "(c.3000.)? "},
+    {"GetFileStream", [] { return Abbreviate(FileUtils::GetFileStream("/tmp/tree/a")); }, Nothing, "(c.3000.)? "},
     {"GetKeyCmdlineStr", [] { return StringUtils::GetKeyCmdlineStr("quickfix"); }, Nothing, "(quickfix=1\n)? "},
     {"SetStatus", [] { return Status().SetStatus("2", "loaded", ""), Nothing(); }, StatusInFile,
      " (2.loaded.|2..|..|1.init.3,)"},
     {"GetStatusFromFile", StatusInFile, Nothing, "(1.init.3,|..) "},
     {"OutputLog", OutputLog, Logs, " (oldest\n)?(x.65535.\n)? \\| (x.65535.\n)?(TIME.f.g.:1.marker\n)?"},
     {"OutputLog after a kill", OutputLog, Logs,
-     " oldest\n(TIME.f.g.:1.marker\n)? \\| x.4075.\n(2026-03-01 09:05:07.)?(TIME.f.g.:1.marker\n)?", InstallTornLog},
+     " oldest\n(TIME.f.g.:1.marker\n)? \\| x.4075.\n(2026-03-01 09:05:07.)?(TIME.f.g.:1.marker\n)?",
+     InstallPartialRecord},
     {"CheckNativePatch", CheckNativePatch<Inspection::SHELL>, Nothing,
      R"re(("/tmp/tree/a": "(true|false,source:[^}]*)"\},[^}]*\}|"Native": "null") inconclusive: [0-3] )re"},
     {"CheckNativePatch directly", CheckNativePatch<Inspection::DIRECT>, Nothing,
@@ -155,14 +156,14 @@ const Operation OPERATIONS[] = {
     {"CheckAppPatch", CheckAppPatch, Nothing, R"re("app": "(true|false,[^}]*)"\},[^}]*\} )re"},
 };
 
-/// Its result while calls fail, and what it left.
+/// Returns the result and what the operation left behind.
 std::string Perform(const Operation& operation) {
     const std::string result = operation.call();
     FaultInjector::End();
-    return result + " " + operation.look();
+    return result + " " + operation.inspect();
 }
 
-/// Lets each call of one kind fail in turn, and returns how many there were.
+/// Makes each call of one function fail in turn, and returns the number of calls.
 int Sweep(const Operation& operation, const char* call, int error) {
     operation.install();
     const std::string clean = Perform(operation);
@@ -187,7 +188,7 @@ int Sweep(const Operation& operation, const char* call, int error) {
     return failed;
 }
 
-TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
+TEST(Faults, EachFailingCallGivesAListedOutcomeAndLeaksNothing) {
     const std::pair<const char*, int> faults[] = {
         {"chmod", EPERM}, {"chown", EPERM}, {"fdopen", ENOMEM},  {"fgetxattr", EIO}, {"fopen", EMFILE},
         {"fread", EIO},   {"fread", EINTR}, {"fstat", EIO},      {"lstat", EIO},     {"mkdir", ENOSPC},
@@ -204,7 +205,7 @@ TEST(Faults, WhateverCallFailsTheOutcomeIsAKnownOneAndNothingIsLeftBehind) {
     }
 }
 
-/// Lets the calls number `first` to `first + count - 1` fail.
+/// Makes calls `first` to `first + count - 1` fail, and checks result and records.
 void ExpectOutcome(const std::string& name, const char* call, int first, int count, int error,
                    const std::string& outcome, const Records& records = {}) {
     SCOPED_TRACE(name + " with a failing " + call);
@@ -217,10 +218,10 @@ void ExpectOutcome(const std::string& name, const char* call, int first, int cou
     const std::string result = operation->call();
     EXPECT_TRUE(FaultInjector::End()) << "no call failed";
     EXPECT_EQ(capture.Take(), records);
-    EXPECT_EQ(result + " " + operation->look(), outcome);
+    EXPECT_EQ(result + " " + operation->inspect(), outcome);
 }
 
-TEST(Faults, OutcomesAndRecordsOfFiles) {
+TEST(Faults, InFileCallsGiveExactResultsAndRecords) {
     const std::string readError = "E CopyDir: readdir failed, path: /tmp/tree/, err: Input/output error";
     ExpectOutcome("GetFileSHA256", "fread", 3, 1, EIO,
                   "71899db2707c5d7dc62d01bcf923431418374e9fb42a3fcb6d83e5cc017c2173 ", {LIVE_DIGEST});
@@ -241,7 +242,7 @@ TEST(Faults, OutcomesAndRecordsOfFiles) {
     ExpectOutcome("CopyDir", "readdir", 5, 1, EIO, "false 2 c{3000}", {readError});
 }
 
-TEST(Faults, OutcomesAndRecordsOfTheLog) {
+TEST(Faults, InTheLogGiveExactResultsAndRecords) {
     ExpectOutcome("OutputLog", "stat", 1, 1, EIO, " oldest\n | x{65535}\n",
                   {"E ChangeFileForOverSize: get last log file stat fail", "E OutputLog: ChangeFileForOverSize fail"});
     ExpectOutcome("OutputLog", "rename", 1, 1, EIO, "  | TIME[f(g):1]marker\n",
@@ -253,7 +254,7 @@ TEST(Faults, OutcomesAndRecordsOfTheLog) {
                   {"E GetFormatTime: GetFormatTime error, ret : -1"});
 }
 
-TEST(Faults, OutcomesAndRecordsOfVerification) {
+TEST(Faults, InVerificationGiveExactResultsAndRecords) {
     const std::string begin = "I CheckNativePatch: Check Native Patch Begin";
     const std::string patchDigest = "I GetFileSHA256: filePath: /patch_qv/overlay/tmp/tree/a";
     const std::string failure = "E GetFileProp: Failed to run the command";
@@ -288,9 +289,9 @@ TEST(Faults, OutcomesAndRecordsOfVerification) {
 
 int g_reads = 0;
 
-TEST(Faults, CopyOfAGrowingFileTakesWhatWasThereToRead) {
+TEST(Faults, CopyFileOfAGrowingFileStopsAtTheFirstEnd) {
     Write("/tmp/source", "x");
-    // The second read finds the end of the file; it grows behind that.
+    // The second read finds the end of the file. A third one would see it grow.
     FaultInjector::Watch("read", [] {
         if (++g_reads > 2) {
             std::ofstream("/tmp/source", std::ios::app) << "grown";
@@ -304,13 +305,13 @@ TEST(Faults, CopyOfAGrowingFileTakesWhatWasThereToRead) {
 
 std::atomic<int> g_interruptions{0};
 
-/// Interrupts the process's calls about a thousand times a second; 0 ends it.
+/// Interrupts the calls of the process every `interval` microseconds; 0 stops the timer.
 void SetInterruptions(suseconds_t interval) {
     const itimerval timer = {{0, interval}, {0, interval}};
     setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-TEST(Faults, SignalsChangeNoOutcome) {
+TEST(Faults, SignalsDoNotChangeTheResult) {
     struct sigaction action = {};  // without SA_RESTART
     action.sa_handler = [](int) { ++g_interruptions; };
     sigaction(SIGALRM, &action, nullptr);
@@ -327,7 +328,7 @@ TEST(Faults, SignalsChangeNoOutcome) {
     EXPECT_GT(g_interruptions, 100);
 }
 
-TEST(Faults, WalksGoOnWhenFilesVanishUnderThem) {
+TEST(Faults, WalksContinueWhenFilesVanish) {
     for (const Operation& operation : OPERATIONS) {
         operation.install();
         const long before = OpenDescriptors();

@@ -7,14 +7,14 @@
 
 namespace {
 
-/// Opens a file with the same stream each time, so that an earlier failure might stick.
+/// Opens a file, always with the same stream: an earlier failure must not affect the next call.
 bool Open(const std::string& path, std::ios::openmode openMode, unsigned int mode) {
     static std::fstream stream;
     stream.close();
     return FileUtils::OpenFile(stream, path, static_cast<unsigned int>(openMode), mode);
 }
 
-TEST(FileQueries, ExistenceAndValidity) {
+TEST(FileQueries, CheckExistenceAndValidity) {
     Write("/tmp/file", "x");
     fs::create_symlink("/tmp/nowhere", "/tmp/dangling");
     PlumeCapture capture;
@@ -30,7 +30,7 @@ TEST(FileQueries, ExistenceAndValidity) {
                                        "I IsValidPath: path: /data/a..b is an invalid path"}));
 }
 
-TEST(FileQueries, SizeInWholeUnitsCutTo32Bits) {
+TEST(FileQueries, ReturnSizesInWholeUnitsWrappedAt32Bits) {
     constexpr std::tuple<uintmax_t, int, int> BYTES_UNIT_SIZE[] = {
         {1536, 0, 1536},       {1536, 1, 1},         {1536, 2, 0},    {1536, 3, -1},
         {1023, 1, 0},          {2097151, 1, 2047},   {2097151, 2, 1}, {2147483653, 0, -2147483643},
@@ -47,7 +47,7 @@ TEST(FileQueries, SizeInWholeUnitsCutTo32Bits) {
     EXPECT_EQ(capture.Take(), Records{"E GetFileSize: GetFileSize failed"});
 }
 
-TEST(FileQueries, DirSizeCountsLinkedFilesButEntersNoLinkedFolder) {
+TEST(FileQueries, DirSizeCountsLinkedFilesButNotLinkedDirectories) {
     Write("/tmp/dir/a", std::string(1023, 'x'));
     EXPECT_EQ(FileUtils::GetDirSize("/tmp/dir"), 0U);
     Write("/tmp/dir/sub/b", std::string(1023, 'x'));
@@ -64,8 +64,8 @@ TEST(FileQueries, DirSizeCountsLinkedFilesButEntersNoLinkedFolder) {
     EXPECT_THROW(FileUtils::GetDirSize("/tmp/dir"), fs::filesystem_error);
 }
 
-// Only what may be a regular file is asked for its size: in a folder that may be listed but not searched, nothing else is.
-TEST(FileQueries, DirSizePassesOverAPipeInAFolderThatCannotBeSearched) {
+// GetDirSize calls stat only on regular files and links. In a directory without search permission stat fails.
+TEST(FileQueries, DirSizeSkipsAPipeInAnUnsearchableDirectory) {
     fs::create_directory("/tmp/listed");
     ASSERT_EQ(mkfifo("/tmp/listed/pipe", 0600), 0);
     fs::permissions("/tmp/listed", fs::perms(0444));
@@ -76,9 +76,9 @@ TEST(FileQueries, DirSizePassesOverAPipeInAFolderThatCannotBeSearched) {
     ASSERT_TRUE(!root || seteuid(0) == 0);
 }
 
-TEST(FileQueries, DiskFreeSpace) {
+TEST(FileQueries, ReturnFreeDiskSpaceInKiB) {
     if (!IsOnSmallDisk(LOG_DIR)) {
-        GTEST_SKIP() << "others may write to this disk";
+        GTEST_SKIP() << "other processes may write to this disk";
     }
     struct statfs status = {};
     ASSERT_EQ(statfs(LOG_DIR, &status), 0);
@@ -92,8 +92,8 @@ TEST(FileQueries, DiskFreeSpace) {
                        "E GetDiskFreeSpace: GetDiskFreeSpace failed"}));
 }
 
-// On 32-bit systems the narrow calls fail for these.
-TEST(FileQueries, TimesAfter2038) {
+// On 32-bit systems calls with a 32-bit time_t fail for these times.
+TEST(FileQueries, WorkWithTimesAfter2038) {
     Write("/tmp/late/file", "x");
     const timespec times[] = {{static_cast<time_t>(2500000000), 0}, {static_cast<time_t>(2500000000), 0}};
     for (const char* path : {"/tmp/late/file", "/tmp/late"}) {
@@ -105,8 +105,8 @@ TEST(FileQueries, TimesAfter2038) {
     EXPECT_TRUE(FileUtils::CleanDir("/tmp/late", false) && fs::is_empty("/tmp/late"));
 }
 
-// The empty text, "abc" and a million times "a" as published; the limits of a block by sha256sum.
-TEST(FileReads, Digests) {
+// The digests of "", "abc" and a million times "a" are published; those at the block size come from sha256sum.
+TEST(FileReads, ReturnCorrectDigests) {
     const std::pair<std::string, const char*> cases[] = {
         {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
         {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
@@ -119,10 +119,10 @@ TEST(FileReads, Digests) {
         EXPECT_EQ(FileUtils::GetFileSHA256("/tmp/file"), digest);
         EXPECT_EQ(capture.Take(), Records{"I GetFileSHA256: filePath: /tmp/file"});
     }
-    EXPECT_EQ(FileUtils::GetFileSHA256("/tmp"), cases[0].second) << "a read error counts as the end";
+    EXPECT_EQ(FileUtils::GetFileSHA256("/tmp"), cases[0].second) << "a read error counts as the end of the file";
 }
 
-TEST(FileReads, LinesAndWholeFiles) {
+TEST(FileReads, ReturnLinesAndWholeFiles) {
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"", {}},           {"\n", {""}},       {"a\n\nb", {"a", "", "b"}},
         {"a\r\n", {"a\r"}}, {" a \n", {" a "}}, {{'z', '\0', 'z', '\n'}, {{'z', '\0', 'z'}}}};
@@ -133,8 +133,8 @@ TEST(FileReads, LinesAndWholeFiles) {
     }
 }
 
-TEST(FileReads, MissingFilesAndSocketsReadAsEmpty) {
-    ASSERT_EQ(mknod("/tmp/socket", S_IFSOCK | 0600, 0), 0);  // is found, but can't be opened
+TEST(FileReads, ReturnNothingForMissingFilesAndSockets) {
+    ASSERT_EQ(mknod("/tmp/socket", S_IFSOCK | 0600, 0), 0);  // exists, but can't be opened
     PlumeCapture capture;
     for (const char* path : {"", "/missing", "/tmp/socket"}) {
         EXPECT_EQ(FileUtils::GetFileSHA256(path), "");
@@ -154,7 +154,7 @@ TEST(FileReads, MissingFilesAndSocketsReadAsEmpty) {
                  "E ReadLines: file open failed!!!:/missing"}));
 }
 
-TEST(FileChanges, MakeRenameAndOpen) {
+TEST(FileChanges, MakeRenameAndOpenFiles) {
     umask(022);
     PlumeCapture capture;
     EXPECT_TRUE(FileUtils::MakeDir("/tmp/dir", 0772));
@@ -168,8 +168,8 @@ TEST(FileChanges, MakeRenameAndOpen) {
     EXPECT_TRUE(Open("/tmp/file", std::ios::out, 0640));
     EXPECT_EQ(Mode("/tmp/file"), 0640U);
     EXPECT_FALSE(Open("/tmp/dir", std::ios::out, 0711));
-    EXPECT_EQ(Mode("/tmp/dir"), 0711U) << "the mode is set in any case";
-    EXPECT_TRUE(Open("/tmp/made", std::ios::in, 0600)) << "an earlier failure doesn't stick";
+    EXPECT_EQ(Mode("/tmp/dir"), 0711U) << "the mode is set even on failure";
+    EXPECT_TRUE(Open("/tmp/made", std::ios::in, 0600)) << "after an earlier failure";
     EXPECT_FALSE(Open("/tmp/../x", std::ios::out, 0600) || fs::exists("/x"));
     EXPECT_TRUE(FileUtils::RenameFile("/tmp/made", "/tmp/new") && !fs::exists("/tmp/made"));
     EXPECT_EQ(Read("/tmp/new"), content);
@@ -181,9 +181,9 @@ TEST(FileChanges, MakeRenameAndOpen) {
                        "E OpenFile: path: /tmp/../x is an invalid path", "E RenameFile: rename failed: /tmp/new"}));
 }
 
-TEST(FileChanges, OwnersAreThoseOfTheQuickFixFolder) {
+TEST(FileChanges, SetTheOwnerOfTheQuickFixDirectory) {
     if (!CanChangeOwners()) {
-        GTEST_SKIP() << "giving a file away takes root";
+        GTEST_SKIP() << "changing owners needs root";
     }
     ASSERT_EQ(chown("/data/update/quickfix", 1234, 2345), 0);
     Write("/tmp/file", "");
@@ -197,7 +197,7 @@ TEST(FileChanges, OwnersAreThoseOfTheQuickFixFolder) {
     EXPECT_TRUE(uid == 0 && gid == 0);
 }
 
-TEST(FileChanges, CleanDirRemovesWhatIsBelowAndBehindLinks) {
+TEST(FileChanges, CleanDirEmptiesSubdirectoriesAndTargetsOfLinks) {
     PlumeCapture capture;
     EXPECT_FALSE(FileUtils::CleanDir(nullptr, false));
     EXPECT_EQ(capture.Take(), Records{"E CleanDir: CleanDir fail, dirPath is null"});
@@ -213,8 +213,8 @@ TEST(FileChanges, CleanDirRemovesWhatIsBelowAndBehindLinks) {
     EXPECT_FALSE(fs::exists("/tmp/dir") || fs::exists("/tmp/file"));
 }
 
-// After 4092 bytes of path "/.." is the 4095th; one more, and even the entry that is passed over doesn't fit.
-TEST(FileChanges, CleanDirStopsWhereThePathLimitIs) {
+// 4092 bytes and "/.." are 4095, the longest path. With one more byte even the skipped entry doesn't fit.
+TEST(FileChanges, CleanDirFailsAtThePathLimit) {
     for (const auto& [length, cleaned] : {std::pair(4092U, true), std::pair(4093U, false)}) {
         std::string path = "/tmp";
         while (path.size() < length) {
@@ -227,7 +227,7 @@ TEST(FileChanges, CleanDirStopsWhereThePathLimitIs) {
     }
 }
 
-TEST(FileChanges, CopyIntoItselfGoesOnUpToThePathLimit) {
+TEST(FileChanges, CopyDirIntoItselfRecursesToThePathLimit) {
     Write("/tmp/self/file", "x");
     PlumeCapture capture;
     EXPECT_FALSE(FileUtils::CopyDir("/tmp/self/", "/tmp/self/copy/"));
@@ -235,7 +235,7 @@ TEST(FileChanges, CopyIntoItselfGoesOnUpToThePathLimit) {
               "E CopyDir: copydir failed, fullSourcePath: /tmp/self/copy/, fullDestPath: /tmp/self/copy/copy/");
 }
 
-TEST(FileChanges, WalksGoAsDeepAsThePathLimitWithFewDescriptors) {
+TEST(FileChanges, WalksReachThePathLimitWithFewDescriptors) {
     fs::create_directory("/tmp/copy");
     std::string path = "/tmp/deep";
     for (int level = 0; level < 2000; ++level) {
@@ -251,8 +251,8 @@ TEST(FileChanges, WalksGoAsDeepAsThePathLimitWithFewDescriptors) {
     EXPECT_FALSE(fs::exists("/tmp/deep"));
 }
 
-// In blocks of 131072 bytes; an empty file is not copied.
-TEST(FileCopies, AreWholeOrFail) {
+// A block has 131072 bytes. The copy of an empty file returns false.
+TEST(FileCopies, AreCompleteOrFail) {
     for (const size_t size : {1U, 131072U, 131073U, 762145U}) {
         std::string content(size, '\0');
         std::generate(content.begin(), content.end(),
@@ -271,21 +271,21 @@ TEST(FileCopies, AreWholeOrFail) {
     EXPECT_EQ(capture.Take(), Records{"E CopyFile: realpath failed: /tmp/no"});
 }
 
-TEST(FileCopies, ToAFullDiskFail) {
+TEST(FileCopies, FailOnAFullDisk) {
     if (!IsOnSmallDisk(LOG_DIR)) {
-        GTEST_SKIP() << "there is no small disk to fill";
+        GTEST_SKIP() << "the log directory is not on a small disk";
     }
     const std::string disk = LOG_DIR;  // holds 1 MiB
     Write("/tmp/large", std::string(3U << 20, 'x'));
     Write("/tmp/small", "x");
-    EXPECT_FALSE(FileUtils::CopyFile("/tmp/large", disk + "large")) << "cut in a later block";
-    EXPECT_FALSE(FileUtils::CopyFile("/tmp/large", disk + "large2")) << "cut in the first";
+    EXPECT_FALSE(FileUtils::CopyFile("/tmp/large", disk + "large")) << "fails in a later block";
+    EXPECT_FALSE(FileUtils::CopyFile("/tmp/large", disk + "large2")) << "fails in the first block";
     EXPECT_FALSE(FileUtils::CopyFile("/tmp/small", disk + "small"));
     fs::remove(disk + "large");
     EXPECT_TRUE(FileUtils::CopyFile("/tmp/small", disk + "small"));
 }
 
-TEST(FileCopies, OfFoldersAreMergedIntoWhatIsThere) {
+TEST(FileCopies, MergeIntoAnExistingDirectory) {
     umask(0);
     Write("/tmp/source/a", "new");
     Write("/tmp/source/sub/.b", "b");
@@ -304,7 +304,7 @@ TEST(FileCopies, OfFoldersAreMergedIntoWhatIsThere) {
                        "E CopyDir: mkdir failed, path: /tmp/no/dest/, err: No such file or directory"}));
 }
 
-TEST(FileCopies, ThatFailRemoveOnlyFoldersTheyMadeAndOnlyEmptyOnes) {
+TEST(FileCopies, RemoveOnlyTheirOwnEmptyDirectoriesOnFailure) {
     fs::create_directories("/tmp/source/sub");
     fs::create_symlink("nowhere", "/tmp/source/sub/x");
     const std::string paths = ", fullSourcePath: /tmp/source/sub/";

@@ -7,7 +7,7 @@ namespace {
 
 const std::string OVERLAY = PATCH_OVERLAY_PATH;
 
-TEST(DirectInspection, ShowsModesAndTypesAsLsDoes) {
+TEST(DirectInspection, FormatsModesAndTypesLikeLs) {
     for (unsigned int mode = 0; mode <= 07777; ++mode) {
         Install("/modes/" + std::to_string(mode), "", mode);
     }
@@ -15,7 +15,7 @@ TEST(DirectInspection, ShowsModesAndTypesAsLsDoes) {
     fs::create_symlink("target", "/modes/l");
     mkfifo("/modes/p", 0640);
     mknod("/modes/s", S_IFSOCK | 0604, 0);
-    const bool hasBlockDevice = mknod("/modes/b", S_IFBLK | 0604, makedev(7, 0)) == 0;  // takes root
+    const bool hasBlockDevice = mknod("/modes/b", S_IFBLK | 0604, makedev(7, 0)) == 0;  // needs root
     TestManager manager;
     manager.SetInspection(Inspection::DIRECT);
     const std::unique_ptr<FILE, decltype(&pclose)> listing(popen("ls -ld /dev/null /modes/?*", "r"), pclose);
@@ -28,9 +28,9 @@ TEST(DirectInspection, ShowsModesAndTypesAsLsDoes) {
     EXPECT_EQ(lines, 4096 + 5 + (hasBlockDevice ? 1 : 0));
 }
 
-TEST(DirectInspection, ShowsLabelsAsLsDoes) {
+TEST(DirectInspection, FormatsLabelsLikeLs) {
     if (!CanSetLabels()) {
-        GTEST_SKIP() << "setting a label takes root";
+        GTEST_SKIP() << "setting a label needs root";
     }
     using namespace std::string_literals;
     Records labels = {"", "\0"s, "a", "a\0"s, "a b", " a", "\n", "a\nb", "a\n b", "a\0b"s, "\xff\t"};
@@ -55,7 +55,7 @@ TEST(DirectInspection, ShowsLabelsAsLsDoes) {
 
 int g_calls = 0;
 
-TEST(DirectInspection, TakesAnyNameOpensEachFileOnceAndStartsNoProcess) {
+TEST(DirectInspection, AcceptsAnyNameOpensEachFileOnceAndStartsNoProcess) {
     Records names = {"-l", "--help", "a b", ";touch pwned", "$(touch pwned)", "..."};
     for (int byte = 1; byte <= 255; ++byte) {
         const std::string text(1, static_cast<char>(byte));
@@ -85,7 +85,7 @@ TEST(DirectInspection, TakesAnyNameOpensEachFileOnceAndStartsNoProcess) {
     EXPECT_EQ(children.ru_minflt, 0) << "a process ran";
 }
 
-/// The only item of a run, its digests as "#", why a file could not be read, and the inconclusive count.
+/// Returns the only item of a run with "#" for digests, the error message of a read, and the inconclusive count.
 std::string Outcome(const NativeRun& run) {
     const std::regex error("errorMessage:(.*)");
     const std::string item = std::regex_replace(run.items.at(0), std::regex("[0-9a-f]{64}"), "#");
@@ -98,7 +98,7 @@ void BecomeOrdinaryUser() {
     (void)!seteuid(65534);
 }
 
-TEST(DirectInspection, ReadsRegularFilesOnlyAndPassesNoneThatItCannotRead) {
+TEST(DirectInspection, PassesOnlyRegularFilesThatItCanRead) {
     const std::string patch = OVERLAY + "/t/x";
     const std::string closed = "/t/closed/x";
     const std::string absent = "failed SHA256  # RWX  -rw-r--r-- SeLinux  ?; ; 0";
@@ -118,7 +118,7 @@ TEST(DirectInspection, ReadsRegularFilesOnlyAndPassesNoneThatItCannotRead) {
         {[] { mknod("/t/x", S_IFSOCK | 0644, 0); }, type("srw-r--r--") + "Invalid argument; 0"},
         {[] { mknod("/t/x", S_IFIFO | 0644, 0); }, type("prw-r--r--") + "Invalid argument; 0"},
         {[&] { Install(OVERLAY + "/dev/null", ""), fs::remove(patch); }, type("crw-rw-rw-") + "Invalid argument; 0"},
-        // Reading its beginning fails, as a broken disk would.
+        // A read at its start fails, as on a broken disk.
         {[&] { Install(OVERLAY + "/proc/self/mem", "", 0600), fs::remove(patch); }, "inconclusive SHA256?  #; ; 1"},
         {[] { Install("/t/x", "", 0), BecomeOrdinaryUser(); },
          "inconclusive SHA256?  # RWX ---------- -rw-r--r--; " + denied},
@@ -146,7 +146,7 @@ TEST(DirectInspection, ReadsRegularFilesOnlyAndPassesNoneThatItCannotRead) {
     }
 }
 
-TEST(DirectInspection, LeavesNothingOfOneCallToTheNext) {
+TEST(DirectInspection, KeepsNoStateBetweenCalls) {
     Install("/x", "content");
     Install(OVERLAY + "/x", "content");
     TestManager manager;

@@ -13,7 +13,7 @@ Tree Parse(const std::string& content) {
     return {JsonTool::ParseJsonFromFile("/tmp/json"), cJSON_Delete};
 }
 
-/// The types that the member seems to have; "[" and "{" when it is got as well.
+/// Returns the types for which the Is functions return true, and "[" or "{" if GetArray or GetObject finds the member.
 std::string Types(cJSON* root) {
     return std::string(JsonTool::IsInt(root, "key") ? "int" : "") + (JsonTool::IsString(root, "key") ? "string" : "") +
            (JsonTool::IsBoolean(root, "key") ? "bool" : "") + (JsonTool::IsArray(root, "key") ? "array" : "") +
@@ -21,7 +21,7 @@ std::string Types(cJSON* root) {
            (JsonTool::GetObject(root, "key") != nullptr ? "{" : "");
 }
 
-TEST(Json, MembersByTypeInAnyLocale) {
+TEST(Json, ReadsMembersByTypeInAnyLocale) {
     constexpr struct {
         const char* json = "";
         const char* types = "";
@@ -51,12 +51,12 @@ TEST(Json, MembersByTypeInAnyLocale) {
             EXPECT_EQ(JsonTool::GetInt(root.get(), "key", -1), number) << json;
             EXPECT_EQ(JsonTool::GetString(root.get(), "KEY", "-"), text) << json;
             EXPECT_EQ(JsonTool::GetBool(root.get(), "key", true), truth) << json;
-            EXPECT_EQ(uselocale(nullptr), LC_GLOBAL_LOCALE) << "the caller's locale is back";
+            EXPECT_EQ(uselocale(nullptr), LC_GLOBAL_LOCALE) << "restores the caller's locale";
         }
     }
 }
 
-TEST(Json, DocumentsUpToTheirLimits) {
+TEST(Json, ParsesDocumentsUpToTheirLimits) {
     PlumeCapture capture;
     EXPECT_NE(Parse("{} and more"), nullptr);
     EXPECT_NE(Parse(std::string(1000, '[') + std::string(1000, ']')), nullptr);

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// What the port writes to standard error for one record.
+/// Returns the port's output on standard error for one record.
 template <typename... Args>
 std::string Printed(int level, const char* format, Args... args) {
     testing::internal::CaptureStderr();
@@ -18,7 +18,7 @@ std::string Text(const char* format, Args... args) {
     return line.substr(line.find("QuickFixUitls: ") + 15);
 }
 
-TEST(PlumePrint, OneLineARecordOnStandardError) {
+TEST(PlumePrint, WritesOneLinePerRecordToStandardError) {
     const std::regex shape(R"(^I \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} D002E03 QuickFixUitls: a b 1\n$)");
     const std::string line = Printed(4, "a %{public}s %{public}d", "b", 1);
     EXPECT_TRUE(std::regex_match(line, shape)) << line;
@@ -28,7 +28,7 @@ TEST(PlumePrint, OneLineARecordOnStandardError) {
     EXPECT_EQ(Text("%{public}s", std::string(9000, 'x').c_str()).size(), 9001U);
 }
 
-TEST(PlumePrint, ShowsOnlyWhatIsPublic) {
+TEST(PlumePrint, ShowsOnlyPublicArguments) {
     EXPECT_EQ(Text("%s %{private}d %ld %lld %zu %f %Lf %c %p %{public}s", "secret", 7, 1L, 2LL, size_t{3}, 4.0, 5.0L,
                    'c', nullptr, "shown"),
               "<private> <private> <private> <private> <private> <private> <private> <private> <private> shown\n");
@@ -36,11 +36,11 @@ TEST(PlumePrint, ShowsOnlyWhatIsPublic) {
               "<private>|1.50  |abc|ab\n");
     EXPECT_EQ(Text("%{public}#x %{public}5.1Lf %{public}c 100%%", 255, 1.25L, 'c'), "0xff   1.2 c 100%\n");
     EXPECT_EQ(Text("%{public}s", static_cast<const char*>(nullptr)), "(null)\n");
-    EXPECT_EQ(Text("%{public}d %y %{public}s", 1, 2), "1 \n") << "unknown: nothing behind it is guessed";
+    EXPECT_EQ(Text("%{public}d %y %{public}s", 1, 2), "1 \n") << "drops the text after an unknown conversion";
     EXPECT_EQ(Text("at its end %"), "at its end \n");
 }
 
-TEST(PlumePrint, OutlivesAStandardErrorThatNobodyReads) {
+TEST(PlumePrint, SurvivesStandardErrorWithoutAReader) {
     const auto print = [](bool toSocket, bool isPending) {
         int ends[2] = {};
         (void)!(toSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends));
@@ -67,7 +67,7 @@ TEST(PlumePrint, OutlivesAStandardErrorThatNobodyReads) {
 }
 
 // A socket of the test replaces the journal's.
-TEST(PlumePrint, GoesToTheJournalWhereItsSocketIs) {
+TEST(PlumePrint, WritesToTheJournalIfItsSocketExists) {
     std::filesystem::create_directories("/run/systemd/journal");
     const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const sockaddr_un address = {AF_UNIX, "/run/systemd/journal/socket"};
@@ -82,10 +82,10 @@ TEST(PlumePrint, GoesToTheJournalWhereItsSocketIs) {
     EXPECT_EQ(Text("chosen"), "chosen\n");
     unsetenv("QUICKFIX_LOG");
     close(journal);
-    EXPECT_EQ(Text("nobody listens"), "nobody listens\n");
+    EXPECT_EQ(Text("no reader"), "no reader\n");
 }
 
-/// What is returned for a file of this content, and what is left in a buffer of this length.
+/// Returns the result and the buffer of GetParameter for this file content and buffer length.
 std::string Parameter(const std::string& content, unsigned int length = 16) {
     Write("/tmp/parameters", content);
     std::array<char, 16> value = {};
@@ -105,9 +105,9 @@ TEST(GetParameter, ReadsLinesOfKeyAndValue) {
     EXPECT_EQ(Parameter("keyx=1\n"), "7 'default'");
     EXPECT_EQ(Parameter(std::string("key=a\0b\n", 8)), "1 'a'");
     setenv("QUICKFIX_PARAMETERS", "/tmp/missing", 1);
-    EXPECT_EQ(Parameter("key=1\n"), "7 'default'") << "a missing file is an empty store";
+    EXPECT_EQ(Parameter("key=1\n"), "7 'default'") << "a missing file counts as empty";
     setenv("QUICKFIX_PARAMETERS", "/tmp", 1);
-    EXPECT_EQ(Parameter("key=1\n"), "-1 ''") << "it can't be read";
+    EXPECT_EQ(Parameter("key=1\n"), "-1 ''") << "a directory can't be read";
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Logs the numbers from the first argument to the second, in bursts with pauses in which a reader can follow.
+// Logs the numbers from the first argument to the second. It pauses after every 100 records so that a reader can follow.
 
 #include <chrono>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs, uses and removes the packages; started by scripts/test-packages in a root that is thrown away.
+# Installs, uses and removes the packages. scripts/test-packages starts it in a temporary root.
 source "$PROJECT/tests/support/cli.sh"
 shopt -s nullglob
 
@@ -13,7 +13,7 @@ installed_files() {
   find /etc /usr /var -xdev \( -path /var/lib/dpkg -o -path /var/log -o -path /var/cache \) -prune -o -print | sort
 }
 
-# What the library is built with; who builds against the library needs none of it.
+# The library's build dependencies: programs that link the library need none of them.
 run 0 dpkg --purge --force-depends libssl-dev libcjson-dev libsystemd-dev libcli11-dev
 installed_files >before
 
@@ -23,13 +23,13 @@ run 0 ldconfig -p; has "$out" "libquickfix_utils.so.0 "; has "$out" "libquickfix
 run 0 qfctl --version; prints "qfctl $version"
 run 0 qfctl hash /usr/bin/qfctl
 
-# The system's bus, with the policy where the package puts it.
+# A system bus with the policy from the package.
 exec 8< <(exec dbus-daemon --system --nofork --nopidfile --print-address 2>/tmp/bus.err)
 read -r -u 8 _ || fail "no bus: $(cat /tmp/bus.err)"
 run 0 qfctl publish user-added
 run 3 as_nobody /usr/bin/qfctl publish user-added; has "$err" "can't be published"
 
-# At boot: shipped disabled. The threshold is the exposure that was measured.
+# The units are disabled by default. The threshold is their measured exposure level.
 [[ -z $(find /etc/systemd -name 'quickfix*') ]] || fail "the units are enabled"
 run 0 systemd-analyze verify --man=no quickfix-verify.timer; is "$err" ""
 run 0 systemd-analyze security --offline=true --threshold=16 --no-pager quickfix-verify.service
@@ -39,7 +39,7 @@ for state in 770:root 700:games; do
   chmod 700 /data/update/quickfix/log && chown games /data/update/quickfix/log
 done
 
-# What the package brings to build on itself; below the project's folder, since the private roots show no other.
+# Sources in the package. They are built in the project's directory, the only one that a private root contains.
 folder=$PROJECT/build/packages-root/engine
 for source in /usr/share/{doc/libquickfix-utils-dev/examples/{engine,engine_test},quickfix_utils/conformance}; do
   run 0 cmake -G Ninja -S "$source" -B "$folder/${source##*/}"
@@ -55,5 +55,5 @@ run 0 "$PROJECT/scripts/run-example" "$folder/engine_flags" "$version"
 run 0 dpkg --purge libquickfix-utils-dev quickfix-utils-tools libquickfix-utils0
 installed_files >after
 run 0 diff before after
-out=$(ldconfig -p) && [[ $out != *quickfix* ]] || fail "ldconfig still knows the libraries"
+out=$(ldconfig -p) && [[ $out != *quickfix* ]] || fail "ldconfig still lists the libraries"
 finish

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# qfctl verify --apps and --html, as their users meet them.
+# Tests qfctl verify --apps and --html.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 PATH="$PROJECT/scripts/fakes:$PATH"
@@ -9,7 +9,7 @@ dump com.example.old 1000000 teklo.app.quickfix
 list() { printf '{"apps": [%s]}' "$1" >apps.json; }
 entry() { printf '{"bundleName": "%s", "versionCode": %s}' "$1" "$2"; }
 
-# What is refused before any command runs, and how the entry is named.
+# Invalid lists are refused before any command runs, and the message names the entry.
 run 2 qfctl verify --app; has "$err" "--app needs --apps"
 run 2 qfctl verify --app --native --apps apps.json
 run 3 qfctl verify --app --apps missing.json; has "$err" "No such file"
@@ -39,7 +39,7 @@ for name in '' 'a b' "a'b" 'a;b' '$(touch pwned)' -rf é 'a\\b' 'a\nb'; do
   refused "{\"apps\": [$(entry "$name" 1)]}" "entry 1: bundleName "
 done
 refused "{\"apps\": [$good, $good]}" 'entry 2: the bundle "com.example.good" is named twice'
-[[ ! -e pwned ]] || fail "a name was run"
+[[ ! -e pwned ]] || fail "a shell ran a name"
 mkfifo fifo
 run 3 qfctl verify --app --apps fifo; has "$err" "not a regular file"
 list "$good"
@@ -49,7 +49,7 @@ done
 list ""
 run 3 qfctl verify --app --apps apps.json; has "$err" "the list of apps is empty"
 
-# The runs, alone and together.
+# App runs, alone and after native runs.
 list "$good, $(entry com.example.good2 1)"
 dump com.example.good2 2147483647 teklo.app.quickfix
 run 0 qfctl verify --app --apps apps.json
@@ -80,7 +80,7 @@ run 1 qfctl verify --apps apps.json --json --html page.html --report report.json
 has "$out" '"},"Qen": {"description": "Compare'
 has "$out" '"com.example.old": "false,RunTimes Version=1000000,PatchPakage Version=1000001"'
 
-# The page: counts, a failing row with its values, failures first. It loads nothing.
+# The page shows counts, then failures with their values. It loads no other file.
 out=$(<page.html)
 has "$out" '<title>Patch verification: 2 passed, 4 failed</title>'
 has "$out" '<li class="passed"><b>2</b>passed</li><li class="failed"><b>4</b>failed</li>'

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# qfctl doctor finds what is wrong, says it in one line, changes nothing and never waits for long.
+# Tests qfctl doctor: it reports each fault in one line, changes nothing and never blocks.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 engine=/data/update/quickfix
 status=/tmp/status
 export QUICKFIX_EVENT_BUS=unix:path=/tmp/bus QUICKFIX_PARAMETERS=/tmp/parameters PATH=/tmp/bin:$PATH
 
-# start_bus POLICY: anew, with that policy beside one that allows all; returns when it listens.
+# start_bus POLICY: restarts the bus with a policy that allows all, followed by POLICY. Returns when it listens.
 start_bus() {
   kill -KILL "${bus:-}" 2>/dev/null
   put /tmp/bus.conf "<busconfig><type>system</type><listen>$QUICKFIX_EVENT_BUS</listen><auth>EXTERNAL</auth>
@@ -17,30 +17,30 @@ start_bus() {
   read -r -u 8 _ || fail "no bus: $(cat /tmp/bus.err)"
 }
 
-# own_name: another user's program, with a control sequence in its name, owns the name of the event service.
+# own_name: lets a program of another user own the name of the event service. Its file name has a control sequence.
 own_name() {
   cp "$DOCTOR_RIG" $'/tmp/own\e[2J'
   exec 7< <(exec setpriv --reuid 65534 --clear-groups $'/tmp/own\e[2J')
   owner=$!
-  read -r -u 7 _ || fail "the name is not owned"
+  read -r -u 7 _ || fail "the program doesn't own the name"
 }
 
-# replace PATH COMMAND...: moves what is there away and makes something else of that name; restore PATH brings it back.
+# replace PATH COMMAND...: moves PATH away and runs COMMAND PATH. restore PATH undoes it.
 replace() { mv "$1" "$1.away" && { (($# == 1)) || "${@:2}" "$1"; }; }
 restore() { rm -rf "$1" && mv "$1.away" "$1"; }
 bm() { printf '#!/bin/sh\n%s\n' "$1" >"$2" && chmod 755 "$2"; }
 fifo_log() { mkdir "$1" && mkfifo $logs; }
 
-# finds CODE STATE NAME PART: a run ends with CODE and says that in one line, with advice unless all is well.
+# finds CODE STATE NAME PART: expects CODE and a line with STATE, NAME and PART, and advice unless STATE is ok.
 finds() {
   run "$1" "${as[@]}" "$QFCTL" doctor --status-file $status
-  line=$(grep -E "^$2 +$3 " <<<"$out") || fail "does not say: $2 $3"
+  line=$(grep -E "^$2 +$3 " <<<"$out") || fail "no line: $2 $3"
   has "$line" "$4"
   [[ $2 == ok || $line == *"; "* ]] || fail "no advice: $line"
-  [[ $out != *$'\e'* ]] || fail "a control sequence is shown"
+  [[ $out != *$'\e'* ]] || fail "prints a control sequence"
 }
 
-# Rows of CODE|STATE|NAME|PART|SETUP|UNDO.
+# finds_each ROWS: runs finds for each row of CODE|STATE|NAME|PART|SETUP|UNDO.
 finds_each() {
   local code state name part setup undo
   while IFS='|' read -r -u 5 code state name part setup undo; do
@@ -60,7 +60,7 @@ put $overlay/system/bin/a a
 put $QUICKFIX_PARAMETERS $'ro.comp.kt.product_base_version.real = 5\e\n'
 run 0 qfctl status set --file $status --version 1 --status $'in\e' --error-code 3
 
-# state: all that doctor must leave alone.
+# state: prints everything that doctor must not change.
 state() { ls -lR --time-style=full-iso /data /patch_qv /tmp/parameters $status; cat $logs/*; }
 before=$(state)
 finds_each '0|ok|log-folder|is writable|
@@ -73,13 +73,13 @@ finds_each '0|ok|log-folder|is writable|
 0|ok|event-service|nobody owns|
 0|ok|event-publishing|may own|
 0|ok|status-file|version 1, status "in\x1b", error codes 3,|'
-[[ $before == "$(state)" ]] || fail "something was changed"
+[[ $before == "$(state)" ]] || fail "doctor changed something"
 run 0 qfctl doctor --json
 [[ $out == '{"checks":[{"name":"log-folder","state":"ok",'* ]] || fail "no list of checks"
 has "$out" '{"name":"bm","state":"ok","text":"bm dump -a answers, lines: 2","advice":""}'
 run 2 qfctl doctor --status-file ''
 
-# Whoever holds the pipe open keeps cat waiting: it ends when nothing is left of bm.
+# cat ends when no process has the pipe open, so only after all processes of bm have ended.
 mkfifo /tmp/alive
 cat /tmp/alive >/tmp/.alive &
 reader=$!
@@ -115,18 +115,18 @@ if on_small_disk; then
   finds_each '1|error|log-space|0 KiB free|cat /dev/zero >$logs/full 2>/tmp/.full|
 0|warning|log-space|free 24 KiB more|truncate -s -100K $logs/full|rm $logs/full'
 else
-  skip "the disk is not a small one"
+  skip "the log directory is not on a small disk"
 fi
 if ((EUID == 0)); then
   if "$DOCTOR_RIG" $overlay u:object_r:patch:s0; then
     finds 0 warning labels "/ has no SELinux label"
   else
-    skip "labels can't be set"
+    skip "setting a label is not permitted"
   fi
   finds_each '0|warning|quickfix_1.log|unlike the folder|chown 65534 $logs/quickfix_1.log|chown 0 $logs/quickfix_1.log
 0|warning|event-service|user 65534, program "/tmp/own\x1b[2J"|own_name|kill -KILL $owner'
 else
-  skip "owners of others take root"
+  skip "changing owners needs root"
 fi
 as=(as_nobody)
 finds_each '1|error|log-folder|Permission denied|chmod 555 $logs|

@@ -1,10 +1,10 @@
-# qfctl events, wait and publish, over bus daemons of the test's own.
+# Tests qfctl events, wait and publish with private bus daemons.
 . "$PROJECT/tests/support/cli.sh"
 
 mkdir -p /data/update/quickfix/log
 scan=teklo.event.BUNDLE_SCAN_FINISHED
 
-# start_bus OPTION: returns when it listens
+# start_bus OPTION...: starts a bus and returns when it listens
 start_bus() {
   exec 8< <(exec dbus-daemon "$1" --nofork --nopidfile --print-address "${@:2}" 2>/tmp/bus.err)
   bus=$!
@@ -13,7 +13,8 @@ start_bus() {
 }
 stop_bus() { kill -KILL "$bus"; }
 
-# start_waiting ARGUMENT...: returns when it waits, with its signals at $disposition; end_waiting CODE
+# start_waiting ARGUMENT...: starts qfctl wait with signal handling $disposition, and returns when it waits.
+# end_waiting CODE: waits for its end and expects CODE.
 disposition=default
 start_waiting() {
   exec 9< <(exec env "--$disposition-signal=INT,TERM,HUP" "$QFCTL" wait "$@" 2>/tmp/waiting.err)
@@ -60,7 +61,7 @@ for signal in INT TERM HUP; do kill -"$signal" "$waiting"; done
 run 0 qfctl publish user-added; end_waiting 0
 stop_bus
 
-# With the installed policy only root may own the name.
+# With the installed policy, only root may own the name.
 start_bus --config-file="$PROJECT/tests/data/system_bus.conf"
 run 3 as_nobody "$QFCTL" publish user-added; has "$err" "Permission denied"
 if ((EUID == 0)); then
@@ -69,5 +70,5 @@ if ((EUID == 0)); then
 fi
 stop_bus
 
-((EUID == 0)) || skip "publishing on a bus with the policy takes root"
+((EUID == 0)) || skip "publishing on a bus with the policy needs root"
 finish

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# qfctl when calls of the C library fail, one at a time: it says so or succeeds, and keeps what was there.
+# Makes calls of the C library fail one at a time: qfctl must succeed or report an error, and keep existing files.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 calls=('chmod 1' 'fchmod 1' 'fopen 24' 'fread 5' 'fstat 5' 'fsync 5' 'ftruncate 5' 'lstat 5' 'open 24' 'openat 28' 'opendir 24'
@@ -14,7 +14,7 @@ prepare() {
   put $logs/quickfix_1.log $'2026-03-01 09:05:07.004[a(B):12]one\n'
 }
 
-# sweep EXIT_CODE COMMAND...: whichever call fails, success means the same output, and anything else is said.
+# sweep EXIT_CODE COMMAND...: with each failing call, expects the usual output on success, and else a message.
 sweep() {
   local expected=$1 clean plan number code
   shift
@@ -33,17 +33,17 @@ sweep() {
       rmdir /tmp/reached
       out=$(cat /tmp/.out; printf .) err=$(</tmp/.err)
       ((code <= 3)) || fail "exit code $code: $* with $plan at $number"
-      ((code != 0)) || [[ $expected$out == "0$clean." ]] || fail "passed: $* with $plan at $number"
-      ((code <= 1)) || [[ -n $err ]] || fail "exit code $code without a word: $* with $plan at $number"
-      [[ ${plan#* } != 4 ]] || ((code == expected)) || fail "interrupted: $* with $plan at $number"
-      left "$code" || fail "exit code $code, and left behind: $(grep -r '' /tmp/files): $* with $plan at $number"
+      ((code != 0)) || [[ $expected$out == "0$clean." ]] || fail "success with other output: $* with $plan at $number"
+      ((code <= 1)) || [[ -n $err ]] || fail "exit code $code without a message: $* with $plan at $number"
+      [[ ${plan#* } != 4 ]] || ((code == expected)) || fail "other exit code after an interruption: $* with $plan at $number"
+      files_are_valid "$code" || fail "exit code $code, wrong files: $(grep -r '' /tmp/files): $* with $plan at $number"
       number=$((number + 1)) reached=$((reached + 1))
     done
   done
 }
 
-# left EXIT_CODE: true when the files are what they were or, when it succeeded, as they should be.
-left() { diff -r /tmp/files /tmp/former >/dev/null; }
+# files_are_valid EXIT_CODE: checks the files after a run.
+files_are_valid() { diff -r /tmp/files /tmp/former >/dev/null; }
 
 prepare
 cp -r /tmp/files /tmp/former
@@ -56,14 +56,14 @@ sweep 0 log
 if cmp -s /proc/cmdline "$PROJECT/tests/data/cmdline"; then
   sweep 0 cmdline quickfix
 else
-  skip "/proc/cmdline is not the test's"
+  skip "/proc/cmdline is the kernel's"
 fi
 sweep 1 verify
 chmod 644 /live/sub/b
 sweep 0 verify --json
 
-# A report is the former one or the new one, whole, and nothing stands beside it.
-left() {
+# The report is completely old or completely new, without temporary files.
+files_are_valid() {
   [[ $(ls /tmp/files) == $'report\nstatus' ]] || return 1
   [[ $(<report) == '{"Native": '*'"total": "2"'*'"}}' ]] || { (($1 > 1)) && [[ $(<report) == former ]]; }
 }
@@ -75,12 +75,12 @@ left() {
 }
 sweep 0 verify --metrics report
 
-# The status file is written by the library, which empties it first: qfctl says so when it stayed that way.
-left() { (($1 != 0)) || [[ $(<status) == $'PatchVersion=2\nStatus=init\nErrorCode=3,' ]]; }
+# The library empties the status file before it writes it: qfctl must report a failed write.
+files_are_valid() { (($1 != 0)) || [[ $(<status) == $'PatchVersion=2\nStatus=init\nErrorCode=3,' ]]; }
 sweep 0 status set --file status --version 2
-left() { (($1 != 0)) || [[ ! -e status ]]; }
+files_are_valid() { (($1 != 0)) || [[ ! -e status ]]; }
 sweep 0 status clear --file status
-left() { (($1 != 0)) || [[ -z $(<$logs/quickfix_1.log) ]]; }
+files_are_valid() { (($1 != 0)) || [[ -z $(<$logs/quickfix_1.log) ]]; }
 sweep 0 log --clear
-((reached > 300)) || fail "only $reached faults were reached"
+((reached > 300)) || fail "only $reached calls failed"
 finish

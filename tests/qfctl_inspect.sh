@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# The commands of qfctl that look at the state, as their users meet them.
+# Tests qfctl status, cmdline, stage, base-version, hash and log.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-# status: each outcome.
+# status: each exit code.
 run 2 qfctl status
 run 2 qfctl status show
 run 1 qfctl status show --file s; has "$err" 'there is no status file "s"'
@@ -24,7 +24,7 @@ Mine=init
 ErrorCode="
 run 0 qfctl status set --file k --status loaded; has "$(cat k)" Mine=loaded
 
-# status: what the file can't carry is refused before anything is written.
+# status: values that the file can't store are refused before it is written.
 before=$(cat s)
 run 2 qfctl status set --file s --version $'1\n2'; has "$err" "line feed"
 run 2 qfctl status set --file s --version "$(printf %243s)"; has "$err" "a line of 256 bytes"
@@ -40,16 +40,16 @@ for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank ' '[a,b
 "
 done
 
-# status: files of others.
-of_others() { printf "$3" >s; run "$1" qfctl status "${@:4}" --file s; has "$out$err" "$2"; }  # CODE PART CONTENT COMMAND...
-of_others 3 'status       a' 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' show; has "$err" '"1,x"'
+# status: files of other programs.
+foreign_file() { printf "$3" >s; run "$1" qfctl status "${@:4}" --file s; has "$out$err" "$2"; }  # CODE PART CONTENT COMMAND...
+foreign_file 3 'status       a' 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' show; has "$err" '"1,x"'
 run 3 qfctl status show --file s --json; is "$out" ""
-of_others 3 "left alone: line 2 has no '='" 'PatchVersion=1\nno sign\n' set --status x
-of_others 3 'left alone: line 3 begins with "X"' 'NAME=a\nID=b\nX=c\nmore\n' set --status x
-of_others 3 "left alone: it has more than three lines" 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' set --status x
+foreign_file 3 "left alone: line 2 has no '='" 'PatchVersion=1\nno sign\n' set --status x
+foreign_file 3 'left alone: line 3 begins with "X"' 'NAME=a\nID=b\nX=c\nmore\n' set --status x
+foreign_file 3 "left alone: it has more than three lines" 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' set --status x
 run 0 qfctl status show --file s
-of_others 3 "line 1 has more than 255 bytes" "PatchVersion=$(printf %300s)\n" show
-of_others 0 'version      "a\x1b[2J\xff"' 'PatchVersion=a\e[2J\xff\n' show
+foreign_file 3 "line 1 has more than 255 bytes" "PatchVersion=$(printf %300s)\n" show
+foreign_file 0 'version      "a\x1b[2J\xff"' 'PatchVersion=a\e[2J\xff\n' show
 run 0 qfctl status show --file s --json; has "$out" '"a\u001b[2J�"'
 chmod 000 s
 run 3 as_nobody "$QFCTL" status show --file s
@@ -76,7 +76,7 @@ if cmp -s /proc/cmdline "$PROJECT/tests/data/cmdline"; then
   run 0 qfctl cmdline ab; prints "xab=0"
   run 0 qfctl cmdline quickfix --json; prints '{"token":"quickfix=1"}'
 else
-  skip "/proc/cmdline is not the test's"
+  skip "/proc/cmdline is the kernel's"
 fi
 run 1 qfctl cmdline absent; has "$err" '"absent"'
 run 2 qfctl cmdline ""
@@ -87,7 +87,7 @@ echo 'ro.comp.kt.product_base_version.real = 5.1' >p
 run 3 env QUICKFIX_PARAMETERS=/tmp "$QFCTL" base-version; has "$err" "store can't be read"
 run 0 env QUICKFIX_PARAMETERS=p "$QFCTL" base-version; prints "5.1"
 
-# hash: what sha256sum -c accepts, whatever the names.
+# hash: sha256sum -c accepts the output for any file name.
 mkdir hashes
 for i in {1..200}; do echo "$i" >hashes/"file $i"; done
 : >hashes/empty
@@ -105,7 +105,7 @@ prints '[{"file":"hashes/empty","sha256":"e3b0c44298fc1c149afbf4c8996fb92427ae41
 run 3 qfctl hash /proc/self/mem; is "$out" ""
 run 2 qfctl hash
 
-# log: both files in their order.
+# log: prints the first file, then the second.
 rm -f $logs/*
 run 1 qfctl log; has "$err" "there is no log"
 printf '2026-03-01 09:05:07.004[a(B):12]one\n2026-03-01 09:05:07.005[a(B):13]two]\n' >$logs/quickfix_1.log
@@ -128,14 +128,14 @@ chmod 000 $logs/quickfix_1.log
 run 3 as_nobody "$QFCTL" log; has "$err" "Permission denied"
 rm -f $logs/*
 
-# log --follow: a real logger writes through many rotations; its files are emptied, deleted, torn; the reader of the
-# output is slow. No line is lost, none comes twice.
+# log --follow prints each line exactly once: a logger rotates often, the files are emptied, deleted and truncated, and the
+# reader of the output is slow.
 followed_to() {
   for _ in {1..200}; do
     [[ $(tail -n 1 followed 2>/dev/null) != *"record $1 of"* ]] || return 0
     sleep 0.1
   done
-  fail "record $1 was not followed to"
+  fail "record $1 was not printed"
 }
 mkfifo pipe
 { sleep 1; cat >followed; } <pipe &

@@ -1,17 +1,16 @@
 #!/usr/bin/env bash
-# qfctl tells the truth under every fault: a table of set-ups, commands, exit codes and what is printed.
+# Tests qfctl with hostile files and faults: a table of setups, commands, exit codes and output.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-
-# expect CODE PART SET_UP COMMAND: in an empty folder, after SET_UP, COMMAND ends with CODE, and PART is in what it
-# prints on either stream; a PART that begins with '!' is not.
+# expect CODE PART SETUP COMMAND: runs SETUP in an empty directory, then COMMAND. Expects CODE, and PART in the output or the
+# errors; with '!' before PART, expects it in neither.
 expect() {
   rm -rf /tmp/files /live $overlay/* $logs/* && mkdir /tmp/files /live && cd /tmp/files || exit 1
   eval "$3"
   run "$1" timeout 20 bash -c "$4"
   case $2 in
-    !*) [[ $out$err != *"${2#!}"* ]] || fail "holds ${2#!}: $4" ;;
-    *) [[ $out$err == *"$2"* ]] || fail "lacks $2: $4" ;;
+    !*) [[ $out$err != *"${2#!}"* ]] || fail "contains ${2#!}: $4" ;;
+    *) [[ $out$err == *"$2"* ]] || fail "doesn't contain $2: $4" ;;
   esac
 }
 export QFCTL overlay logs
@@ -21,41 +20,40 @@ ln -s "$QFCTL" /tmp/path/qfctl
 unset -f qfctl
 export -f put pair
 
-# Characters that nobody sees, or that reorder what stands around them.
-# As bytes: in the C locale bash would not make characters of their numbers.
+# Characters that are invisible or reorder text. Written as bytes: in the C locale bash doesn't convert code points.
 for character in $'\xe2\x80\xae' $'\xe2\x80\xa8' $'\xe2\x80\x8b' $'\xef\xbb\xbf' $'\xe2\x81\xa6' $'\xc2\xad' $'\xf3\xa0\x81\x81'; do
   shown=$(printf %s "$character" | od -An -tx1 | tr -d '\n' | sed 's/ /\\x/g')
   expect 1 "\"/live/a${shown}b\"" "pair '/live/a${character}b' live patch" 'qfctl verify --html page'
   has "$(cat page)" "/live/a${shown}b&quot;</span>"
-  [[ $out$(cat page) != *"$character"* ]] || fail "shown as it is: $shown"
+  [[ $out$(cat page) != *"$character"* ]] || fail "not escaped: $shown"
   expect 0 "\"a${shown}b\"" "printf 'PatchVersion=a%sb\n' '$character' >s" 'qfctl status show --file s'
   expect 0 "a${character}b" "printf 'PatchVersion=a%sb\n' '$character' >s" 'qfctl status show --file s --json'
   expect 2 "a${shown}b" : "qfctl log --a${character}b"
 done
 
-# Following ends with its reader.
+# log --follow ends when nobody reads its output.
 expect 0 former 'printf "former\n" >$logs/quickfix_1.log' 'qfctl log -f | head -n 1'
 
-# The log is emptied where it is a file of its own.
+# log --clear empties only regular files, not targets of links.
 expect 1 'it is a link' 'put precious kept; ln -s $PWD/precious $logs/quickfix_1.log; put $logs/quickfix_2.log x' \
   'qfctl log --clear 2>&1 && exit 9; code=$?; [[ $(<precious) == kept && ! -s $logs/quickfix_2.log ]] && exit $code'
 expect 1 "can't be emptied" 'mkfifo $logs/quickfix_1.log' 'qfctl log --clear'
 expect 1 'not a regular file' 'mkfifo $logs/quickfix_1.log; exec 7<>$logs/quickfix_1.log' 'qfctl log --clear'
 exec 7<&-
 
-# Codes are decimal numbers of 32 bits with commas between or behind them.
+# Error codes are 32-bit decimal numbers with commas between them or after each.
 codes() { expect "$1" "$2" "printf 'PatchVersion=1\nStatus=a\nErrorCode=%s\n' '$3' >s" 'qfctl status show --file s --json'; }
 codes 0 '"errorCodes":[]' ''
 codes 0 '"errorCodes":[3,-7,2147483647,-2147483648]' 3,-7,2147483647,-2147483648,
 codes 0 '"errorCodes":[7]' 7
 for list in 7x,0x10 ' 7' +7 1,,2 , 2147483648 1e3 7.0 $'7\r' 'a,b'; do codes 3 'error codes are no list of numbers' "$list"; done
 
-# No file's name, and no key, means anything to the parser.
+# The parser takes no file name and no key for an option or a command.
 declare -A shown=([-]=./-)
 names=(++ '[a,b]' '[]' '{}' %% "'x'" '"x"' '`x`' =x = hash log verify help --help --json -h -- - -x --json=1 a,b 'a b' '~' '#x' '@x'
   ';x' '(x)' '*')
-odd() { local each; for each in "${names[@]}"; do put "./$each" "$each"; done; }
-expect 0 '"file":"++"' 'odd; put a a' 'qfctl hash --json ++ -- --'
+put_names() { local each; for each in "${names[@]}"; do put "./$each" "$each"; done; }
+expect 0 '"file":"++"' 'put_names; put a a' 'qfctl hash --json ++ -- --'
 for name in "${names[@]}"; do
   [[ $name == -?* ]] && set -- a -- "$name" || set -- "$name" a
   run 0 qfctl hash "$@"
@@ -70,7 +68,7 @@ expect 2 'FILE is required' : 'qfctl hash --'
 expect 1 'no status file "++"' : 'qfctl status show --file ++'
 expect 0 '!qfctl:' 'pair /live/a x x' 'qfctl verify --report ++ --html "[a,b]" && cd / && cat "/tmp/files/++" "/tmp/files/[a,b]"'
 
-# Standard streams that are closed, or closed by their reader.
+# Standard streams can be closed, or closed by their reader.
 record='put $logs/quickfix_1.log "former
 "; pair /live/a x x'
 for command in 'verify' 'stage' 'hash /live/a' 'log' 'status set --file s --status x'; do
@@ -78,21 +76,21 @@ for command in 'verify' 'stage' 'hash /live/a' 'log' 'status set --file s --stat
 done
 for command in 'verify' 'verify --json' 'hash /live/a' 'stage' 'log' 'log --follow' '--help'; do
   expect 3 "standard output can't be written" "$record" "qfctl $command >&-"
-  [[ $(<$logs/quickfix_1.log) != *pass* ]] || fail "the log holds what was printed"
+  [[ $(<$logs/quickfix_1.log) != *pass* ]] || fail "the output is in the log"
 done
 expect 0 '"total": "30"' 'for i in {1..30}; do pair /live/$(printf %0200d $i) x x; done' \
   'qfctl verify --report r --html p | true; grep -q "<title>" p && cat r'
 
-# command NAME SCRIPT: what comes first in the path as NAME.
+# command_is NAME SCRIPT: installs SCRIPT as NAME first in PATH.
 command_is() { printf '#!/bin/sh\n%s\n' "$2" >"/tmp/path/$1" && chmod +x "/tmp/path/$1"; }
 
-# What can't be read is not verified, and never passes.
+# An unreadable file never passes.
 expect 3 'could not be read' 'put $overlay/proc/1/mem ""' 'qfctl verify'
 if [[ -n ${FAULT_INJECTOR:-} ]]; then
   for plan in "fread 1 9 5|" "fread 1 1 5|" "fread 1 9 5|--shell" "fread 1 1 5|--shell" "read 1 9 5|--shell"; do
     expect 3 qfctl: 'pair /live/a live patch' \
       "LD_PRELOAD=$FAULT_INJECTOR QUICKFIX_FAULT='${plan%|*} /tmp/reached' qfctl verify ${plan#*|}"
-    rmdir /tmp/reached || fail "not reached: $plan"
+    rmdir /tmp/reached || fail "no call failed: $plan"
   done
 fi
 expect 3 'ls did not show the SeLinux value of "/live/a"' \
@@ -103,7 +101,7 @@ expect 3 '"/live/a" or its patch file changed, or could not be read' \
   'pair /live/a x x; chmod 600 /live/a; command_is ls "[ \$1 != -l ] || exec printf -- -rw; exec /bin/ls \"\$@\""' 'qfctl verify --shell'
 expect 3 'is not a regular file' 'ln -sf /dev/zero $logs/quickfix_1.log' 'qfctl log'
 
-# What changes between the scan and the commands, done by the first command: no name is run, nothing hangs.
+# The first ls changes files after the scan: no shell runs a new name, and nothing blocks.
 swap() {
   pair /live/a same same
   command_is ls "[ -e /tmp/files/swapped ] || { : >/tmp/files/swapped
@@ -118,7 +116,7 @@ expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a'" 'qfctl verify
 expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a; yes 1<>/live/a &'" 'qfctl verify --shell -v'
 ((EUID != 0)) || expect 3 '"/live/a" is a pipe, a device' "swap 'ln -sf /dev/zero /live/a'" 'qfctl verify --shell'
 
-# A report goes where its path led at the beginning, keeps mode and owner, and leaves nothing beside it.
+# A report goes to the file of its path at the start, keeps mode and owner, and leaves no temporary file.
 expect 0 '!kept"' "put precious kept; swap 'ln -s precious r'" 'qfctl verify --shell --report r && [[ ! -L r && $(<precious) == kept ]]'
 expect 0 '"total": "1"' "mkdir sub other; swap 'mv sub moved; ln -s other sub'" \
   'qfctl verify --shell --report sub/r && cat moved/r && [[ -z $(ls other) ]]'
@@ -133,13 +131,13 @@ if [[ -n ${FAULT_INJECTOR:-} ]]; then
   for signal in 1 2 15; do
     expect $((128 + signal)) '' 'pair /live/a x x; put r former' \
       "LD_PRELOAD=$FAULT_INJECTOR QUICKFIX_FAULT='fsync 1 1 -$signal /tmp/reached' qfctl verify --report r; exit \$?"
-    rmdir /tmp/reached || fail "no signal $signal"
+    rmdir /tmp/reached || fail "signal $signal was not sent"
     is "$(ls -A)" r
     has "$(<r)" '"total": "1"'
   done
 fi
 
-# Status files change one after the other.
+# Concurrent qfctl processes change a status file one after the other.
 both='for i in {1..25}; do qfctl status set --file s --version $i & qfctl status set --file l --status v$i & wait
   [[ $(<s) == "PatchVersion=$i"$'"'\\n'"'"Status=v$i"$'"'\\n'"'ErrorCode= ]] || exit 9; done'
 expect 0 '' 'ln -s s l' "$both"
@@ -154,7 +152,7 @@ expect 3 "can't be locked: Permission denied" 'mkdir -m 300 d' \
   'cd d; if ((EUID == 0)); then chown 65534 . && setpriv --reuid 65534 --clear-groups qfctl status set --file s --version 1; else
   qfctl status set --file s --version 1; fi'
 
-# A bm, or a shell, that can't answer is not an app that is absent.
+# A bm or a shell that fails doesn't make an app absent.
 dump com.good 7 teklo.app.quickfix
 dump com.old 6 teklo.app.quickfix
 dump com.latin1 7 teklo.app.quickfix $'\351'
@@ -173,11 +171,11 @@ expect 3 'bm dump -n com.good fails' \
   "bm_is com.good '[ \"\$2\" = -n ] || exec echo com.good; echo teklo.app.quickfix versionCode 7; exit 1'" "$verify"
 expect 1 'com     PatchFlag' "rm $BM_BUNDLES/*1; bm_is com '[ \"\$2\" = -n ] || exec echo com.x; exit 1'" "$verify"
 dump com.latin1 7 teklo.app.quickfix $'\351'
-for call in 2 3 4; do  # the list that the run asks for, then the two dumps, fails once
+for call in 2 3 4; do  # one of the three calls of the run fails: the list, then two dumps
   expect 3 'of bm about "com.good"' "bm_is com.good 'echo >>calls; [ \$(wc -l <calls) != $call ] || exit 1; $real'" "$verify"
 done
 expect 0 'com.latin1' "bm_is com.latin1 '$real'" "LC_ALL=C.UTF-8 $verify"
-if ((EUID == 0)) && [[ -n ${FAULT_INJECTOR:-} ]]; then  # a sanitizer needs more
+if ((EUID == 0)) && [[ -n ${FAULT_INJECTOR:-} ]]; then  # a sanitizer needs more processes and descriptors
   for limit in -u -n; do
     for number in {1..14}; do
       for command in "$verify" 'qfctl verify'; do

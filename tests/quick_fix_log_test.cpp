@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(LogMacros, FilterByLevelAndEvaluateArgumentsOnceWhenNeeded) {
+TEST(LogMacros, FilterByLevelAndEvaluateArgumentsAtMostOnce) {
     EXPECT_EQ(QuickFixPlumeWrapper::level_, QuickFixPlumeLevel::INFO) << "by default";
     const Records all = {"D TestBody: d", "I TestBody: i 1", "E TestBody: e x"};
     for (int threshold = 0; threshold <= 3; ++threshold) {
@@ -24,10 +24,10 @@ TEST(LogMacros, FilterByLevelAndEvaluateArgumentsOnceWhenNeeded) {
         EXPECT_EQ(evaluated, 1);
     }
     const std::string log = ReadLog(FIRST_LOG);
-    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 12) << "the file log takes all levels";
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 12) << "the file log has all levels";
 }
 
-TEST(LogMacros, RecordsCarryTheirPlaceOnBothLogs) {
+TEST(LogMacros, PrefixRecordsWithTheirSourceLocation) {
     PlumeCapture capture;
     const int line = __LINE__ + 1;
     QF_FILE_LOGI("100%% of %{public}s", "it");
@@ -36,7 +36,7 @@ TEST(LogMacros, RecordsCarryTheirPlaceOnBothLogs) {
     EXPECT_EQ(ReadLog(FIRST_LOG), "TIME" + place + "100% of it\n");
 }
 
-TEST(LogMacros, NameTheSourceWithoutItsFolderAndEnding) {
+TEST(LogMacros, StripDirectoryAndExtensionFromTheFileName) {
     constexpr std::pair<const char*, const char*> CASES[] = {{"/a/b.c/file_utils.cpp", "file_utils"},
                                                              {"my.test.cpp", "my.test"},
                                                              {"/a.b/plain", "plain"},
@@ -46,10 +46,10 @@ TEST(LogMacros, NameTheSourceWithoutItsFolderAndEnding) {
     }
 }
 
-TEST(LogMacros, TakeAnyExpressionAsAnArgument) {
+TEST(LogMacros, AcceptAnyExpressionAsAnArgument) {
     PlumeCapture capture;
     int outer = 1;
-    // NOLINTNEXTLINE(bugprone-lambda-function-name): the inner record has that name
+    // NOLINTNEXTLINE(bugprone-lambda-function-name): the test expects operator() as the function's name
     QF_FILE_LOGI(
         "%{public}d %{public}zu",
         [&outer] {
@@ -66,7 +66,7 @@ TEST(LogMacros, TakeAnyExpressionAsAnArgument) {
     EXPECT_THAT(ReadLog(FIRST_LOG), testing::EndsWith("]-07 (null)\n"));
 }
 
-TEST(LogMacros, LeaveTooLongAndEmptyTextsOutOfTheFileLog) {
+TEST(LogMacros, DropLongAndEmptyTextsFromTheFileLog) {
     PlumeCapture capture;
     for (const size_t length : {size_t{0}, size_t{1023}, size_t{1024}}) {
         QF_FILE_LOGI("%{public}s", std::string(length, 'x').c_str());
@@ -81,7 +81,7 @@ bool Fits(const char* format, Args... /*arguments*/) {
     return LogDetail::FormatFits<Args...>(format, true);
 }
 
-TEST(LogMacros, FormatsAreCheckedAgainstTheirArguments) {
+TEST(LogMacros, CheckFormatsAgainstTheirArguments) {
     enum Plain { PLAIN };
     enum class Scoped { SCOPED };
     EXPECT_TRUE(Fits("no marker, 100%%"));

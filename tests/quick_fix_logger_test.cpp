@@ -14,36 +14,36 @@ void WriteRecord() {
     Logger().OutputLog("text", "f", "g", 1);
 }
 
-/// So many bytes of lines.
+/// Returns a line of `size` bytes.
 std::string Lines(size_t size) {
     return std::string(size - 1, 'x') + "\n";
 }
 
-// A file of 65536 bytes is full. The beginning of a record at the end of a page is what a kill leaves: it goes when the
-// file is opened. Elsewhere, and what is no beginning of a record, stays.
-TEST(FileLog, RotatesFullFilesAndRemovesTornRecords) {
-    const std::string torn = "2026-03-01 09:05:07.";
+// A file of 65536 bytes is full. A killed process leaves the beginning of a record only at the end of a page. The logger
+// removes it when it opens the file, and keeps all other text.
+TEST(FileLog, RotatesFilesOf64KiBAndRemovesPartialRecords) {
+    const std::string partial = "2026-03-01 09:05:07.";
     const std::string noTime = "2026-03-01T09:05:07.";
     const struct {
         const char* name;
         std::string first, second, firstAfter, secondAfter;
     } cases[] = {
-        {"nothing yet", "", "", RECORD, ""},
+        {"no files", "", "", RECORD, ""},
         {"almost full", Lines(65535), "", Lines(65535) + RECORD, ""},
         {"full", Lines(65536), "", Lines(65536), RECORD},
         {"second almost full", Lines(10), Lines(65535), Lines(10), Lines(65535) + RECORD},
         {"second full", Lines(10), Lines(65536), Lines(65536), RECORD},
         {"only a second, full", "", Lines(65537), Lines(65537), RECORD},
-        {"torn after a page", Lines(4076) + torn, "", Lines(4076) + RECORD, ""},
-        {"torn after two", "", Lines(8166) + torn + "004[a(", "", Lines(8166) + RECORD},
-        {"a long record torn", Lines(1) + torn + "004[" + std::string(8167, 'y'), "", Lines(1) + RECORD, ""},
-        {"a few bytes torn", Lines(4094) + "20", "", Lines(4094) + RECORD, ""},
+        {"partial after a page", Lines(4076) + partial, "", Lines(4076) + RECORD, ""},
+        {"partial after two pages", "", Lines(8166) + partial + "004[a(", "", Lines(8166) + RECORD},
+        {"a long partial record", Lines(1) + partial + "004[" + std::string(8167, 'y'), "", Lines(1) + RECORD, ""},
+        {"two bytes", Lines(4094) + "20", "", Lines(4094) + RECORD, ""},
         {"a whole line", Lines(4096), "", Lines(4096) + RECORD, ""},
-        {"not at a page's end", Lines(4075) + torn, "", Lines(4075) + torn + RECORD, ""},
-        {"no time", Lines(4076) + noTime, "", Lines(4076) + noTime + RECORD, ""},
+        {"not at the end of a page", Lines(4075) + partial, "", Lines(4075) + partial + RECORD, ""},
+        {"no time stamp", Lines(4076) + noTime, "", Lines(4076) + noTime + RECORD, ""},
         {"one long line", std::string(4096, 'x'), "", std::string(4096, 'x') + RECORD, ""},
-        {"torn, but full", Lines(65516) + torn, "", Lines(65516) + torn, RECORD},
-        {"line feed in a torn record", Lines(4059) + torn + "004[a(b):1]two\nli", "",
+        {"partial, but full", Lines(65516) + partial, "", Lines(65516) + partial, RECORD},
+        {"line feed in a partial record", Lines(4059) + partial + "004[a(b):1]two\nli", "",
          Lines(4059) + "TIME[a(b):1]two\nli" + RECORD, ""},
     };
     for (const auto& [name, first, second, firstAfter, secondAfter] : cases) {
@@ -60,7 +60,7 @@ TEST(FileLog, RotatesFullFilesAndRemovesTornRecords) {
     }
 }
 
-TEST(FileLog, GoesOnWhenOthersTouchItsFiles) {
+TEST(FileLog, ContinuesAfterOthersChangeItsFiles) {
     const struct {
         const char* name;
         void (*touch)();
@@ -88,8 +88,8 @@ TEST(FileLog, GoesOnWhenOthersTouchItsFiles) {
     }
 }
 
-// The folder is a mount point of the private root, so a link in the way of the file stands for its absence.
-TEST(FileLog, SaysThatItsFolderIsMissingAndGoesOnWhenItIsThere) {
+// The log directory is a mount point and can't be removed: a dangling link makes the file's directory missing.
+TEST(FileLog, ReportsAMissingDirectoryAndRecovers) {
     PlumeCapture capture;
     fs::create_symlink("/nowhere/at/all", FIRST_LOG);
     WriteRecord();
@@ -102,21 +102,21 @@ TEST(FileLog, SaysThatItsFolderIsMissingAndGoesOnWhenItIsThere) {
     EXPECT_EQ(ReadLog(FIRST_LOG), RECORD);
 }
 
-TEST(FileLog, ANewFileReplacesTheOpenOneAndIsAppendedTo) {
+TEST(FileLog, CreateLogFileReplacesTheOpenFileAndAppends) {
     Write(FIRST_LOG, "old");
     EXPECT_TRUE(Logger().CreateLogFile(SECOND_LOG) && Logger().CreateLogFile(FIRST_LOG));
     EXPECT_EQ(Read(FIRST_LOG), "");
     EXPECT_EQ(Mode(FIRST_LOG), 0600U);
     fs::remove(SECOND_LOG);
     WriteRecord();
-    std::ofstream(FIRST_LOG, std::ios::app) << "of another process\n";
+    std::ofstream(FIRST_LOG, std::ios::app) << "from another process\n";
     WriteRecord();
-    EXPECT_EQ(ReadLog(FIRST_LOG), RECORD + "of another process\n" + RECORD);
+    EXPECT_EQ(ReadLog(FIRST_LOG), RECORD + "from another process\n" + RECORD);
 }
 
-TEST(FileLog, BelongsToTheOwnerOfItsFolder) {
+TEST(FileLog, HasTheOwnerOfItsDirectory) {
     if (!CanChangeOwners()) {
-        GTEST_SKIP() << "giving a file away takes root";
+        GTEST_SKIP() << "changing owners needs root";
     }
     ASSERT_EQ(chown(LOG_DIR, 1234, 2345), 0);
     WriteRecord();
@@ -124,14 +124,14 @@ TEST(FileLog, BelongsToTheOwnerOfItsFolder) {
     EXPECT_FALSE(fs::exists(SECOND_LOG));
 }
 
-TEST(FileLog, GoesOnAfterAFullDiskWithoutATornLine) {
+TEST(FileLog, RecoversFromAFullDiskWithoutAPartialLine) {
     if (!IsOnSmallDisk(LOG_DIR)) {
-        GTEST_SKIP() << "there is no small disk to fill";
+        GTEST_SKIP() << "the log directory is not on a small disk";
     }
     WriteRecord();
     const std::string filler = std::string(LOG_DIR) + "filler";
     FileUtils::MakeFile(filler, std::string(2U << 20, 'f'));
-    // What is left of the log's last page still takes some records; the one after them is cut short.
+    // Some records still fit in the last page of the log. The next one doesn't fit.
     const std::string text(1000, 'x');
     for (int i = 0; i < 10; ++i) {
         Logger().OutputLog(text.c_str(), "f", "g", 1);
@@ -146,7 +146,7 @@ TEST(FileLog, GoesOnAfterAFullDiskWithoutATornLine) {
     EXPECT_EQ(ReadLog(FIRST_LOG), full + RECORD);
 }
 
-TEST(FileLog, TimeFollowsTheZoneAtOnceAndTakes24Bytes) {
+TEST(FileLog, GetFormatTimeFollowsTzsetAndNeeds24Bytes) {
     PlumeCapture capture;
     char text[64] = {};
     for (const auto& [zone, minutes] : {std::pair("XXX-5:30", 330), std::pair("YYY4", -240)}) {
@@ -163,13 +163,13 @@ TEST(FileLog, TimeFollowsTheZoneAtOnceAndTakes24Bytes) {
     EXPECT_EQ(capture.Take(), Records{"E GetFormatTime: GetFormatTime error, ret : -1"});
 }
 
-TEST(FileLog, FormatLosesItsPublicMarkers) {
+TEST(FileLog, FormatLogRemovesPublicMarkers) {
     EXPECT_EQ(Logger().FormatLog("a{public}{public}b%{private}d"), "ab%{private}d");
     EXPECT_EQ(Logger().FormatLog("{pub{public}lic}%{public}s"), "%s");
 }
 
-// This program is built with hidden visibility: its logger and the library's must still be one.
-TEST(FileLog, OneLoggerForTheLibraryAndItsCaller) {
+// This program is built with hidden visibility, but must share its logger with the library.
+TEST(FileLog, SharesOneLoggerBetweenLibraryAndCaller) {
     TestManager().CheckNativePatch();
     QF_FILE_LOGI("from the caller");
     Logger().RemoveLog();
@@ -178,9 +178,9 @@ TEST(FileLog, OneLoggerForTheLibraryAndItsCaller) {
                 MatchesRegex("TIME.test_manager.CheckNativePatch.:[0-9]+.Check Native Patch Begin\n"));
 }
 
-TEST(FileLog, TakesRecordsWhileTheProcessExits) {
+TEST(FileLog, AcceptsRecordsWhileTheProcessExits) {
     const auto logAndExit = [] {
-        // Registered before the logger exists, so it runs after every destructor of the logger's making.
+        // Registered before the logger exists, so it runs after any destructor that the logger registers.
         (void)std::atexit(WriteRecord);
         WriteRecord();
         exit(0);
@@ -189,7 +189,7 @@ TEST(FileLog, TakesRecordsWhileTheProcessExits) {
     EXPECT_EQ(ReadLog(FIRST_LOG), RECORD + RECORD);
 }
 
-TEST(FileLog, ForkedChildrenLogWhileOtherThreadsDo) {
+TEST(FileLog, WorksInForkedChildrenWhileOtherThreadsLog) {
     EXPECT_TRUE(ForkedChildrenReturn(200, WriteRecord));
 }
 
@@ -198,7 +198,7 @@ struct Grouping : std::numpunct<char> {
     std::string do_grouping() const override { return "\1"; }
 };
 
-TEST(FileLog, GlobalLocaleChangesNoByte) {
+TEST(FileLog, IgnoresTheGlobalLocale) {
     ASSERT_EQ(std::system("localedef -i de_DE -f UTF-8 /tmp/de_DE.UTF-8"), 0) << "the package locales is missing";
     setenv("LOCPATH", "/tmp", 1);
     ASSERT_NE(setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);

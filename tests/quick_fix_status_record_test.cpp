@@ -20,20 +20,20 @@ std::string Text(const QuickFixStatus& status) {
     return status.version + "|" + status.status + "|" + status.errorCode;
 }
 
-TEST(StatusRecord, ReadsValuesByThePositionOfTheirLines) {
+TEST(StatusRecord, ReadsValuesByLineNumber) {
     const std::string v(300, 'v');
     const struct {
         const char* name;
         std::string content, status;
     } cases[] = {
         {"as written", "PatchVersion=1.0.2\nK=success\nErrorCode=3,7,\n", "1.0.2|success|3,7,"},
-        {"other names, no last line feed", "a=1\nX=loaded\nb=2", "1|loaded|2"},
+        {"other keys, no last line feed", "a=1\nX=loaded\nb=2", "1|loaded|2"},
         {"one line", "PatchVersion=2", "2||"},
-        {"a line without a sign ends it", "no sign\nK=success\nErrorCode=1,\n", "||"},
-        {"only the first sign counts", "PatchVersion=\nK=a=b=c\nnothing", "|a=b=c|"},
-        {"a line counts up to its 255th byte", "PatchVersion=" + v + "\nK=success\nErrorCode=1,\n",
+        {"a line without = ends the read", "no sign\nK=success\nErrorCode=1,\n", "||"},
+        {"only the first = counts", "PatchVersion=\nK=a=b=c\nnothing", "|a=b=c|"},
+        {"a line is read up to 255 bytes", "PatchVersion=" + v + "\nK=success\nErrorCode=1,\n",
          v.substr(0, 242) + "|success|1,"},
-        {"nothing", "", "||"},
+        {"empty", "", "||"},
     };
     PlumeCapture capture;
     for (const auto& [name, content, status] : cases) {
@@ -48,7 +48,7 @@ TEST(StatusRecord, ReadsValuesByThePositionOfTheirLines) {
     EXPECT_EQ(capture.TakeFromBothLogs(), Records{MISSING});
 }
 
-TEST(StatusRecord, SettersTakeTheRestFromTheFile) {
+TEST(StatusRecord, PartialSettersReReadTheFile) {
     PlumeCapture capture(QuickFixPlumeLevel::DEBUG);
     Record().InitStatusRecord(PATH, "Key");
     Record().SetStatus("1.0", "init", "3,");
@@ -67,7 +67,7 @@ TEST(StatusRecord, SettersTakeTheRestFromTheFile) {
 
     QuickFixStatus whole = {"9", "9", "9"};
     Record().SetStatus(whole);
-    EXPECT_EQ(Text(Record().GetStatus()), "|failed|") << "the status as a whole leaves the cache";
+    EXPECT_EQ(Text(Record().GetStatus()), "|failed|") << "SetStatus(QuickFixStatus&) doesn't change the cache";
     EXPECT_EQ(Text(Record().GetStatusFromFile()), "9|9|9");
     Record().SetStatusFilePath("/tmp/other");
     Record().SetStatus(whole);
@@ -78,9 +78,9 @@ TEST(StatusRecord, SettersTakeTheRestFromTheFile) {
     EXPECT_TRUE(fs::exists(PATH) && !fs::exists("/tmp/other"));
 }
 
-TEST(StatusRecord, RootGivesItTheOwnerOfTheQuickFixFolder) {
+TEST(StatusRecord, SetsMode0755AndTheOwnerOfTheQuickFixDirectoryAsRoot) {
     if (!CanChangeOwners()) {
-        GTEST_SKIP() << "giving a file away takes root";
+        GTEST_SKIP() << "changing owners needs root";
     }
     ASSERT_EQ(chown("/data/update/quickfix", 1234, 2345), 0);
     Record().InitStatusRecord(PATH, "K");
@@ -89,7 +89,7 @@ TEST(StatusRecord, RootGivesItTheOwnerOfTheQuickFixFolder) {
     EXPECT_EQ(Mode(PATH), 0755U);
 }
 
-TEST(StatusRecord, AnyOtherUserKeepsModeAndOwner) {
+TEST(StatusRecord, KeepsModeAndOwnerAsAnotherUser) {
     umask(0);
     ASSERT_EQ(chmod("/tmp", 0777), 0);
     const bool root = getuid() == 0;
@@ -108,7 +108,7 @@ TEST(StatusRecord, AnyOtherUserKeepsModeAndOwner) {
     ASSERT_TRUE(!root || setresuid(0, 0, 0) == 0);
 }
 
-TEST(StatusRecord, KeepsInItsCacheWhatCouldNotBeWritten) {
+TEST(StatusRecord, CachesValuesThatCouldNotBeWritten) {
     Record().InitStatusRecord("/nowhere/status", 0640, "K");
     PlumeCapture capture;
     Record().SetStatus("1", "init", "");
@@ -116,7 +116,7 @@ TEST(StatusRecord, KeepsInItsCacheWhatCouldNotBeWritten) {
     EXPECT_EQ(capture.Take(), (Records{Stage(), "E SetStatus: SetStatus failed. file path : /nowhere/status."}));
 }
 
-TEST(StatusRecord, AVeryLongLineTakesNoMemory) {
+TEST(StatusRecord, ReadsAVeryLongLineInLittleMemory) {
     constexpr off_t LENGTH = 200L << 20;
     Write(PATH, "PatchVersion=" + std::string(300, 'v'));
     fs::resize_file(PATH, LENGTH);

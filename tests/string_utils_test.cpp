@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(Strings, SplitLeavesOutEmptyPieces) {
+TEST(Strings, SplitDropsEmptyPieces) {
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"", {}}, {",,,", {}}, {"abc", {"abc"}}, {",,a, b,,", {"a", " b"}}, {"1,2,3", {"1", "2", "3"}}};
     for (auto [text, pieces] : cases) {
@@ -12,7 +12,7 @@ TEST(Strings, SplitLeavesOutEmptyPieces) {
     }
 }
 
-TEST(Strings, TrimTakesNoByteBeyondAscii) {
+TEST(Strings, TrimRemovesOnlyAsciiBlanks) {
     std::locale::global(std::locale("C.UTF-8"));
     std::string text = " \t\n\v\f\r\xa0 a b\x85 \v\r\n";
     EXPECT_EQ(&StringUtils::Trim(text), &text);
@@ -25,9 +25,9 @@ TEST(Strings, TrimTakesNoByteBeyondAscii) {
     EXPECT_EQ(StringUtils::LTrim(text), "");
 }
 
-TEST(Strings, KernelCommandLineGivesTheFirstWordThatContainsTheKey) {
+TEST(Strings, GetKeyCmdlineStrReturnsTheFirstTokenThatContainsTheKey) {
     if (Read("/proc/cmdline") != Read(TEST_DATA "/cmdline")) {
-        GTEST_SKIP() << "/proc/cmdline is not the test's";
+        GTEST_SKIP() << "/proc/cmdline is the kernel's";
     }
     const std::pair<std::string, std::string> cases[] = {
         {"ab", "xab=0"}, {"quickfix", "quickfix=1\n"}, {"", "console=ttyS0"}};

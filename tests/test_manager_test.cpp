@@ -11,7 +11,7 @@ const std::string APP = "com.example.app";
 const std::string NATIVE_BEGIN = "I CheckNativePatch: Check Native Patch Begin";
 const std::string APPS_BEGIN = "I CheckAppPatchInit: Check Qen Patch Begin";
 
-// Callers take the address of a public function, so no other may share its name.
+// Callers take the addresses of public functions, so these must not be overloaded.
 static_assert(std::is_member_function_pointer_v<decltype(&TestManager::GetFileProp)>);
 static_assert(std::is_member_function_pointer_v<decltype(&TestManager::GetFileSeLinux)>);
 static_assert(std::is_member_function_pointer_v<decltype(&QuickFixLogger::ChangeFileForOverSize)>);
@@ -23,21 +23,21 @@ const std::string APPS =
     R"("Qen": {"description": "Compare the results of patch_file and patched_file. Verify QenIsExist, VersionCode, )"
     R"(PatchFlag.","detail": {)";
 
-/// What follows the entries of a run, "native" or "qen".
+/// Returns the text after the entries of a run, "native" or "qen".
 std::string Tail(const std::string& run, int passed, int failed) {
     return R"(},"test_)" + run + R"(_result": ")" + (failed == 0 ? "true" : "false") + R"(","total": ")" +
            std::to_string(passed + failed) + R"(","success": ")" + std::to_string(passed) + R"(","failed": ")" +
            std::to_string(failed) + R"("})";
 }
 
-/// The report of a run over one item.
+/// Returns the report of a run over one item.
 std::string OneItem(const std::string& run, const std::string& item, const std::string& verdict) {
     const bool passes = verdict == "true";
     const std::string entry = '"' + item + R"(": ")" + verdict + '"';
     return (run == "qen" ? APPS : NATIVE) + entry + Tail(run, passes ? 1 : 0, passes ? 0 : 1);
 }
 
-/// An item's verdict that names a difference.
+/// Returns the verdict of an item that differs.
 std::string Difference(const std::string& source, const std::string& patch) {
     return "false,source:" + source + ".patch_qv:" + patch + ".";
 }
@@ -53,16 +53,16 @@ void InstallCommand(const std::string& name, const std::string& script) {
     setenv("PATH", "/double:/usr/bin", 1);
 }
 
-/// Prints /bm/list or /bm/BUNDLE, and writes its calls down.
+/// Installs a bm that prints /bm/list or /bm/BUNDLE, and appends its arguments to /bm/calls.
 void InstallBundleTool() {
     fs::create_directory("/bm");
     InstallCommand("bm",
                    "echo $* >>/bm/calls\nif [ $2 = -a ]; then cat /bm/list; elif [ -f /bm/$3 ]; then cat /bm/$3; fi");
 }
 
-TEST(NativeRun, NamesWhatDiffers) {
+TEST(NativeRun, ReportsEachDifference) {
     if (!CanSetLabels()) {
-        GTEST_SKIP() << "setting a label takes root";
+        GTEST_SKIP() << "setting a label needs root";
     }
     const std::string live = "SHA256=247610f4dedd4ab7247d07dbda19c81ca9817f85820742cad49d407ffae9e4ed";
     const std::string patch = "SHA256=a4895eb44afc336fecbba6e520cd67e178dace0276655d102fceffa8e5f70570";
@@ -92,7 +92,7 @@ TEST(NativeRun, NamesWhatDiffers) {
     }
 }
 
-TEST(NativeRun, OneFailureAnywhereFailsTheRunAndEachRunStartsAnew) {
+TEST(NativeRun, FailsAfterOneFailureAndStartsAfresh) {
     for (const char* name : {"/a", "/b", "/sub/.c", "/sub/d"}) {
         InstallPair(name, name == std::string("/b") ? "live" : "patch");
     }
@@ -117,12 +117,12 @@ TEST(NativeRun, OneFailureAnywhereFailsTheRunAndEachRunStartsAnew) {
     setenv("PATH", "/nowhere", 1);
     for (int round = 0; round < 2; ++round) {
         EXPECT_THAT(manager.CheckNativePatch(), HasSubstr(Tail("native", 4, 0)));
-        EXPECT_EQ(manager.GetInconclusiveCount(), 8U) << "neither modes nor labels without ls";
+        EXPECT_EQ(manager.GetInconclusiveCount(), 8U) << "without ls, modes and labels can't be read";
         EXPECT_EQ(manager.GetUnprovenCount(), 8U);
     }
 }
 
-TEST(NativeRun, RecordsEachStepAndRunsOneCommandAfterTheOther) {
+TEST(NativeRun, LogsEachStepAndRunsOneCommandAtATime) {
     InstallCommand("ls", "echo $* >>/tmp/calls\nsleep 0.05\necho end >>/tmp/calls\nexec /usr/bin/ls $@");
     InstallPair("/x", "patch");
     PlumeCapture capture(QuickFixPlumeLevel::DEBUG);
@@ -136,7 +136,7 @@ TEST(NativeRun, RecordsEachStepAndRunsOneCommandAfterTheOther) {
     EXPECT_EQ(Read("/tmp/calls"), "-l /patch_qv/overlay/x\nend\n-l /x\nend\n-Z /patch_qv/overlay/x\nend\n-Z /x\nend\n");
 }
 
-TEST(NativeRun, WithoutFilesIsNull) {
+TEST(NativeRun, ReturnsNullWithoutFiles) {
     fs::create_directories(OVERLAY + "/only/folders");
     fs::create_symlink("/etc/passwd", OVERLAY + "/link");
     fs::create_symlink("/etc", OVERLAY + "/only/linked");
@@ -149,7 +149,7 @@ TEST(NativeRun, WithoutFilesIsNull) {
               (Records{NATIVE_BEGIN, "E TraverseFile: open patch folder faild : /patch_qv/overlay"}));
 }
 
-TEST(NativeRun, DeepTreeIsCheckedWholeWithFewDescriptorsAndNothingIsLeaked) {
+TEST(NativeRun, ChecksADeepTreeWithFewDescriptorsAndLeaksNothing) {
     std::string path;
     for (int level = 0; level < 200; ++level) {
         path += "/deep" + std::to_string(level);
@@ -181,11 +181,11 @@ TEST(FileValues, AreTenCharactersOfTheModeAndTheFirstWordOfTheLabel) {
     InstallCommand("ls", "head -c 5000 /dev/zero | tr -c x l");
     EXPECT_EQ(manager.GetFileSeLinux("/x"), std::string(1023, 'l'));
     InstallCommand("ls", "head -c 5 /dev/zero; echo");
-    EXPECT_EQ(manager.GetFileSeLinux("/x"), "") << "a zero byte ends it";
+    EXPECT_EQ(manager.GetFileSeLinux("/x"), "") << "a zero byte ends the label";
     EXPECT_EQ(manager.GetViewFilePath(OVERLAY + "/a") + manager.GetViewFilePath(OVERLAY), "/a");
 }
 
-TEST(AppRun, NamesWhatFails) {
+TEST(AppRun, ReportsEachFailure) {
     constexpr struct {
         const char *list, *dump, *verdict;
     } CASES[] = {
@@ -209,7 +209,7 @@ TEST(AppRun, NamesWhatFails) {
     }
 }
 
-TEST(AppRun, AsksForEachAppAndTellsTheListenerAndEachRunStartsAnew) {
+TEST(AppRun, ChecksEachAppCallsTheListenerAndStartsAfresh) {
     InstallBundleTool();
     Write("/bm/list", APP + "\n");
     Write("/bm/" + APP, "hqf: teklo.app.quickfix,\nversionCode: 0,\n");
@@ -236,7 +236,7 @@ TEST(AppRun, AsksForEachAppAndTellsTheListenerAndEachRunStartsAnew) {
     EXPECT_EQ(manager.CheckAppPatchEnd(), R"("Qen": "null")");
 }
 
-TEST(AppAnswers, AreFoundAsWordsOfTheirFirst512Bytes) {
+TEST(BundleToolOutput, IsSearchedForWordsInItsFirst512Bytes) {
     const std::string n(600, 'n');
     const struct {
         std::string list, bundle;
@@ -245,11 +245,11 @@ TEST(AppAnswers, AreFoundAsWordsOfTheirFirst512Bytes) {
         {"", APP, false},
         {APP + "\n", APP, true},
         {APP + "\n" + APP + "\n", APP, false},  // listed twice
-        {APP + ".more\n", APP, true},           // grep's -w takes the dot for the end of a word
+        {APP + ".more\n", APP, true},           // for grep -w a dot ends a word
         {APP + "lication\n", APP, false},
-        {"comXexampleXapp\n", APP, false},  // found as a pattern, but not the name
+        {"comXexampleXapp\n", APP, false},  // matches the pattern, but is another name
         {"x " + APP + " y\n", APP, true},
-        {n.substr(0, 511), n.substr(0, 511), true},  // fills the block with its line feed
+        {n.substr(0, 511), n.substr(0, 511), true},  // 512 bytes with the line feed
         {n.substr(0, 511), std::string(511, 'N'), false},
         {n.substr(0, 512), n.substr(0, 512), true},
         {n.substr(0, 512), std::string(512, 'N'), false},
@@ -259,7 +259,7 @@ TEST(AppAnswers, AreFoundAsWordsOfTheirFirst512Bytes) {
     TestManager manager;
     for (const auto& [list, bundle, isListed] : cases) {
         Write("/bm/list", list);
-        EXPECT_EQ(manager.AppIsExist(bundle), isListed) << list << " asked for " << bundle;
+        EXPECT_EQ(manager.AppIsExist(bundle), isListed) << bundle << " in " << list;
     }
     std::string flags;
     for (int i = 0; i < 40; ++i) {
@@ -269,13 +269,13 @@ TEST(AppAnswers, AreFoundAsWordsOfTheirFirst512Bytes) {
     EXPECT_TRUE(manager.PatchFlagIsExist(APP));
     unsigned int version = 5;
     EXPECT_FALSE(manager.CheckAppVersion(APP, 0, version));
-    EXPECT_EQ(version, 5U) << "untouched without an answer";
+    EXPECT_EQ(version, 5U) << "not changed without output";
     Write("/bm/" + APP, "versionCode: " + std::string(600, '0') + "9\n");
     EXPECT_TRUE(manager.CheckAppVersion(APP, 0, version));
-    EXPECT_EQ(version, 0U) << "cut before its last digit";
+    EXPECT_EQ(version, 0U) << "reads only 512 bytes, without the last digit";
 }
 
-TEST(AppAnswers, EndAtAZeroByteAndOneByteCountsAsPresent) {
+TEST(BundleToolOutput, EndsAtAZeroByteAndCountsAsPresentFromOneByte) {
     InstallCommand("grep", "printf odd; head -c 1 /dev/zero; printf teklo.app.quickfix");
     PlumeCapture capture;
     EXPECT_FALSE(TestManager().PatchFlagIsExist(APP));

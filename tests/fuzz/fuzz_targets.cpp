@@ -51,11 +51,11 @@ void ReadStatus(const std::string& input) {
     for (const std::string* value : {&read.version, &read.status, &read.errorCode}) {
         Require(value->size() <= 254 && value->find('\n') == std::string::npos);
     }
-    // Written again under no longer a key, the same comes back.
-    const bool carried = read.version.size() <= 242 && read.status.size() <= 253 && read.errorCode.size() <= 245;
+    // Values that fit on their lines with the keys of the record must survive a round trip.
+    const bool fits = read.version.size() <= 242 && read.status.size() <= 253 && read.errorCode.size() <= 245;
     record.SetStatus(read.version, read.status, read.errorCode);
     const QuickFixStatus again = record.GetStatusFromFile();
-    Require(!carried ||
+    Require(!fits ||
             (again.version == read.version && again.status == read.status && again.errorCode == read.errorCode));
 }
 
@@ -124,7 +124,7 @@ void FormatRecord(const std::string& input) {
     std::string fixed = input;
     fixed.resize(64);
     Require(LogDetail::FileFormat<64>(fixed.c_str()).text == QuickFixLogger().FormatLog(fixed.c_str()));
-    // A width is the program's own; one of millions takes that much memory.
+    // Shortens widths: a width of millions would allocate that much memory.
     std::string format = input.substr(0, input.find('\0'));
     size_t digits = 0;
     for (char& character : format) {
@@ -168,7 +168,7 @@ void EscapeHtml(const std::string& input) {
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
 }
 
-/// A bus with a listener of the port, and the service's own connection to send anything on.
+/// A bus, a listener on the port, and a connection as the event service that can send any message.
 class Bus {
 public:
     Bus() {
@@ -176,7 +176,7 @@ public:
         Connect();
     }
 
-    /// A signal whose arguments are the input: a type's letter, then a text that it is made of, and so on.
+    /// Sends a signal with arguments from the input, separated by "|": the first byte is the type, the rest the value.
     void Send(const std::string& input) {
         sd_bus_message* signal = nullptr;
         Require(sd_bus_message_new_signal(service_.get(), &signal, "/any", "teklo.CommonEvent", "Published") >= 0);
@@ -189,14 +189,14 @@ public:
         }
         (void)sd_bus_send(service_.get(), signal, nullptr);
         sd_bus_message_unref(signal);
-        // The bus parts with who sends it what is no text.
+        // The bus disconnects a sender of invalid text.
         if (sd_bus_call_method(service_.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus.Peer", "Ping",
                                nullptr, nullptr, nullptr) < 0) {
             Connect();
         }
     }
 
-    /// What is sent properly behind it still arrives.
+    /// Requires that the next valid signal arrives.
     void RequireDelivery() {
         const int before = listener_->count;
         Send("swanted");
@@ -236,7 +236,7 @@ private:
 };
 
 void ReceiveSignal(const std::string& input) {
-    // Stays to the end of the process, as its listener's thread does.
+    // Never destroyed: the thread of its listener runs until the process ends.
     static Bus& bus = *new Bus;
     bus.Send(input);
     bus.RequireDelivery();

@@ -3,6 +3,6 @@
 #include <map>
 #include <string>
 
-/// What reads texts of others, by name. Each takes any input and aborts when the outcome is not what it should be.
+/// Fuzz targets for the parsers of external input, by name. A target accepts any input and aborts on a wrong result.
 using FuzzTarget = void (*)(const std::string& input);
 extern const std::map<std::string, FuzzTarget> FUZZ_TARGETS;

@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     const char* name = getenv("QUICKFIX_FUZZ_TARGET");
     const auto target = FUZZ_TARGETS.find(name != nullptr ? name : "");
     if (target == FUZZ_TARGETS.end()) {
-        std::cerr << "QUICKFIX_FUZZ_TARGET names no target\n";
+        std::cerr << "QUICKFIX_FUZZ_TARGET is not the name of a target\n";
         exit(2);
     }
     g_target = target->second;

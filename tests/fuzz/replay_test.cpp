@@ -3,8 +3,8 @@
 
 namespace {
 
-/// The seed with some of its bytes changed, moved, repeated or left out.
-std::string Mutated(std::string input, std::mt19937& random) {
+/// Changes, inserts, repeats or removes bytes of the seed.
+std::string Mutate(std::string input, std::mt19937& random) {
     const std::string alphabet = std::string("=\n#{}[]\":,0 aK\\%\"<&\xff\x80\r|") + '\0';
     for (size_t change = random() % 4; change < 4 && !input.empty(); ++change) {
         const size_t at = random() % input.size();
@@ -25,7 +25,7 @@ std::string Mutated(std::string input, std::mt19937& random) {
     return input;
 }
 
-TEST(Seeds, AndWhatIsNearThemAreTakenByAll) {
+TEST(FuzzTargets, AcceptSeedsAndTheirVariants) {
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     std::mt19937 random(20);
     const bool ownCommandLine = Stat("/proc/cmdline").st_dev != Stat("/proc").st_dev;
@@ -38,14 +38,14 @@ TEST(Seeds, AndWhatIsNearThemAreTakenByAll) {
             const std::string seed = Read(file.path());
             target(seed);
             for (int i = 0; i < 200; ++i) {
-                target(Mutated(seed, random));
+                target(Mutate(seed, random));
             }
             ++seeds;
         }
         EXPECT_GT(seeds, 0) << name;
     }
     if (!ownCommandLine && !HasFailure()) {
-        GTEST_SKIP() << "the seeds of /proc/cmdline, which is the kernel's; all others passed";
+        GTEST_SKIP() << "/proc/cmdline is the kernel's; the seeds of all other targets passed";
     }
 }
 

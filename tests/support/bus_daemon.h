@@ -17,7 +17,7 @@ struct BusCloser {
 };
 using BusClient = std::unique_ptr<sd_bus, BusCloser>;
 
-/// Another program on the bus, which owns the name. Null when it can't.
+/// Connects to the bus as another program that owns the name. Returns null on failure.
 inline BusClient ConnectAs(const char* name) {
     sd_bus* opened = nullptr;
     sd_bus_new(&opened);
@@ -27,7 +27,7 @@ inline BusClient ConnectAs(const char* name) {
     return connected ? std::move(bus) : nullptr;
 }
 
-/// A bus daemon at an address that is chosen for this process; killed without a warning in the end.
+/// A bus daemon at BUS_ADDRESS, where this process looks for its bus. The destructor kills it.
 class BusDaemon {
 public:
     BusDaemon() {
@@ -38,7 +38,7 @@ public:
     BusDaemon(const BusDaemon&) = delete;
     BusDaemon& operator=(const BusDaemon&) = delete;
 
-    /// Returns when it listens.
+    /// Returns when the daemon listens.
     void Start() {
         const std::string options = " --session --nofork --nopidfile --print-pid --address=";
         output_ = popen(("exec dbus-daemon" + options + BUS_ADDRESS).c_str(), "r");
@@ -47,7 +47,7 @@ public:
         process_ = started ? static_cast<pid_t>(strtol(line.data(), nullptr, 10)) : 0;
     }
 
-    /// SIGSTOP makes it a bus that takes connections and answers nothing, up to SIGCONT.
+    /// From SIGSTOP to SIGCONT the bus accepts connections but doesn't answer.
     void Send(int signal) const {
         if (process_ > 0) {
             kill(process_, signal);

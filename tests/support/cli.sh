@@ -1,4 +1,4 @@
-# For tests of the program: sourced with its path in $QFCTL, in a private root.
+# Functions for tests of qfctl. A test sources this file in a private root, with the program's path in $QFCTL.
 set -uo pipefail
 
 overlay=/patch_qv/overlay
@@ -12,7 +12,7 @@ fail() {
   failures=$((failures + 1))
 }
 
-# run CODE COMMAND...: expects the exit code; leaves the streams in $out and $err.
+# run CODE COMMAND...: expects the exit code, and stores the streams in $out and $err.
 run() {
   local expected=$1 code=0
   shift
@@ -24,24 +24,24 @@ run() {
 
 qfctl() { "$QFCTL" "$@"; }
 
-# has TEXT PART, is TEXT WHOLE
-has() { [[ $1 == *"$2"* ]] || fail "lacks: $2"; }
-is() { [[ $1 == "$2" ]] || fail "is not: $2"; }
+# has TEXT PART: expects PART in TEXT. is TEXT EXPECTED: expects equal texts.
+has() { [[ $1 == *"$2"* ]] || fail "doesn't contain: $2"; }
+is() { [[ $1 == "$2" ]] || fail "instead of: $2"; }
 
-# prints LINES: standard output is that and a line feed.
-prints() { [[ $out == "$1"$'\n' ]] || fail "is not: $1"; }
+# prints LINES: expects LINES and a line feed on standard output.
+prints() { [[ $out == "$1"$'\n' ]] || fail "instead of: $1"; }
 
 as_nobody() {
   if ((EUID == 0)); then setpriv --reuid 65534 --clear-groups "$@"; else "$@"; fi
 }
 
-# In a user namespace root may be the only user.
+# Root can be the only user of a user namespace.
 as_nobody true 2>/dev/null || { echo "skipped: root cannot become another user here"; exit 77; }
 
-# put PATH CONTENT: a file, with the folders that it needs.
+# put PATH CONTENT: writes a file and creates its directories.
 put() { mkdir -p -- "$(dirname -- "$1")" && printf %s "$2" >"$1"; }
 
-# pair LIVE LIVE_CONTENT PATCH_CONTENT
+# pair LIVE LIVE_CONTENT PATCH_CONTENT: writes a live file and its patch file.
 pair() { put "$1" "$2"; put "$overlay$1" "$3"; }
 
 # dump BUNDLE VERSION FLAG [REST]: creates the dump that the fake bm prints for a bundle.
@@ -51,13 +51,13 @@ dump() {
   printf '{\n  "versionCode": %s,\n  "patch": "%s"\n}%s\n' "$2" "$3" "${4:-}" >"$BM_BUNDLES/$1"
 }
 
-# skip REASON: leaves a part out, which shows the whole script as skipped, unless another part fails.
+# skip REASON: records that a part was not run. finish then reports the script as skipped unless a part failed.
 skip() { skipped+="${skipped:+; }$1"; }
 
 on_small_disk() { (($(stat -f -c '%b * %S' $logs) <= 1048576)); }
 
 finish() {
   ((failures == 0)) || exit 1
-  [[ -z $skipped ]] || { echo "skipped: $skipped; all else passed"; exit 77; }
+  [[ -z $skipped ]] || { echo "skipped: $skipped; all other parts passed"; exit 77; }
   echo "all as expected"
 }

@@ -24,10 +24,10 @@ bool Eventually(Condition holds, std::chrono::seconds limit = std::chrono::secon
     return holds();
 }
 
-/// Counts the deliveries; one that it doesn't want, or that comes behind its end, ends the process.
+/// Counts deliveries. Aborts on an event that it hasn't subscribed, and on any event after `ended` is set.
 struct Listener : TEKLO::EventFwk::CommonEventSubscriber {
     explicit Listener(const std::string& action, std::function<void(int)> reaction = {})
-        : CommonEventSubscriber(Wanting(action)), react(std::move(reaction)) {}
+        : CommonEventSubscriber(InfoFor(action)), react(std::move(reaction)) {}
 
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override {
         const int received = ++count;
@@ -48,7 +48,7 @@ struct Listener : TEKLO::EventFwk::CommonEventSubscriber {
     std::atomic<bool> ended{false};
 
 private:
-    static TEKLO::EventFwk::CommonEventSubscribeInfo Wanting(const std::string& action) {
+    static TEKLO::EventFwk::CommonEventSubscribeInfo InfoFor(const std::string& action) {
         TEKLO::EventFwk::MatchingSkills skills;
         skills.AddEvent(action);
         return TEKLO::EventFwk::CommonEventSubscribeInfo(skills);

@@ -30,7 +30,7 @@ void (*g_before)() = nullptr;
 std::atomic<int> g_calls{0};
 std::atomic<bool> g_failed{false};
 
-bool Fails(const char* call) {
+bool ShouldFail(const char* call) {
     if (g_call[0] == '\0' || strcmp(call, g_call) != 0) {
         return false;
     }
@@ -52,15 +52,15 @@ bool Fails(const char* call) {
     return true;
 }
 
-[[gnu::constructor]] void FailAsTheEnvironmentSays() {
+[[gnu::constructor]] void ReadPlanFromEnvironment() {
     char call[sizeof(g_call)] = {};
     int first = 0;
     int count = 0;
     int error = 0;
     const char* plan = getenv("QUICKFIX_FAULT");
-    // NOLINTNEXTLINE(cert-err34-c): a plan that is none lets no call fail, and the tests count those that do
+    // NOLINTNEXTLINE(cert-err34-c): with an invalid plan no call fails, and the tests count failing calls
     if (plan != nullptr && sscanf(plan, "%31s %d %d %d %63s", call, &first, &count, &error, g_notice) == 5) {
-        // The commands that the program runs are not what is tested.
+        // Commands that the program starts must not fail.
         unsetenv("LD_PRELOAD");
         unsetenv("QUICKFIX_FAULT");
         FaultInjector::Fail(call, first, count, error);
@@ -93,11 +93,11 @@ bool End() {
 
 }  // namespace FaultInjector
 
-// NOLINTBEGIN(bugprone-macro-parentheses): what stands for declarations can't be in parentheses
+// NOLINTBEGIN(bugprone-macro-parentheses): declarations can't be in parentheses
 #define ENTRY(call, result, name, failure, parameters, arguments)                                 \
     extern "C" [[gnu::visibility("default")]] result name parameters {                            \
         static const auto next = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
-        return Fails(#call) ? (failure) : next arguments;                                         \
+        return ShouldFail(#call) ? (failure) : next arguments;                                    \
     }
 #define CALL(result, name, failure, parameters, arguments) ENTRY(name, result, name, failure, parameters, arguments)
 
@@ -108,11 +108,11 @@ bool End() {
         va_start(arguments, flags);                                                            \
         const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;            \
         va_end(arguments);                                                                     \
-        return Fails(#call) ? -1 : next passed;                                                \
+        return ShouldFail(#call) ? -1 : next passed;                                           \
     }
 // NOLINTEND(bugprone-macro-parentheses)
 
-// A call has several entries where a standard library may use one in one version and another in the next.
+// Several entries for a call: versions of a standard library differ in which one they use.
 CALL(int, chmod, -1, (const char* path, mode_t mode), (path, mode))
 CALL(int, chown, -1, (const char* path, uid_t user, gid_t group), (path, user, group))
 CALL(int, fchmod, -1, (int file, mode_t mode), (file, mode))
@@ -152,7 +152,7 @@ CALL(int, renameat, -1, (int folder, const char* from, int other, const char* to
 CALL(ssize_t, write, -1, (int file, const void* from, size_t size), (file, from, size))
 ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
 
-// Of all system calls, only the one that the C library has no function for.
+// Only openat2: the C library has no function for it.
 extern "C" [[gnu::visibility("default")]] long syscall(long number, ...) noexcept {
     static const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
     va_list list;
@@ -163,12 +163,12 @@ extern "C" [[gnu::visibility("default")]] long syscall(long number, ...) noexcep
     }
     va_end(list);
     const auto& [a, b, c, d, e, f] = arguments;
-    return number == SYS_openat2 && Fails("openat2") ? -1 : next(number, a, b, c, d, e, f);
+    return number == SYS_openat2 && ShouldFail("openat2") ? -1 : next(number, a, b, c, d, e, f);
 }
 
-// One that takes the port's place, as a program's own would.
+// Replaces the port's sprintf_s, as a program may.
 extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...) {
-    if (Fails("sprintf_s")) {
+    if (ShouldFail("sprintf_s")) {
         dest[0] = '\0';
         return -1;
     }

@@ -1,18 +1,18 @@
 #pragma once
 
-/// Makes calls of one function of the C library, by whichever of its entries (`fopen64` for `fopen`), or of the system call
-/// `openat2`, fail in the program that links this library, or that preloads it with
-/// QUICKFIX_FAULT="CALL FIRST COUNT ERROR FOLDER", "write 3 1 28 /tmp/reached" for example; the folder is made when a
-/// call fails. A negative error is a signal that is raised in front of the call, -2 for SIGINT.
+/// Makes chosen calls of one C library function, or of the system call `openat2`, fail. The name covers all entry points
+/// of a function, such as `fopen64` for `fopen`. A program links this library, or preloads it with
+/// QUICKFIX_FAULT="CALL FIRST COUNT ERROR DIRECTORY", for example "write 3 1 28 /tmp/reached". The first failing call
+/// creates the directory. A negative error raises a signal before the call: -2 is SIGINT.
 namespace FaultInjector {
 
-/// From now on the calls number `first` to `first + count - 1` of `call` fail with `error`.
+/// Makes calls `first` to `first + count - 1` of `call` fail with `error`, counted from now.
 [[gnu::visibility("default")]] void Fail(const char* call, int first, int count, int error);
 
-/// From now on `before` is called in front of each call of `call`.
+/// Calls `before` before each call of `call` from now on.
 [[gnu::visibility("default")]] void Watch(const char* call, void (*before)());
 
-/// Ends both, and tells whether any call failed.
+/// Ends both. Returns true if any call failed.
 [[gnu::visibility("default")]] bool End();
 
 }  // namespace FaultInjector

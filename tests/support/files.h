@@ -18,7 +18,7 @@ inline std::string Read(const std::string& path) {
     return content.str();
 }
 
-/// Writes a file, its missing folders too. Throws if it can't.
+/// Writes a file, and creates its missing directories. Throws on failure.
 inline void Write(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream file;
@@ -32,7 +32,7 @@ inline void Install(const std::string& path, const std::string& content, unsigne
     std::filesystem::permissions(path, std::filesystem::perms(mode));
 }
 
-/// A log file, its time stamps replaced by "TIME".
+/// Returns the content of a log file with its time stamps replaced by "TIME".
 inline std::string ReadLog(const std::string& path) {
     static const std::regex time(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\[)");
     return std::regex_replace(Read(path), time, "TIME[");
@@ -48,7 +48,7 @@ inline unsigned int Mode(const std::string& path) {
     return Stat(path).st_mode & 07777U;
 }
 
-/// By number, "USER:GROUP".
+/// Returns the IDs of the owner, "USER:GROUP".
 inline std::string Owner(const std::string& path) {
     return std::to_string(Stat(path).st_uid) + ":" + std::to_string(Stat(path).st_gid);
 }

@@ -9,13 +9,13 @@
 #include <fstream>
 #include <iterator>
 
-/// Lets the process hold only so many descriptors while it lives.
+/// Limits the number of open descriptors of the process while it exists.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(rlim_t count) {
         getrlimit(RLIMIT_NOFILE, &former_);
-        const rlimit few = {count, former_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &few);
+        const rlimit limit = {count, former_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &limit);
     }
     ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &former_); }
     DescriptorLimit(const DescriptorLimit&) = delete;
@@ -25,7 +25,7 @@ private:
     rlimit former_ = {};
 };
 
-/// As a limit it lets nothing more be opened.
+/// As a DescriptorLimit it prevents any further open.
 inline rlim_t FirstFreeDescriptor() {
     const int descriptor = dup(STDIN_FILENO);
     close(descriptor);
@@ -36,19 +36,19 @@ inline long OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-/// A disk that may be filled: a private root's, not the machine's.
+/// Only such a disk may be filled: it belongs to a private root, not to the machine.
 inline bool IsOnSmallDisk(const char* path) {
     struct statvfs status = {};
     return statvfs(path, &status) == 0 && status.f_blocks * status.f_frsize <= 1048576;
 }
 
-/// As root can, unless it is the only user of its namespace.
+/// Root can, unless it is the only user of its namespace.
 inline bool CanChangeOwners() {
     const std::ofstream created("/tmp/owned");
     return chown("/tmp/owned", 65534, 65534) == 0 && unlink("/tmp/owned") == 0;
 }
 
-/// Gives a file a security label, which `ls -Z` shows; false where the process may not.
+/// Gives a file a security label, which `ls -Z` prints. Returns false without the permission.
 inline bool SetLabel(const std::string& path, const std::string& label) {
     return lsetxattr(path.c_str(), "security.selinux", label.c_str(), label.size() + 1, 0) == 0;
 }

@@ -3,7 +3,7 @@
 #include "support/test.h"
 #include "test_manager.h"
 
-/// "/b failed RWX LIVE PATCH"; "RWX?" when a value could not be read.
+/// Returns "/b failed RWX LIVE PATCH", with "RWX?" if a value could not be read.
 inline std::string Summary(const ItemResult& result) {
     constexpr const char* VERDICTS[] = {" passed", " failed", " inconclusive"};
     std::string summary = result.item + VERDICTS[static_cast<int>(result.verdict)];
@@ -14,7 +14,7 @@ inline std::string Summary(const ItemResult& result) {
     return summary;
 }
 
-/// All that a run shows.
+/// The items, report, records and inconclusive count of a native run.
 struct NativeRun {
     explicit NativeRun(Inspection inspection) {
         Logger().RemoveLog();

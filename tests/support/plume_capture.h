@@ -5,7 +5,7 @@
 
 #include "quick_fix_plume_wrapper.h"
 
-/// Collects the platform records that are written while it lives, in place of printing them, with the threshold set.
+/// Sets the threshold and collects platform records, instead of printing them, while it exists.
 class PlumeCapture {
 public:
     explicit PlumeCapture(
@@ -14,13 +14,13 @@ public:
     PlumeCapture(const PlumeCapture&) = delete;
     PlumeCapture& operator=(const PlumeCapture&) = delete;
 
-    /// "E FileIsExist: filePath is empty": level letter, function and text of each record since the last call.
+    /// Returns the records since the last call as "E FileIsExist: filePath is empty": level, function and text.
     std::vector<std::string> Take();
 
-    /// The same for records that are on both logs: one more follows where the last ones of the file log are others.
+    /// Like Take. If these records aren't the last ones of the file log, one more element says so.
     std::vector<std::string> TakeFromBothLogs();
 
-    /// The records whole, "3/6/d002e03/QuickFixUitls/[file_utils(FileIsExist):81] filePath is empty".
+    /// Returns the complete records, "3/6/d002e03/QuickFixUitls/[file_utils(FileIsExist):81] filePath is empty".
     std::vector<std::string> TakeRaw();
 
 private:

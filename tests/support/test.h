@@ -1,6 +1,6 @@
 #pragma once
 
-// What nearly every test uses.
+// Headers that nearly every test uses.
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
