@@ -75,7 +75,7 @@ set(pc_libraries "-lquickfix_utils")
 if(TARGET quickfix_platform)
   string(APPEND pc_libraries " -lquickfix_platform")
 endif()
-# Only for archives: pkg-config requires the private packages even for compiler flags.
+# Only for archives: if a private package is missing, pkg-config fails even for --cflags.
 set(pc_private "")
 if(NOT BUILD_SHARED_LIBS)
   set(pc_private "\nRequires.private: libcjson libcrypto")

@@ -47,7 +47,7 @@ void InstallPair(const std::string& path, const std::string& live) {
     Install(path, live);
 }
 
-/// Puts a script first in the path, under the name of a command.
+/// Installs a script as the command `name`, first in PATH.
 void InstallCommand(const std::string& name, const std::string& script) {
     Install("/double/" + name, "#!/bin/sh\n" + script, 0755);
     setenv("PATH", "/double:/usr/bin", 1);

@@ -25,7 +25,7 @@ private:
     rlimit former_ = {};
 };
 
-/// As a DescriptorLimit it prevents any further open.
+/// Returns the lowest free descriptor. As a DescriptorLimit it prevents any further open.
 inline rlim_t FirstFreeDescriptor() {
     const int descriptor = dup(STDIN_FILENO);
     close(descriptor);
