@@ -2,7 +2,7 @@
 # The reports of qfctl verify for other programs: JUnit XML, through a reader of its users, and metrics.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-PATH="$PROJECT/scripts/stand-in:$PATH"
+PATH="$PROJECT/scripts/fakes:$PATH"
 export QUICKFIX_PARAMETERS=/tmp/parameters TZ=Asia/Tokyo
 put $QUICKFIX_PARAMETERS 'const.comp.kt.product_base_version.real=5.1 "<&\'
 put status $'PatchVersion=1"\\\nStatus=failed\nErrorCode=7,3,7,\n'
