@@ -18,22 +18,22 @@ refused() {  # CONTENT MESSAGE
   printf %s "$1" >apps.json
   run 2 qfctl verify --app --apps apps.json; has "$err" "$2"; is "$out" ""
 }
-refused "" "it is no JSON"
-refused '{"apps": []} more' "it is no JSON"
-refused '{"apps": {}}' 'it has no list "apps"'
-refused '[]' 'it has no list "apps"'
+refused "" "it is not valid JSON"
+refused '{"apps": []} more' "it is not valid JSON"
+refused '{"apps": {}}' 'it has no array "apps"'
+refused '[]' 'it has no array "apps"'
 for twice in '"apps": [], "apps"' '"Apps": [], "apps"' '"apps": [], "APPS"' '"Apps"' '"other"'; do
   refused "{$twice: [$good]}" "apps is missing, misspelt or given twice"
 done
-refused "{\"apps\": [$good, 7]}" "entry 2: it is no object"
-refused '{"apps": [{"bundleName": 7, "versionCode": 1}]}' "entry 1: bundleName is no text"
+refused "{\"apps\": [$good, 7]}" "entry 2: it is not an object"
+refused '{"apps": [{"bundleName": 7, "versionCode": 1}]}' "entry 1: bundleName is not a string"
 refused '{"apps": [{"bundleName": "a"}]}' "entry 1: versionCode is missing"
-refused '{"apps": [{"bundleName": "a", "versionCode": "1"}]}' "entry 1: versionCode is no number"
+refused '{"apps": [{"bundleName": "a", "versionCode": "1"}]}' "entry 1: versionCode is not a number"
 refused '{"apps": [{"bundleName": "a", "bundleName": "b;id", "versionCode": 1}]}' "bundleName is missing, misspelt or"
 refused '{"apps": [{"BundleName": "a", "versionCode": 1}]}' "bundleName is missing, misspelt or"
-refused '{"apps": [{"bundleName": "a\u0000;id", "versionCode": 1}]}' "it is no JSON"
+refused '{"apps": [{"bundleName": "a\u0000;id", "versionCode": 1}]}' "it is not valid JSON"
 for code in -1 1.5 2147483648 1e10; do
-  refused "{\"apps\": [$(entry a $code)]}" "no whole number from 0 to 2147483647"
+  refused "{\"apps\": [$(entry a $code)]}" "not an integer from 0 to 2147483647"
 done
 for name in '' 'a b' "a'b" 'a;b' '$(touch pwned)' -rf é 'a\\b' 'a\nb'; do
   refused "{\"apps\": [$(entry "$name" 1)]}" "entry 1: bundleName "

@@ -108,7 +108,7 @@ finds_each '1|error|log-folder|No such file|replace $engine|restore $engine
 1|error|event-reception|may not subscribe|start_bus "<deny send_interface=\"org.freedesktop.DBus\" send_member=\"AddMatch\"/>"|
 0|warning|event-reception|trial event|start_bus "<deny receive_interface=\"teklo.CommonEvent\"/>"|
 0|warning|event-publishing|may not own|start_bus "<deny own=\"teklo.CommonEventService\"/>"|
-3|unknown|event-service|the bus does not tell|start_bus "<deny send_interface=\"org.freedesktop.DBus\" send_member=\"GetNameOwner\"/>"|start_bus ""'
+3|unknown|event-service|the bus does not answer the query|start_bus "<deny send_interface=\"org.freedesktop.DBus\" send_member=\"GetNameOwner\"/>"|start_bus ""'
 wait $reader
 
 if on_small_disk; then

@@ -41,14 +41,14 @@ done
 
 export QUICKFIX_EVENT_BUS=unix:path=/tmp/nowhere
 run 3 qfctl publish user-added; has "$err" "teklo.event.USER_ADDED can't be published"
-run 3 qfctl wait user-added --timeout 1; has "$err" "there is no bus to wait on"
+run 3 qfctl wait user-added --timeout 1; has "$err" "no bus can be reached"
 
 start_bus --session --address=unix:path=/tmp/bus
 start_waiting bundle-scan-finished --timeout 60
 is "$out" "waiting for $scan"
 run 0 qfctl publish user-added
-run 0 qfctl publish bundle-scan-finished; end_waiting 0; is "$out" "$scan came"
-run 4 qfctl wait bundle-scan-finished --timeout 0.2; has "$err" "$scan did not come in time"
+run 0 qfctl publish bundle-scan-finished; end_waiting 0; is "$out" "$scan arrived"
+run 4 qfctl wait bundle-scan-finished --timeout 0.2; has "$err" "$scan did not arrive in time"
 for signal in INT TERM HUP; do
   run 0 qfctl log --clear
   start_waiting user-added

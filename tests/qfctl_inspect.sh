@@ -44,11 +44,11 @@ done
 foreign_file() { printf "$3" >s; run "$1" qfctl status "${@:4}" --file s; has "$out$err" "$2"; }  # CODE PART CONTENT COMMAND...
 foreign_file 3 'status       a' 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' show; has "$err" '"1,x"'
 run 3 qfctl status show --file s --json; is "$out" ""
-foreign_file 3 "left alone: line 2 has no '='" 'PatchVersion=1\nno sign\n' set --status x
-foreign_file 3 'left alone: line 3 begins with "X"' 'NAME=a\nID=b\nX=c\nmore\n' set --status x
-foreign_file 3 "left alone: it has more than three lines" 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' set --status x
+foreign_file 3 "was not changed: line 2 has no '='" 'PatchVersion=1\nno sign\n' set --status x
+foreign_file 3 'was not changed: line 3 begins with "X"' 'NAME=a\nID=b\nX=c\nmore\n' set --status x
+foreign_file 3 "was not changed: it has more than three lines" 'PatchVersion=a\nID=b\nErrorCode=\nmore\n' set --status x
 run 0 qfctl status show --file s
-foreign_file 3 "line 1 has more than 255 bytes" "PatchVersion=$(printf %300s)\n" show
+foreign_file 3 "line 1 is longer than 255 bytes" "PatchVersion=$(printf %300s)\n" show
 foreign_file 0 'version      "a\x1b[2J\xff"' 'PatchVersion=a\e[2J\xff\n' show
 run 0 qfctl status show --file s --json; has "$out" '"a\u001b[2J�"'
 chmod 000 s

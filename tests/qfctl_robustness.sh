@@ -35,7 +35,7 @@ done
 expect 0 former 'printf "former\n" >$logs/quickfix_1.log' 'qfctl log -f | head -n 1'
 
 # log --clear empties only regular files, not targets of links.
-expect 1 'it is a link' 'put precious kept; ln -s $PWD/precious $logs/quickfix_1.log; put $logs/quickfix_2.log x' \
+expect 1 'it is a symbolic link' 'put precious kept; ln -s $PWD/precious $logs/quickfix_1.log; put $logs/quickfix_2.log x' \
   'qfctl log --clear 2>&1 && exit 9; code=$?; [[ $(<precious) == kept && ! -s $logs/quickfix_2.log ]] && exit $code'
 expect 1 "can't be emptied" 'mkfifo $logs/quickfix_1.log' 'qfctl log --clear'
 expect 1 'not a regular file' 'mkfifo $logs/quickfix_1.log; exec 7<>$logs/quickfix_1.log' 'qfctl log --clear'
@@ -46,7 +46,7 @@ codes() { expect "$1" "$2" "printf 'PatchVersion=1\nStatus=a\nErrorCode=%s\n' '$
 codes 0 '"errorCodes":[]' ''
 codes 0 '"errorCodes":[3,-7,2147483647,-2147483648]' 3,-7,2147483647,-2147483648,
 codes 0 '"errorCodes":[7]' 7
-for list in 7x,0x10 ' 7' +7 1,,2 , 2147483648 1e3 7.0 $'7\r' 'a,b'; do codes 3 'error codes are no list of numbers' "$list"; done
+for list in 7x,0x10 ' 7' +7 1,,2 , 2147483648 1e3 7.0 $'7\r' 'a,b'; do codes 3 'error codes are not a list of 32-bit integers' "$list"; done
 
 # The parser takes no file name and no key for an option or a command.
 declare -A shown=([-]=./-)
@@ -147,7 +147,7 @@ ErrorCode=
 "' 'for i in {1..25}; do qfctl status set --file s --version 1$i & qfctl status show --file s >>shown || exit 9; wait; done
   ! grep -v "^version      1\|^status       a\|^error codes  $" shown'
 expect 0 '' 'flock . sleep 1 & sleep 0.2' 'qfctl status set --file s --version 1'
-expect 3 'another process holds it' 'flock . sleep 12 & sleep 0.2' 'qfctl status set --file s --version 1'
+expect 3 'another process holds the lock' 'flock . sleep 12 & sleep 0.2' 'qfctl status set --file s --version 1'
 expect 3 "can't be locked: Permission denied" 'mkdir -m 300 d' \
   'cd d; if ((EUID == 0)); then chown 65534 . && setpriv --reuid 65534 --clear-groups qfctl status set --file s --version 1; else
   qfctl status set --file s --version 1; fi'

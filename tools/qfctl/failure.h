@@ -8,16 +8,16 @@
 
 namespace qfctl {
 
-/// Frozen: scripts rely on these numbers.
+/// Scripts rely on these numbers, so they never change.
 enum class ExitCode {
-    DONE = 0,         // all passed, found, or done
-    FAILED = 1,       // a check failed, or what was asked for is absent
+    DONE = 0,         // everything passed, was found, or was done
+    FAILED = 1,       // a check failed, the requested item is missing, or a change failed
     USAGE = 2,        // usage error
-    NOT_CHECKED = 3,  // it could not be checked or read
-    NOT_ARRIVED = 4,  // the event that was waited for did not come
+    NOT_CHECKED = 3,  // the check or read was not possible
+    NOT_ARRIVED = 4,  // the event did not arrive
 };
 
-/// The one way in which code below a command reports a failure. Each message is one line on standard error.
+/// Reports every failure below the commands. Each message becomes one line on standard error.
 class Failure : public std::exception {
 public:
     Failure(ExitCode code, std::string message) : Failure(code, std::vector<std::string>{std::move(message)}) {}
@@ -27,7 +27,7 @@ public:
     const std::vector<std::string>& GetMessages() const { return messages_; }
     const char* what() const noexcept override { return messages_.empty() ? "" : messages_.front().c_str(); }
 
-    /// The same failure with `context` in front of each message.
+    /// Returns this failure with `context` in front of each message.
     Failure In(const std::string& context) const;
 
 private:
@@ -35,7 +35,7 @@ private:
     std::vector<std::string> messages_;
 };
 
-/// Calls `action`; puts `context` in front of the messages of a Failure that leaves it.
+/// Calls `action`. If it throws a Failure, rethrows it with `context` in front of each message.
 template <typename Action>
 auto WithContext(const std::string& context, Action action) {
     try {
@@ -48,7 +48,7 @@ auto WithContext(const std::string& context, Action action) {
 /// Prints the messages on standard error and returns the code.
 ExitCode PrintFailure(const Failure& failure);
 
-/// Calls `action`, which returns nothing or an ExitCode. Prints a Failure that leaves it and returns its code.
+/// Calls `action`, which returns void or an ExitCode. If it throws a Failure, prints that and returns its code.
 template <typename Action>
 ExitCode Attempt(Action action) {
     try {

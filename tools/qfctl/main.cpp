@@ -22,11 +22,11 @@ using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 
 constexpr char EXIT_CODES[] =
     "Exit codes:\n"
-    "  0  all passed, found, or done\n"
-    "  1  a check failed, or what was asked for is absent or failed\n"
+    "  0  everything passed, was found, or was done\n"
+    "  1  a check failed, the requested item is missing, or a change failed\n"
     "  2  usage error\n"
-    "  3  it could not be checked or read\n"
-    "  4  the event did not come\n";
+    "  3  the check or read was not possible\n"
+    "  4  the event did not arrive\n";
 
 /// Returns the arguments in reverse order, as CLI11 takes them, with OPERAND_PREFIX added to operands.
 std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& arguments) {

@@ -18,7 +18,7 @@ CLI::App* AddCommand(CLI::App& parent, ExitCode& result, const std::shared_ptr<O
 
 /// Refuses an empty name of a file, for CLI::Option::check.
 inline std::string CheckFileName(const std::string& name) {
-    return name.empty() ? "the file's name is empty" : "";
+    return name.empty() ? "the file name is empty" : "";
 }
 
 }  // namespace qfctl

@@ -61,7 +61,7 @@ std::string CheckSeconds(const std::string& text) {
     char* end = nullptr;
     const double seconds = strtod(text.c_str(), &end);
     const bool isNumber = !text.empty() && *end == '\0';
-    return isNumber && seconds >= 0 && seconds <= MAX_TIMEOUT_S ? "" : "no number of seconds: " + Quote(text);
+    return isNumber && seconds >= 0 && seconds <= MAX_TIMEOUT_S ? "" : "not a number of seconds: " + Quote(text);
 }
 
 /// Blocks SIGINT, SIGTERM and SIGHUP and waits for them, except those that are ignored, as with nohup.
@@ -95,7 +95,8 @@ ExitCode Wait(const EventOptions& options) {
     EventManager manager;
     manager.SubscribeEvent(id);
     if (!manager.CheckEventListenRes(id, 0)) {
-        throw Failure(ExitCode::NOT_CHECKED, "there is no bus to wait on for " + action);
+        throw Failure(ExitCode::NOT_CHECKED,
+                      "can't subscribe to " + action + ": no bus can be reached; qfctl doctor checks the bus");
     }
     const TerminationSignals signals;
     std::cout << "waiting for " << action << std::endl;
@@ -104,11 +105,11 @@ ExitCode Wait(const EventOptions& options) {
     while (manager.GetEventListenerRes(id) != ListenerRes::SUCCESS) {
         if (isTerminated || steady_clock::now() >= deadline) {
             throw Failure(ExitCode::NOT_ARRIVED,
-                          action + (isTerminated ? " has not arrived" : " did not come in time"));
+                          action + (isTerminated ? " has not arrived" : " did not arrive in time"));
         }
         isTerminated = signals.WaitForSignal();
     }
-    std::cout << action << " came\n";
+    std::cout << action << " arrived\n";
     return ExitCode::DONE;
 }
 
@@ -116,7 +117,7 @@ ExitCode Publish(const EventOptions& options) {
     const std::string& action = g_eventIdToActionMap.at(IdOf(options.name));
     TEKLO::AAFwk::Want want;
     if (!CommonEventManager::PublishCommonEvent(CommonEventData(want.SetAction(action)))) {
-        throw Failure(ExitCode::NOT_CHECKED, action + " can't be published");
+        throw Failure(ExitCode::NOT_CHECKED, action + " can't be published; qfctl doctor checks the bus");
     }
     return ExitCode::DONE;
 }
@@ -146,10 +147,10 @@ void AddEventCommands(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<EventOptions>();
     CLI::App* wait = AddCommand(app, result, options, "wait", "Wait until the system broadcasts EVENT", Wait);
     AddNameTo(wait, options);
-    wait->add_option("--timeout", options->timeout, "Give up after SECONDS on the bus (default: never)")
+    wait->add_option("--timeout", options->timeout, "Give up SECONDS after subscribing (default: never)")
         ->type_name("SECONDS")
         ->check(CheckSeconds);
-    AddNameTo(AddCommand(app, result, options, "publish", "Broadcast EVENT in the system's place", Publish), options);
+    AddNameTo(AddCommand(app, result, options, "publish", "Broadcast EVENT in place of the system", Publish), options);
     AddCommand(app, result, options, "events", "List the events with their actions", List)
         ->add_flag("--json", options->json, "Print a JSON object");
 }

@@ -62,10 +62,10 @@ ExitCode Hash(const HashOptions& options) {
 
 void AddHashCommand(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<HashOptions>();
-    CLI::App* command = AddCommand(app, result, options, "hash",
-                                   "Print SHA-256 digests as sha256sum does; sha256sum -c checks them", Hash);
+    CLI::App* command =
+        AddCommand(app, result, options, "hash", "Print SHA-256 digests in the format of sha256sum", Hash);
     command->add_option("FILE", options->files, "The files")->required();
-    command->add_flag("--json", options->json, "Print a list of objects with file and sha256");
+    command->add_flag("--json", options->json, "Print an array of objects with file and sha256");
 }
 
 }  // namespace qfctl

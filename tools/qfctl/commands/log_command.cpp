@@ -147,7 +147,7 @@ ExitCode Show(const LogOptions& options) {
         std::cout << text;
     });
     if (!reader.HasFiles()) {
-        throw Failure(ExitCode::FAILED, "there is no log");
+        throw Failure(ExitCode::FAILED, std::string("there is no log in ") + QUICK_FIX_LOG_DIR);
     }
     return found ? ExitCode::DONE : ExitCode::FAILED;
 }
@@ -161,7 +161,7 @@ void EmptyFile(const std::string& path) {
     };
     if (!file.IsOpen()) {
         if (errno != ENOENT && errno != ENOTDIR) {
-            fail(errno == ELOOP ? "it is a link" : strerror(errno));
+            fail(errno == ELOOP ? "it is a symbolic link" : strerror(errno));
         }
         return;
     }
@@ -195,10 +195,10 @@ ExitCode Log(const LogOptions& options) {
 void AddLogCommand(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<LogOptions>();
     CLI::App* command = AddCommand(app, result, options, "log", "Show the file log, both files as one stream", Log);
-    auto* follow = command->add_flag("-f,--follow", options->follow, "Go on with what is written, through rotations");
-    auto* json = command->add_flag("--json", options->json, "Print each record as a JSON object on a line of its own");
-    auto* grep = command->add_option("--grep", options->grep, "Only lines that contain TEXT")->type_name("TEXT");
-    command->add_flag("--clear", options->clear, "Empty the log instead; processes that log go on logging")
+    auto* follow = command->add_flag("-f,--follow", options->follow, "Keep printing new lines, across rotations");
+    auto* json = command->add_flag("--json", options->json, "Print one JSON object per record");
+    auto* grep = command->add_option("--grep", options->grep, "Print only lines that contain TEXT")->type_name("TEXT");
+    command->add_flag("--clear", options->clear, "Truncate the log files; running processes continue to log")
         ->excludes(follow)
         ->excludes(json)
         ->excludes(grep);

@@ -77,11 +77,11 @@ std::string DescribeWriteError(const std::string& path) {
     } catch (const Failure& failure) {
         return failure.what();
     }
-    return "the file can't be written, or the disk is full";
+    return "it can't be written, or the disk is full";
 }
 
 StatusFile ReadForChange(const std::string& path) {
-    return WithContext("the file " + Quote(path) + " is left alone: ", [&path] {
+    return WithContext("the file " + Quote(path) + " was not changed: ", [&path] {
         StatusFile found = InspectStatusFile(path).value_or(StatusFile());
         if (!found.formatMismatch.empty()) {
             throw Failure(ExitCode::NOT_CHECKED, found.formatMismatch);
@@ -107,7 +107,7 @@ ExitCode Set(const StatusOptions& options) {
         throw Failure(ExitCode::USAGE, "nothing to set; give --version, --status or --error-code");
     }
     if (!FileUtils::IsValidPath(options.file)) {
-        throw Failure(ExitCode::USAGE, "the file's path must not hold \"..\"");
+        throw Failure(ExitCode::USAGE, "the path of the file must not hold \"..\"");
     }
     const FolderLock lock(options.file, LOCK_EX);
     const StatusFile found = ReadForChange(options.file);
@@ -131,7 +131,8 @@ ExitCode Clear(const StatusOptions& options) {
     const FolderLock lock(options.file, LOCK_EX);
     struct stat status = {};
     if (stat(options.file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        throw Failure(ExitCode::NOT_CHECKED, "the file " + Quote(options.file) + " is left alone: not a regular file");
+        throw Failure(ExitCode::NOT_CHECKED,
+                      "the file " + Quote(options.file) + " was not deleted: it is not a regular file");
     }
     QuickFixStatusRecord& record = QuickFixStatusRecord::GetInstance();
     record.SetStatusFilePath(options.file);
@@ -146,9 +147,10 @@ CLI::App* AddAction(CLI::App* command, ExitCode& result, const std::shared_ptr<S
                     const char* name, const char* help, ExitCode (*run)(const StatusOptions&)) {
     CLI::App* action = AddCommand(*command, result, options, name, help, run);
     action->add_option("--file", options->file, "The status file")->required()->type_name("FILE")->check(CheckFileName);
-    action->add_option("--key", options->key, "The key of its status line, by default the file's own or \"Status\"");
-    action->add_option("--mode", options->mode, "Its permission in octal, by default the file's own or 0600")
-        ->check([](const std::string& mode) { return ParseMode(mode) ? "" : "no octal number up to 7777: " + mode; });
+    action->add_option("--key", options->key, "Key of the status line; default: the key in the file, or \"Status\"");
+    action->add_option("--mode", options->mode, "Mode of the file in octal; default: its current mode, or 0600")
+        ->check(
+            [](const std::string& mode) { return ParseMode(mode) ? "" : "not an octal number up to 7777: " + mode; });
     return action;
 }
 
@@ -159,11 +161,11 @@ void AddStatusCommand(CLI::App& app, ExitCode& result) {
     command->require_subcommand(1);
     const auto options = std::make_shared<StatusOptions>();
     AddAction(command, result, options, "show", "Show version, status and error codes", Show)
-        ->add_flag("--json", options->json, "Print a JSON object, the error codes as a list of numbers");
-    CLI::App* set = AddAction(command, result, options, "set", "Change what is given, keep the rest", Set);
-    set->add_option("--version", options->version, "The patch's version");
-    set->add_option("--status", options->status, "Its state, such as init, loaded, success or failed");
-    set->add_option("--error-code", options->errorCodes, "An error code; all that are given replace the list")
+        ->add_flag("--json", options->json, "Print a JSON object");
+    CLI::App* set = AddAction(command, result, options, "set", "Change the given values, keep the others", Set);
+    set->add_option("--version", options->version, "Version of the patch");
+    set->add_option("--status", options->status, "Status of the operation, such as init, loaded, success or failed");
+    set->add_option("--error-code", options->errorCodes, "Error code, replaces the list; repeat the option for several")
         ->allow_extra_args(false)
         ->type_name("NUMBER");
     AddAction(command, result, options, "clear", "Delete the status file", Clear);

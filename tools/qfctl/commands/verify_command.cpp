@@ -177,20 +177,20 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
                    "Verify that every file below /patch_qv/overlay is in place, and that apps are patched", RunVerify);
     AddFileOption(
         command, "--apps", options->appsFile,
-        "Verify these apps too: {\"apps\": [{\"bundleName\": \"com.example.app\", \"versionCode\": 1000001}]}");
+        "Also verify these apps: {\"apps\": [{\"bundleName\": \"com.example.app\", \"versionCode\": 1000001}]}");
     auto* native = command->add_flag("--native", options->nativeOnly, "Verify the files only");
     command->add_flag("--app", options->appsOnly, "Verify the apps only")->excludes(native);
     auto* json = command->add_flag("--json", options->json, "Print the report object instead of the table");
-    command->add_flag("--failures", options->failuresOnly, "Leave what passed out of the table")->excludes(json);
-    AddFileOption(command, "--report", options->reportFile, "Write the report object to a file, whole or not at all");
-    AddFileOption(command, "--html", options->htmlFile, "Write the report as a self-contained page, likewise");
-    AddFileOption(command, "--junit", options->junitFile, "Write the report as JUnit XML, likewise");
+    command->add_flag("--failures", options->failuresOnly, "Omit passed files and apps from the table")->excludes(json);
+    AddFileOption(command, "--report", options->reportFile, "Write the report object to a file, atomically");
+    AddFileOption(command, "--html", options->htmlFile, "Write the report as a self-contained HTML page, atomically");
+    AddFileOption(command, "--junit", options->junitFile, "Write the report as JUnit XML, atomically");
     auto* metrics = AddFileOption(command, "--metrics", options->metricsFile,
-                                  "Write metrics for Prometheus to a file, also when nothing could be verified");
-    AddFileOption(command, "--status-file", options->statusFile, "Add what this status file says to the metrics")
+                                  "Write metrics for Prometheus to a file, even if nothing could be verified");
+    AddFileOption(command, "--status-file", options->statusFile, "Add the values of this status file to the metrics")
         ->needs(metrics);
     command->add_flag("--shell", options->usesShell,
-                      "Run the commands of an engine that uses a shell, and refuse names that one would interpret");
+                      "Verify through ls, like an engine that uses a shell; refuse names that a shell would interpret");
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");
 }
 

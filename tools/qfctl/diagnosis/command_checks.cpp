@@ -44,7 +44,7 @@ Finding CheckBundleToolAnswers() {
         return {name, Severity::WARNING, std::string("not in PATH") + NO_APPS,
                 "add the folder of the device's bundle tool to PATH"};
     }
-    const std::string advice = "run bm dump -a and see what it complains about";
+    const std::string advice = "run bm dump -a and read its error message";
     const TimedResult result = RunTimed("exec bm dump -a", BUNDLE_TOOL_TIMEOUT);
     if (!result.hasEnded) {
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(BUNDLE_TOOL_TIMEOUT).count();

@@ -61,7 +61,7 @@ Finding CheckSpace() {
     struct statvfs fileSystem = {};
     if (statvfs(LOG_FOLDER, &fileSystem) != 0) {
         return {name, Severity::UNKNOWN, std::string("the free space can't be read: ") + strerror(errno),
-                "see what df says"};
+                "check the file system with df"};
     }
     const uint64_t blocks = geteuid() == 0 ? fileSystem.f_bfree : fileSystem.f_bavail;
     const uint64_t free = blocks * fileSystem.f_frsize;
@@ -79,7 +79,7 @@ Finding CheckFile(const char* path, const struct stat& folder) {
     struct stat file = {};
     if (lstat(path, &file) != 0) {
         return errno == ENOENT ? Finding{name, Severity::OK, "not written yet", ""}
-                               : Finding{name, Severity::UNKNOWN, strerror(errno), "see what ls -l says"};
+                               : Finding{name, Severity::UNKNOWN, strerror(errno), "check the file with ls -l"};
     }
     if (S_ISLNK(file.st_mode)) {
         return {name, Severity::WARNING, "a symbolic link: records go to another file", "remove the link"};

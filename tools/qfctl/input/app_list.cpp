@@ -38,7 +38,7 @@ Json ParseStrictJson(const std::string& text) {
     const bool holdsZero = text.find('\0') != std::string::npos || text.find("\\u0000") != std::string::npos;
     Json root(holdsZero ? nullptr : cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
     if (root == nullptr) {
-        throw Failure(ExitCode::USAGE, "it is no JSON");
+        throw Failure(ExitCode::USAGE, "it is not valid JSON");
     }
     return root;
 }
@@ -57,25 +57,25 @@ void RequireUniqueMember(const cJSON* entry, const std::string& member) {
 
 App ReadApp(cJSON* entry) {
     if (!cJSON_IsObject(entry)) {
-        throw Failure(ExitCode::USAGE, "it is no object");
+        throw Failure(ExitCode::USAGE, "it is not an object");
     }
     RequireUniqueMember(entry, "bundleName");
     RequireUniqueMember(entry, "versionCode");
     if (!JsonTool::IsString(entry, "bundleName")) {
-        throw Failure(ExitCode::USAGE, "bundleName is no text");
+        throw Failure(ExitCode::USAGE, "bundleName is not a string");
     }
     if (!JsonTool::IsInt(entry, "versionCode")) {
-        throw Failure(ExitCode::USAGE, "versionCode is no number");
+        throw Failure(ExitCode::USAGE, "versionCode is not a number");
     }
     const std::string name = JsonTool::GetString(entry, "bundleName", "");
     // A command would take a name with a leading '-' for an option.
     if (name.empty() || name[0] == '-' || name.find_first_not_of(NAME_CHARACTERS) != std::string::npos) {
-        throw Failure(ExitCode::USAGE,
-                      "bundleName " + Quote(name) + " is no name of letters, digits, '_', '-' and '.'");
+        throw Failure(ExitCode::USAGE, "bundleName " + Quote(name) +
+                                           " is invalid: use letters, digits, '_', '-' and '.', and no leading '-'");
     }
     const int code = JsonTool::GetInt(entry, "versionCode", -1);
     if (code < 0 || cJSON_GetObjectItem(entry, "versionCode")->valuedouble != static_cast<double>(code)) {
-        throw Failure(ExitCode::USAGE, "versionCode of " + Quote(name) + " is no whole number from 0 to 2147483647");
+        throw Failure(ExitCode::USAGE, "versionCode of " + Quote(name) + " is not an integer from 0 to 2147483647");
     }
     return {name, static_cast<unsigned int>(code)};
 }
@@ -87,7 +87,7 @@ std::vector<App> ParseApps(const std::string& text) {
     }
     const cJSON* list = JsonTool::GetArray(root.get(), "apps");
     if (list == nullptr) {
-        throw Failure(ExitCode::USAGE, "it has no list \"apps\"");
+        throw Failure(ExitCode::USAGE, "it has no array \"apps\"");
     }
     std::vector<App> apps;
     std::set<std::string> names;

@@ -27,8 +27,8 @@ constexpr size_t LINES = 3;
 
 void CheckLine(const std::string& name, const std::string& line) {
     if (line.size() > QUICK_FIX_STATUS_MAX_LINE) {
-        throw Failure(ExitCode::NOT_CHECKED,
-                      name + " has more than " + std::to_string(QUICK_FIX_STATUS_MAX_LINE) + " bytes and would be cut");
+        throw Failure(ExitCode::NOT_CHECKED, name + " is longer than " + std::to_string(QUICK_FIX_STATUS_MAX_LINE) +
+                                                 " bytes and would be truncated");
     }
     if (line.find('=') == std::string::npos) {
         throw Failure(ExitCode::NOT_CHECKED, name + " has no '='");
@@ -61,12 +61,12 @@ void ReadLines(std::istream& file, StatusFile& found) {
 
 void CheckFits(const std::string& name, const std::string& key, const std::string& value) {
     if (value.find('\n') != std::string::npos) {
-        throw Failure(ExitCode::USAGE, name + " holds a line feed, which the file can't carry");
+        throw Failure(ExitCode::USAGE, name + " must not hold a line feed");
     }
     const size_t length = key.size() + 1 + value.size();
     if (length > QUICK_FIX_STATUS_MAX_LINE) {
-        throw Failure(ExitCode::USAGE, name + " makes a line of " + std::to_string(length) +
-                                           " bytes, the file carries " + std::to_string(QUICK_FIX_STATUS_MAX_LINE));
+        throw Failure(ExitCode::USAGE, name + " makes a line of " + std::to_string(length) + " bytes; the limit is " +
+                                           std::to_string(QUICK_FIX_STATUS_MAX_LINE));
     }
 }
 
@@ -106,7 +106,7 @@ StatusFile ReadStatusFile(const std::string& path) {
 
 void CheckStatusFits(const QuickFixStatus& status, const std::string& key) {
     if (key.find_first_of("=\n") != std::string::npos) {
-        throw Failure(ExitCode::USAGE, "the key holds '=' or a line feed");
+        throw Failure(ExitCode::USAGE, "the key must not hold '=' or a line feed");
     }
     CheckFits("the version", QUICK_FIX_VERSION_KEY, status.version);
     CheckFits("the status", key, status.status);
@@ -125,7 +125,7 @@ std::vector<int32_t> ParseErrorCodes(const std::string& text) {
     for (std::string piece; std::getline(pieces, piece, ',');) {
         const auto code = ParseErrorCode(piece);
         if (!code) {
-            throw Failure(ExitCode::NOT_CHECKED, "the error codes are no list of numbers: " + Quote(text));
+            throw Failure(ExitCode::NOT_CHECKED, "the error codes are not a list of 32-bit integers: " + Quote(text));
         }
         codes.push_back(*code);
     }

@@ -118,7 +118,7 @@ FileTarget::FileTarget(const std::string& path) {
         former_ = status;
         resolved = fs::canonical(path, error);
     } else if (lstat(path.c_str(), &status) == 0) {
-        throw Failure(ExitCode::NOT_CHECKED, "it is a link to nowhere");
+        throw Failure(ExitCode::NOT_CHECKED, "it is a dangling symbolic link");
     }
     name_ = resolved.filename();
     folder_ = UniqueFd(open(resolved.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));

@@ -50,7 +50,7 @@ FolderLock::FolderLock(const std::string& file, int operation)
     const auto deadline = steady_clock::now() + TIMEOUT;
     while (flock(folder_.Get(), operation | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK || steady_clock::now() >= deadline) {
-            fail(errno == EWOULDBLOCK ? "another process holds it" : strerror(errno));
+            fail(errno == EWOULDBLOCK ? "another process holds the lock" : strerror(errno));
         }
         std::this_thread::sleep_for(POLL_INTERVAL);
     }

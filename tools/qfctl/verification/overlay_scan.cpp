@@ -65,7 +65,7 @@ OverlayScan ScanOverlay(const std::string& overlay) {
 void CheckForShell(const OverlayScan& scan, const std::string& overlay) {
     std::vector<std::string> messages;
     if (!scan.unsafeNames.empty()) {
-        messages.emplace_back("a shell would interpret or split these names, which are verified without --shell:");
+        messages.emplace_back("a shell would interpret or split these names; rename them, or verify without --shell:");
         for (const std::string& name : scan.unsafeNames) {
             messages.back() += "\n  " + Quote(name);
         }

@@ -121,7 +121,7 @@ Findings CheckEvents() {
         client->CallForText("GetId");
     } catch (const std::exception& error) {
         return {{"bus", Severity::ERROR, DescribeBus(bus) + " can't be reached: " + QuoteIfUnprintable(error.what()),
-                 "start it, or put the address of another one into QUICKFIX_EVENT_BUS"}};
+                 "start it, or set QUICKFIX_EVENT_BUS to the address of another bus"}};
     }
     Findings findings = {{"bus", Severity::OK, DescribeBus(bus) + " answers", ""}};
     for (const BusCheck& check : BUS_CHECKS) {
@@ -129,7 +129,8 @@ Findings CheckEvents() {
             findings.push_back(check.run(check.name, *client));
         } catch (const std::exception& error) {
             findings.push_back({check.name, Severity::UNKNOWN,
-                                "the bus does not tell: " + QuoteIfUnprintable(error.what()), "try again, or as root"});
+                                "the bus does not answer the query: " + QuoteIfUnprintable(error.what()),
+                                "try again, or as root"});
         }
     }
     return findings;
