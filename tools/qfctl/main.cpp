@@ -28,7 +28,7 @@ constexpr char EXIT_CODES[] =
     "  3  the check or read was not possible\n"
     "  4  the event did not arrive\n";
 
-/// Returns the arguments in reverse order, as CLI11 takes them, with OPERAND_PREFIX added to operands.
+/// Returns the arguments in reverse order, as CLI11 expects them, and adds OPERAND_PREFIX to operands.
 std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? "" : arguments[0];
     size_t operands = command == "hash" ? arguments.size() : command == "cmdline" ? 1 : 0;
@@ -56,7 +56,7 @@ using AddFunction = void (*)(CLI::App& app, ExitCode& result);
 constexpr AddFunction COMMANDS[] = {AddVerifyCommand, AddStatusCommand,  AddLogCommand,   AddHashCommand,
                                     AddEventCommands, AddSystemCommands, AddDoctorCommand};
 
-/// Parses the arguments, which calls the command that they name.
+/// Parses the arguments. CLI11 calls the command while parsing.
 ExitCode RunCommand(const std::vector<std::string>& arguments) {
     CLI::App app("Verifies and inspects quick-fix patches.", "qfctl");
     app.set_version_flag("--version", "qfctl " QUICKFIX_UTILS_VERSION);
@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
             return Run({argv + 1, argv + argc});
         } catch (const Failure&) {
             throw;
-        } catch (const std::exception& error) {  // of a library, for example when memory runs out
+        } catch (const std::exception& error) {  // from a library, for example std::bad_alloc
             throw Failure(ExitCode::NOT_CHECKED, QuoteIfUnprintable(error.what()));
         }
     });

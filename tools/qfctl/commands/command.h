@@ -7,7 +7,7 @@
 
 namespace qfctl {
 
-/// Adds a subcommand that calls `run` with the options and leaves what it returns in `result`.
+/// Adds a subcommand that calls `run` with the options and stores the exit code in `result`.
 template <typename Options>
 CLI::App* AddCommand(CLI::App& parent, ExitCode& result, const std::shared_ptr<Options>& options, const char* name,
                      const char* help, ExitCode (*run)(const Options&)) {
@@ -16,7 +16,7 @@ CLI::App* AddCommand(CLI::App& parent, ExitCode& result, const std::shared_ptr<O
     return command;
 }
 
-/// Refuses an empty name of a file, for CLI::Option::check.
+/// Rejects an empty file name, for CLI::Option::check.
 inline std::string CheckFileName(const std::string& name) {
     return name.empty() ? "the file name is empty" : "";
 }

@@ -6,11 +6,11 @@
 
 namespace qfctl {
 
-/// Added to each FILE of hash and to the KEY of cmdline before CLI11 parses them: CLI11 2.1 gives texts such as "++",
-/// "[a,b]" and the names of commands a special meaning.
+/// Protects each FILE of hash and the KEY of cmdline from CLI11, which gives "++", "[a,b]" and the names of commands a
+/// special meaning (CLI11 2.1).
 constexpr char OPERAND_PREFIX = '=';
 
-// Each adds subcommands, which store their exit code in `result` when they run.
+// Each function adds subcommands that store their exit code in `result`.
 void AddVerifyCommand(CLI::App& app, ExitCode& result);
 void AddStatusCommand(CLI::App& app, ExitCode& result);
 void AddLogCommand(CLI::App& app, ExitCode& result);

@@ -64,7 +64,7 @@ std::string CheckSeconds(const std::string& text) {
     return isNumber && seconds >= 0 && seconds <= MAX_TIMEOUT_S ? "" : "not a number of seconds: " + Quote(text);
 }
 
-/// Blocks SIGINT, SIGTERM and SIGHUP and waits for them, except those that are ignored, as with nohup.
+/// Blocks SIGINT, SIGTERM and SIGHUP and waits for them. Ignored signals stay ignored, for example under nohup.
 class TerminationSignals {
 public:
     TerminationSignals() {
@@ -79,7 +79,7 @@ public:
         pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     }
 
-    /// Waits for POLL_INTERVAL_MS at most. True when a signal arrived.
+    /// Waits up to POLL_INTERVAL_MS. Returns true if a signal arrived.
     bool WaitForSignal() const {
         const timespec interval = {0, POLL_INTERVAL_MS * 1000 * 1000};
         return sigtimedwait(&signals_, nullptr, &interval) >= 0;

@@ -19,7 +19,7 @@ struct HashOptions {
     std::vector<std::string> files;
 };
 
-/// The format of sha256sum: a leading backslash marks a line with an escaped name.
+/// Formats a line like sha256sum. A leading backslash marks an escaped name.
 std::string ChecksumLine(const std::string& digest, const std::string& file) {
     std::string name;
     for (const char character : file) {
@@ -29,7 +29,7 @@ std::string ChecksumLine(const std::string& digest, const std::string& file) {
                                                  : nullptr;
         name += escape != nullptr ? escape : std::string(1, character);
     }
-    const std::string shown = name == "-" ? "./-" : name;  // alone it would mean standard input
+    const std::string shown = name == "-" ? "./-" : name;  // sha256sum -c reads "-" as standard input
     return (name == file ? "" : "\\") + digest + "  " + shown + "\n";
 }
 

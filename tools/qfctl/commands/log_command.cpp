@@ -46,15 +46,15 @@ struct LogOptions {
     throw Failure(ExitCode::NOT_CHECKED, "standard output can't be written");
 }
 
-/// Waits for changes in the log's directory, which may appear and disappear.
+/// Waits for changes in the log directory, which may be created and deleted meanwhile.
 class FolderWatch {
 public:
     FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    /// Waits for a change or, if `hasOutput`, until standard output can be written; at most POLL_INTERVAL_MS. True when it
-    /// can. When standard output has no reader left, ends the program by SIGPIPE, or throws Failure if that is ignored.
+    /// Waits up to POLL_INTERVAL_MS for a change or, if `hasOutput`, until standard output is writable. Returns true if
+    /// it is writable. If standard output has no reader, raises SIGPIPE, or throws Failure if SIGPIPE is ignored.
     bool Wait(bool hasOutput) {
-        // Has no effect on a watch that exists.
+        // Has no effect if the watch exists.
         inotify_add_watch(events_.Get(), QUICK_FIX_LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
         std::array<pollfd, 2> polled = {
             {{events_.Get(), POLLIN, 0}, {STDOUT_FILENO, static_cast<short>(hasOutput ? POLLOUT : 0), 0}}};
@@ -73,7 +73,7 @@ private:
     UniqueFd events_;
 };
 
-/// Splits "TIME[FILE(FUNCTION):LINE]MESSAGE"; any other line is a message only.
+/// Splits "TIME[FILE(FUNCTION):LINE]MESSAGE". A line in another format becomes a message only.
 Json ParseRecord(const std::string& line) {
     Json record(cJSON_CreateObject());
     const size_t function = line.find('(', TIME_LENGTH);
@@ -92,7 +92,7 @@ Json ParseRecord(const std::string& line) {
     return record;
 }
 
-/// Returns the line as it is printed; empty when it does not match --grep.
+/// Returns the line in its output format, or an empty string if it does not match --grep.
 std::string FormatLine(const LogOptions& options, const std::string& line) {
     static const bool isTerminal = IsTerminal(STDOUT_FILENO);
     if (line.find(options.grep) == std::string::npos) {
@@ -101,13 +101,13 @@ std::string FormatLine(const LogOptions& options, const std::string& line) {
     return options.json ? ToText(ParseRecord(line)) : (isTerminal ? QuoteIfUnprintable(line) : line) + "\n";
 }
 
-/// Text that waits until standard output can be written.
+/// Text to write as soon as standard output is writable.
 class PendingOutput {
 public:
     void Append(const std::string& text) { text_ += text; }
     bool IsEmpty() const { return written_ == text_.size(); }
 
-    /// Writes what a pipe with room for anything takes without blocking.
+    /// Writes at most PIPE_BUF bytes, which a writable pipe accepts without blocking.
     void WriteSome() {
         const size_t size = std::min<size_t>(text_.size() - written_, PIPE_BUF);
         const ssize_t count = TEMP_FAILURE_RETRY(write(STDOUT_FILENO, text_.data() + written_, size));
@@ -125,7 +125,7 @@ private:
     size_t written_ = 0;
 };
 
-/// Reads the log's files while a slow reader keeps the output waiting, so that a rotation loses no line.
+/// Keeps reading the log while the reader of the output is slow, so that a rotation loses no line.
 [[noreturn]] void Follow(const LogOptions& options) {
     LogReader reader({QUICK_FIX_FIRST_LOG_FILE, QUICK_FIX_SECOND_LOG_FILE});
     FolderWatch watch;
@@ -152,7 +152,7 @@ ExitCode Show(const LogOptions& options) {
     return found ? ExitCode::DONE : ExitCode::FAILED;
 }
 
-/// Empties a regular file. A missing file is no failure; a link is, and its target is not changed.
+/// Truncates a regular file. Ignores a missing file. Throws Failure for a symbolic link, whose target is not changed.
 void EmptyFile(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
@@ -173,8 +173,8 @@ void EmptyFile(const std::string& path) {
     }
 }
 
-/// Empties the files and leaves them in place: a process that logs has one of them open, and would log into nothing if
-/// it was deleted.
+/// Truncates the files instead of deleting them: a running process has one of them open and would log into a deleted
+/// file.
 ExitCode Clear() {
     const ExitCode first = Attempt([] { EmptyFile(QUICK_FIX_FIRST_LOG_FILE); });
     return std::max(first, Attempt([] { EmptyFile(QUICK_FIX_SECOND_LOG_FILE); }));

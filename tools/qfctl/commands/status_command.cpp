@@ -70,7 +70,7 @@ std::optional<unsigned int> ParseMode(const std::string& text) {
     return mode <= 07777 ? std::optional<unsigned int>(mode) : std::nullopt;
 }
 
-/// The library does not report the reason: it is the folder, the file or the disk.
+/// Finds out why the library could not write the file, because the library does not report the reason.
 std::string DescribeWriteError(const std::string& path) {
     try {
         const FileTarget target(path);

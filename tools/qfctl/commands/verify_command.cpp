@@ -46,7 +46,7 @@ struct VerifyOptions {
     bool NamesSystem() const { return !htmlFile.empty() || !junitFile.empty() || !metricsFile.empty(); }
 };
 
-/// The file of a report, if one was requested. Throws Failure when it can't be written.
+/// The file of a report, if one was requested. Throws Failure if it can't be written.
 class ReportFile {
 public:
     explicit ReportFile(std::string path) : path_(std::move(path)) {
@@ -55,7 +55,7 @@ public:
         }
     }
 
-    /// Writes what `render` returns. Prints a failure and returns its code.
+    /// Writes the text that `render` returns. If that fails, prints the failure and returns its code.
     template <typename Render>
     ExitCode Write(Render render) const {
         return Attempt([&] {
@@ -87,7 +87,7 @@ ExitCode CodeOf(const Results& results) {
                                                     : ExitCode::DONE;
 }
 
-/// Verifies and writes the reports. Leaves the verification in `made` when it could be made and trusted.
+/// Verifies and writes the reports. Stores the verification in `made` if it was possible and can be trusted.
 ExitCode VerifyAndReport(const VerifyOptions& options, const Identity& identity, std::optional<Verification>& made) {
     const Reports reports(options);
     made = Verify(options.GetVerification());
@@ -106,7 +106,7 @@ PatchStatus ReadPatchStatus(const std::string& path) {
     return {file.values.version, file.values.status, {codes.begin(), codes.end()}};
 }
 
-/// Reads the status file into the metrics. Prints a failure and returns NOT_CHECKED.
+/// Reads the status file into the metrics. If that fails, prints the failure and returns NOT_CHECKED.
 ExitCode AddStatus(const VerifyOptions& options, Metrics& metrics) {
     const bool isRead = options.statusFile.empty() ||
                         Attempt([&] { metrics.status = ReadPatchStatus(options.statusFile); }) == ExitCode::DONE;
@@ -121,7 +121,7 @@ void Print(const VerifyOptions& options, const Verification& made) {
     }
 }
 
-/// The path without links; that of a file which doesn't exist may end in names that don't.
+/// Resolves symbolic links. The path and its last directories need not exist.
 std::filesystem::path Resolve(const std::string& path) {
     std::error_code error;
     return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
@@ -155,7 +155,7 @@ ExitCode RunVerify(const VerifyOptions& options) {
     metrics.exitCode = std::max(metrics.exitCode, AddStatus(options, metrics));
     metrics.duration = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
     metrics.results = made ? &made->results : nullptr;
-    // Before the output, which fails when standard output is closed.
+    // Before the output, because that fails if standard output is closed.
     const ExitCode written = metricsFile.Write([&metrics] { return RenderMetrics(metrics); });
     if (made) {
         Print(options, *made);

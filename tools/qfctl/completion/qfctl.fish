@@ -1,7 +1,6 @@
-# Completes the command line of qfctl in fish with what `qfctl COMMAND --help` lists, so it names no command and no option
-# itself.
+# Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they always match.
 
-# __qfctl_is only|first WORD...: whether these words stand between qfctl and the cursor, only they or they first.
+# __qfctl_is only|first WORD...: succeeds if the line before the cursor consists of these words, or starts with them.
 function __qfctl_is
     set -l words (commandline -opc)
     set -e words[1]
@@ -9,7 +8,7 @@ function __qfctl_is
     test "$words" = "$argv[2..]"
 end
 
-# __qfctl_add_option CONDITION NAMES TYPE TEXT: an option, "-h,--help" by two names; TYPE is empty for a flag.
+# __qfctl_add_option CONDITION NAMES TYPE TEXT: adds an option. NAMES may be "-h,--help"; TYPE is empty for a flag.
 function __qfctl_add_option
     set -l option
     for name in (string split , -- $argv[2])
@@ -31,7 +30,7 @@ function __qfctl_add_option
     complete -c qfctl -n $argv[1] $option -d $argv[4]
 end
 
-# __qfctl_add COMMAND...: what the help of the command lists, then its subcommands.
+# __qfctl_add COMMAND...: adds the options and operands of the command, and its subcommands recursively.
 function __qfctl_add
     set -l help (command qfctl $argv --help 2>/dev/null)
     set -l condition "__qfctl_is first $argv"

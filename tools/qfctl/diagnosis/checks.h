@@ -6,8 +6,8 @@
 
 namespace qfctl {
 
-// Each examines one thing that an engine or qfctl relies on, and leaves out what a finding before makes pointless. None
-// changes a file, opens a pipe, or waits without a deadline.
+// Each function checks one thing that an engine or qfctl depends on, and omits checks that depend on a failed one. None
+// changes a file, opens a pipe, or waits without a timeout.
 Findings CheckLog();
 Findings CheckOverlay();
 Findings CheckLabels();
@@ -15,7 +15,7 @@ Findings CheckCommands();
 Findings CheckSystem();
 Finding CheckStatusFile(const std::string& path);
 
-// The checks of the platform's services, a folder for each kind of port.
+// The checks of the platform services have one directory per kind of port.
 Finding CheckParameterStore();
 Findings CheckEvents();
 

@@ -22,7 +22,7 @@ using TEKLO::QuickFixEngine::PATCH_OVERLAY_PATH;
 constexpr size_t MAX_TEXT = 200;
 constexpr std::string_view INDENT = "\n  ";  // before each name of a list
 
-/// The beginning of the first message, which is ASCII, on one line, and how many follow.
+/// Returns the beginning of the first message, which is ASCII, on one line, and the number of further messages.
 std::string Summarize(const std::vector<std::string>& messages) {
     std::string text = messages.front().substr(0, MAX_TEXT);
     for (size_t at = text.find(INDENT); at != std::string::npos; at = text.find(INDENT)) {
@@ -33,7 +33,7 @@ std::string Summarize(const std::vector<std::string>& messages) {
     return more == 0 ? text : text + ", and " + std::to_string(more) + " more";
 }
 
-/// The label as `ls -Z` shows it; nothing when there is none. Throws std::system_error when it can't be read.
+/// Returns the label as `ls -Z` shows it, or nullopt if there is none. Throws std::system_error if it can't be read.
 std::optional<std::string> ReadLabel(const char* path) {
     std::array<char, 1024> label = {};
     const ssize_t size = lgetxattr(path, "security.selinux", label.data(), label.size() - 1);

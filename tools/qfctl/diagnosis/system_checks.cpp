@@ -9,11 +9,11 @@
 namespace qfctl {
 namespace {
 
-// In the order in which the library asks for them.
+// In the order of the library's queries.
 constexpr std::array<const char*, 2> BASE_VERSION_KEYS = {"const.comp.kt.product_base_version.real",
                                                           "ro.comp.kt.product_base_version.real"};
 
-// Not through SysUtils, which would write to the file log.
+// Does not call SysUtils, which would write to the file log.
 Finding CheckStage() {
     const uid_t user = getuid();
     return {"stage", Severity::OK, std::string(user == 0 ? "init" : "sa") + ", for user " + std::to_string(user), ""};

@@ -32,9 +32,9 @@ std::string ReadRegularFile(const std::string& path) {
     return FileUtils::GetFileStream(path);
 }
 
-/// A document with nothing after it.
+/// Parses a document. Nothing may follow it.
 Json ParseStrictJson(const std::string& text) {
-    // A zero byte would end a name before its forbidden characters.
+    // A zero byte would end a name and hide forbidden characters after it.
     const bool holdsZero = text.find('\0') != std::string::npos || text.find("\\u0000") != std::string::npos;
     Json root(holdsZero ? nullptr : cJSON_ParseWithOpts(text.c_str(), nullptr, 1));
     if (root == nullptr) {
@@ -43,7 +43,7 @@ Json ParseStrictJson(const std::string& text) {
     return root;
 }
 
-/// cJSON 1.7 finds members regardless of case and returns the first of several, which a reader of the file may not expect.
+/// cJSON 1.7 ignores case in names and returns the first of several members, so a file could mean something unexpected.
 void RequireUniqueMember(const cJSON* entry, const std::string& member) {
     int found = 0;
     const cJSON* child = nullptr;
@@ -68,7 +68,7 @@ App ReadApp(cJSON* entry) {
         throw Failure(ExitCode::USAGE, "versionCode is not a number");
     }
     const std::string name = JsonTool::GetString(entry, "bundleName", "");
-    // A command would take a name with a leading '-' for an option.
+    // bm would treat a name with a leading '-' as an option.
     if (name.empty() || name[0] == '-' || name.find_first_not_of(NAME_CHARACTERS) != std::string::npos) {
         throw Failure(ExitCode::USAGE, "bundleName " + Quote(name) +
                                            " is invalid: use letters, digits, '_', '-' and '.', and no leading '-'");

@@ -10,8 +10,8 @@ struct App {
     unsigned int versionCode;
 };
 
-/// The apps of a file `{"apps": [{"bundleName": "com.example.app", "versionCode": 1000001}, ...]}`. Throws Failure:
-/// NOT_CHECKED when it can't be read, USAGE with the entry's number for anything that must not reach a command.
+/// Reads a file `{"apps": [{"bundleName": "com.example.app", "versionCode": 1000001}, ...]}`. Throws Failure:
+/// NOT_CHECKED if the file can't be read, USAGE with the number of the entry if an entry is invalid.
 std::vector<App> ReadApps(const std::string& path);
 
 }  // namespace qfctl

@@ -15,7 +15,7 @@
 namespace qfctl {
 namespace {
 
-// Long enough to hold a time stamp, so that it is unique.
+// Long enough to hold a timestamp, so that the tail is unique.
 constexpr size_t TAIL_SIZE = 256;
 
 }  // namespace
@@ -63,7 +63,7 @@ void LogReader::FindFiles() {
     }
 }
 
-/// Opens the files that are at the paths now. False when a rotation happened meanwhile.
+/// Opens the current files. Returns false if a rotation happened meanwhile.
 bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
     snapshot.clear();
     bool consistent = true;
@@ -80,7 +80,7 @@ bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
             snapshot.push_back({std::move(file), status.st_dev, status.st_ino, 0, ""});
         }
     }
-    // The older file first: a rotation replaces it.
+    // The older file first, because a rotation replaces it.
     size_t next = 0;
     for (const std::string& path : paths_) {
         const bool opened = next < snapshot.size() && IsSame(snapshot[next], path);

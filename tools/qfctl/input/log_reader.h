@@ -11,23 +11,22 @@
 
 namespace qfctl {
 
-/// Reads the two files of the log as one stream of lines, through rotations, deletion and truncation.
+/// Reads the two files of the log as one stream of lines, across rotation, deletion and truncation.
 ///
-/// Keeps each file open from when it first sees it, so that a file that is rotated away or deleted is still read to its
-/// end. Misses only a file that is created and deleted between two calls. Throws Failure when an existing file can't be
-/// read.
+/// Keeps every file open, so that a rotated or deleted file is still read completely. Misses only a file that is
+/// created and deleted between two calls. Throws Failure if an existing file can't be read.
 class LogReader {
 public:
     using LineSink = std::function<void(const std::string& line)>;
 
-    /// `paths` from the older file to the newer one.
+    /// `paths` lists the older file first.
     explicit LogReader(std::vector<std::string> paths) : paths_(std::move(paths)) {}
 
-    /// Passes each complete line written since the last call to `sink`, without its line feed; of a deleted file also the
-    /// text after its last line feed.
+    /// Passes each complete line written since the last call to `sink`, without its line feed. For a deleted file, also
+    /// passes the text after its last line feed.
     void ReadNew(const LineSink& sink);
 
-    /// Passes all lines to `sink`, also the text after the files' last line feeds.
+    /// Passes all lines to `sink`, including a last line without a line feed.
     void ReadAll(const LineSink& sink);
 
     bool HasFiles() const { return !sources_.empty(); }
@@ -37,8 +36,8 @@ private:
         UniqueFd file;
         dev_t device;
         ino_t inode;
-        off_t offset;      // after the last line feed that was read
-        std::string tail;  // the text before it: another text there shows that the file was emptied
+        off_t offset;      // after the last line feed read
+        std::string tail;  // the text before the offset; if it changes, the file was truncated
     };
 
     void FindFiles();

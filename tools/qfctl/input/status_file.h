@@ -9,28 +9,28 @@
 
 namespace qfctl {
 
-/// What qfctl has to know of a status file before it lets the library change it.
+/// The properties of a status file that qfctl checks before the library changes the file.
 struct StatusFile {
     TEKLO::QuickFixEngine::QuickFixStatus values;
-    std::string key = "Status";  // of the status line
+    std::string key = "Status";  // key of the status line
     unsigned int mode = 0600;
-    std::string formatMismatch;  // what shows that it was not written as a status file; empty for a status file
+    std::string formatMismatch;  // why this is not a status file; empty if it is one
 };
 
-/// Nothing when there is no such file. Throws Failure when its values can't be read whole.
+/// Returns nullopt if the file does not exist. Throws Failure if its values can't be read completely.
 std::optional<StatusFile> InspectStatusFile(const std::string& path);
 
-/// Reads a status file while no other qfctl changes it. Throws Failure when there is none, or its values can't be read whole.
+/// Reads a status file under a lock. Throws Failure if it does not exist or its values can't be read completely.
 StatusFile ReadStatusFile(const std::string& path);
 
-/// Throws Failure when a status file can't hold these values under this key.
+/// Throws Failure if a status file can't hold these values under this key.
 void CheckStatusFits(const TEKLO::QuickFixEngine::QuickFixStatus& status, const std::string& key);
 
-/// A decimal number of 32 bits.
+/// Parses a decimal 32-bit integer.
 std::optional<int32_t> ParseErrorCode(const std::string& text);
 
-/// The error codes of a status file, decimal numbers of 32 bits with a comma after each. Throws Failure when they are
-/// something else.
+/// Parses the error codes of a status file: decimal 32-bit integers, separated by commas. Throws Failure if they have
+/// another format.
 std::vector<int32_t> ParseErrorCodes(const std::string& text);
 
 }  // namespace qfctl

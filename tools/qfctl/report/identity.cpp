@@ -15,7 +15,7 @@ using TEKLO::QuickFixEngine::SysUtils;
 
 Identity ReadIdentity(Clock::time_point start) {
     struct utsname system = {};
-    (void)uname(&system);  // fails for a bad address only
+    (void)uname(&system);  // fails only for a bad address
     return {system.nodename,
             SysUtils::GetBaseVersion(),
             SysUtils::GetRunningStage() == STAGE_INIT ? "init" : "sa",

@@ -7,8 +7,8 @@
 
 namespace qfctl {
 
-/// Renders JUnit XML: a test suite per run that was made, with the identity as its properties, and a test case per item.
-/// A failed item is a failure, an inconclusive one an error, with the values of each check on a line.
+/// Renders JUnit XML: a test suite per run, with the identity as properties, and a test case per item. A failed item
+/// has a failure, an inconclusive item an error, each with one line per check.
 std::string RenderJunit(const Results& results, const Identity& identity);
 
 }  // namespace qfctl

@@ -11,7 +11,7 @@ namespace {
 
 using Labels = std::vector<std::pair<const char*, std::string>>;
 
-/// The value of a label: UTF-8, with its special characters escaped.
+/// Converts a label value to valid UTF-8 and escapes special characters.
 std::string EscapeLabel(const std::string& value) {
     std::string escaped;
     for (const char character : QuoteIfUnprintable(value)) {

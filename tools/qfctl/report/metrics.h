@@ -12,7 +12,6 @@
 
 namespace qfctl {
 
-/// What a status file says.
 struct PatchStatus {
     std::string version;
     std::string status;
@@ -23,8 +22,8 @@ struct Metrics {
     Identity identity;
     std::chrono::microseconds duration = {};
     ExitCode exitCode = ExitCode::DONE;
-    const Results* results = nullptr;   // of a run that was made and can be trusted
-    std::optional<PatchStatus> status;  // of the status file, if one was requested and could be read
+    const Results* results = nullptr;   // null if there is no trustworthy result
+    std::optional<PatchStatus> status;  // empty if no status file was requested or readable
 };
 
 /// Renders the text format of Prometheus.

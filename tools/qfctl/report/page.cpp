@@ -14,7 +14,7 @@ bool IsInsideCharacter(char byte) {
     return (byte & '\xc0') == '\x80';
 }
 
-/// Marks the part of the value between the prefix and the suffix that it shares with the other one.
+/// Marks the part of `value` that differs from the other value: all except their common prefix and suffix.
 std::string HighlightDifference(const std::string& value, const std::string& other) {
     const size_t shorter = std::min(value.size(), other.size());
     size_t start = static_cast<size_t>(
@@ -59,7 +59,7 @@ std::string RenderItem(const ItemResult& result) {
     return html + "</div>\n";
 }
 
-/// The items of both runs with this verdict.
+/// Renders the items of both runs that have this verdict.
 std::string RenderVerdict(const Results& results, Verdict verdict) {
     std::string html;
     for (const auto* run : {&results.files, &results.apps}) {
@@ -94,7 +94,7 @@ std::string BarPart(const char* name, size_t count) {
     return std::string("<div class=\"") + name + "\" style=\"flex:" + std::to_string(count) + "\"></div>";
 }
 
-/// Replaces each "{{name}}" by its value; a value is not searched again.
+/// Replaces each "{{name}}" with its value. Values are not expanded again.
 std::string FillTemplate(std::string_view text, const std::map<std::string_view, std::string>& values) {
     std::string filled;
     while (true) {

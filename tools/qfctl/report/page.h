@@ -7,8 +7,8 @@
 
 namespace qfctl {
 
-/// Renders a self-contained page: where and when it was made, totals, failures first with the differing part of each value
-/// marked, and a filter, which the address can hold too (page.html#filter=text&failures).
+/// Renders a self-contained HTML page with the identity of the system, the totals, the items (failures first,
+/// differences highlighted) and a filter. The URL can set the filter: page.html#filter=text&failures.
 std::string RenderHtml(const Results& results, const Identity& identity);
 
 }  // namespace qfctl

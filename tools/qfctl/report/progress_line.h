@@ -7,10 +7,10 @@
 
 namespace qfctl {
 
-/// A line on standard error that shows how far a run is; nothing where standard error is not a terminal.
+/// Shows the progress of a run on standard error, if that is a terminal.
 class ProgressLine {
 public:
-    /// One that prints nothing.
+    /// Prints nothing.
     ProgressLine() = default;
     explicit ProgressLine(size_t total);
     ~ProgressLine();
@@ -24,7 +24,7 @@ private:
 
     size_t total_ = 0;
     size_t done_ = 0;
-    UniqueFd terminal_;  // a duplicate, which outlives a redirection of standard error
+    UniqueFd terminal_;  // a duplicate, because the run redirects standard error
 };
 
 }  // namespace qfctl

@@ -6,7 +6,7 @@
 namespace qfctl {
 namespace {
 
-/// The value of a file's entry in a fragment.
+/// Returns the value of a file's entry in a fragment.
 std::string EntryValue(const ItemResult& result) {
     if (result.differences.empty()) {
         return "true";

@@ -6,8 +6,8 @@
 
 namespace qfctl {
 
-/// The report object: the fragments of the runs in braces, with the names and values escaped, which the library leaves as
-/// they are. Throws Failure when the fragments do not hold the results.
+/// Returns the report object: the fragments of the runs in braces. Escapes names and values, because the library does
+/// not. Throws Failure if the fragments do not hold the results.
 std::string MakeReportObject(const std::string& fragments, const Results& results);
 
 }  // namespace qfctl

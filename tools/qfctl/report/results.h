@@ -11,15 +11,15 @@ using TEKLO::QuickFixEngine::Difference;
 using TEKLO::QuickFixEngine::ItemResult;
 using TEKLO::QuickFixEngine::Verdict;
 
-/// In the order in which they are shown.
+/// All verdicts in display order.
 inline constexpr Verdict VERDICTS[] = {Verdict::FAILED, Verdict::INCONCLUSIVE, Verdict::PASSED};
 
-/// What a verification found out, in the order in which it was checked.
+/// The results of a verification, in the order of the checks.
 struct Results {
     std::vector<ItemResult> files;
     std::vector<ItemResult> apps;
 
-    /// Of both runs together.
+    /// Counts the items of both runs.
     size_t Count(Verdict verdict) const;
 };
 

@@ -27,7 +27,7 @@ public:
         pthread_sigmask(SIG_BLOCK, &all, &former_);
     }
     ~ScopedSignalBlock() {
-        // A write past the file size limit fails, which is reported; its signal is discarded.
+        // A write past the file size limit already returns an error, so its signal is discarded.
         sigset_t limit = {};
         sigemptyset(&limit);
         sigaddset(&limit, SIGXFSZ);
@@ -42,7 +42,7 @@ private:
     sigset_t former_ = {};
 };
 
-/// A new file in the folder; removed unless it is renamed to its final name.
+/// A new file in the directory. The destructor removes it, unless it was renamed to its final name.
 class ScopedTempFile {
 public:
     explicit ScopedTempFile(int folder) : folder_(folder) {

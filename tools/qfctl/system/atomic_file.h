@@ -9,16 +9,16 @@
 
 namespace qfctl {
 
-/// The path of a file to write: a new one, or a regular one to replace. Links are followed at construction; a link that
-/// appears later is not.
+/// The path of a new file, or of a regular file to replace. The constructor resolves symbolic links; a link that
+/// appears later is not followed.
 class FileTarget {
 public:
-    /// Throws Failure when the file can't be written.
+    /// Throws Failure if the file can't be written.
     explicit FileTarget(const std::string& path);
 
-    /// Writes the file atomically: the former content stays until the new one is on the disk. Keeps mode and owner of
-    /// the file that existed at construction. Blocks signals meanwhile, so that only SIGKILL leaves a temporary file.
-    /// Throws Failure.
+    /// Writes the file atomically: the old content stays until the new content is on the disk. Keeps the mode and owner
+    /// of a file that existed at construction. Blocks signals meanwhile, so that only SIGKILL leaves a temporary file.
+    /// Throws Failure if the file can't be written.
     void Write(const std::string& content) const;
 
 private:

@@ -4,10 +4,10 @@
 
 namespace qfctl {
 
-/// True for an executable regular file.
+/// Returns true for an executable regular file.
 bool IsExecutable(const std::string& path);
 
-/// True when a shell would find the command in PATH.
+/// Returns true if a shell would find the command in PATH.
 bool IsInPath(const std::string& command);
 
 }  // namespace qfctl

@@ -1,4 +1,4 @@
-// The incremental digest calls are deprecated, not removed: they need no allocation and can't fail.
+// OpenSSL 3.0 deprecates the incremental digest functions. They still exist, need no allocation and can't fail.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "system/file_digest.h"
@@ -32,7 +32,7 @@ void RequireRegular(const struct stat& status) {
 }  // namespace
 
 std::string ComputeDigest(const std::string& path) {
-    // Opening a device may already change something.
+    // Opening a device can have side effects.
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
         ThrowSystemFailure(errno);

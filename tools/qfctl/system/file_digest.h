@@ -4,9 +4,9 @@
 
 namespace qfctl {
 
-/// The SHA-256 digest of a regular file that was read to its end, 64 lower-case hexadecimal digits. Unlike the library's
-/// digest it does not take a read error for the end of the file, and does not wait for a pipe. Throws Failure: FAILED
-/// when there is no such file, else NOT_CHECKED.
+/// Returns the SHA-256 digest of a regular file in 64 lower-case hexadecimal digits. Unlike the library, it does not
+/// treat a read error as the end of the file, and does not wait for a pipe. Throws Failure: FAILED if the file does not
+/// exist, NOT_CHECKED for any other error.
 std::string ComputeDigest(const std::string& path);
 
 }  // namespace qfctl

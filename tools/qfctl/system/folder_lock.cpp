@@ -24,7 +24,7 @@ constexpr auto TIMEOUT = std::chrono::seconds(10);
 constexpr auto POLL_INTERVAL = std::chrono::milliseconds(20);
 constexpr int MAX_LINKS = 40;
 
-/// Resolves links at the end of the path, also links to a file that does not exist, and returns its folder.
+/// Resolves symbolic links at the end of the path, including dangling ones, and returns the directory.
 fs::path FindFolder(fs::path path) {
     std::error_code error;
     for (int links = 0; links < MAX_LINKS && fs::is_symlink(path, error); ++links) {

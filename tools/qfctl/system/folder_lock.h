@@ -6,13 +6,13 @@
 
 namespace qfctl {
 
-/// A lock on the folder of a file while qfctl reads or changes that file. It creates no lock file, needs only read
-/// permission for the folder, works for a file that does not exist, and is the same for all symbolic links to a file, though not for hard links in other folders. Only qfctl
-/// respects it.
+/// Locks the directory of a file while qfctl reads or changes the file. Creates no lock file, needs only read
+/// permission for the directory, and works for a missing file. All symbolic links to a file share the lock; hard links
+/// in other directories do not. Only qfctl respects the lock.
 class FolderLock {
 public:
-    /// `operation` is LOCK_SH or LOCK_EX of flock. Waits up to 10 seconds for others. Throws Failure when it
-    /// can't lock. Locks nothing when the folder does not exist, or for LOCK_SH when the user may not read it.
+    /// `operation` is LOCK_SH or LOCK_EX of flock. Waits up to 10 seconds. Throws Failure if it can't lock. Locks
+    /// nothing if the directory does not exist, or for LOCK_SH if the user can't read it.
     FolderLock(const std::string& file, int operation);
 
 private:

@@ -4,7 +4,7 @@
 
 namespace qfctl {
 
-/// Keeps what the commands of a run print out of standard error: the results say it better.
+/// Discards the error output of the commands of a run, because the results report the errors more clearly.
 class ScopedStderrToNull {
 public:
     ScopedStderrToNull();

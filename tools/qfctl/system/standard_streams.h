@@ -2,8 +2,8 @@
 
 namespace qfctl {
 
-/// Opens the standard descriptors that the caller closed, so that no file that is opened later gets their numbers and
-/// with them the output. A write to a standard output that was closed still fails. Throws Failure when that is not possible.
+/// Opens the standard descriptors that the caller closed, so that a file opened later does not get their numbers and
+/// receive the output. Writing to a closed standard output still fails. Throws Failure if a descriptor can't be opened.
 void OpenClosedStandardStreams();
 
 }  // namespace qfctl

@@ -6,10 +6,10 @@ namespace qfctl {
 
 bool IsTerminal(int descriptor);
 
-/// True for a terminal, unless NO_COLOR is set to anything but an empty text.
+/// Returns true for a terminal, unless NO_COLOR is set and not empty.
 bool SupportsColor(int descriptor);
 
-/// The columns of a terminal; 80 when it does not tell.
+/// Returns the width of the terminal in columns, or 80 if it is unknown.
 size_t GetTerminalWidth(int descriptor);
 
 }  // namespace qfctl

@@ -57,7 +57,7 @@ pid_t Start(const std::string& command, int output) {
     return process;
 }
 
-/// Counts line feeds up to the end of the output. False at the deadline.
+/// Counts line feeds up to the end of the output. Returns false at the deadline.
 bool CountLines(int output, Clock::time_point deadline, size_t& lines) {
     std::array<char, 4096> block = {};
     while (Clock::now() < deadline) {
@@ -100,7 +100,7 @@ TimedResult RunTimed(const std::string& command, std::chrono::milliseconds timeo
     result.hasEnded = CountLines(output.Get(), deadline, result.lines) && WaitForEnd(process, deadline, result.status);
     if (!result.hasEnded) {
         kill(-process, SIGKILL);
-        // Without waiting: one that is stuck in the kernel would hold this process up too.
+        // Does not wait for the command, which may be stuck in the kernel.
         waitpid(process, nullptr, WNOHANG);
     }
     return result;

@@ -12,10 +12,10 @@ struct JsonDeleter {
 };
 using Json = std::unique_ptr<cJSON, JsonDeleter>;
 
-/// Adds a text member; bytes that are not valid UTF-8 become U+FFFD.
+/// Adds a string member. Bytes that are not valid UTF-8 become U+FFFD.
 void AddText(const Json& object, const char* name, const std::string& text);
 
-/// Prints the document on one line.
+/// Returns the document on one line.
 std::string ToText(const Json& json);
 
 }  // namespace qfctl

@@ -15,7 +15,7 @@ const uint8_t* Bytes(const std::string& text) {
     return reinterpret_cast<const uint8_t*>(text.data());
 }
 
-/// The length of the valid sequence at `at` and its character; 0 when there is none.
+/// Returns the length of the valid sequence at `at` and stores its character. Returns 0 if the sequence is invalid.
 size_t Decode(const std::string& text, size_t at, ucs4_t& character) {
     const int length = u8_mbtoucr(&character, Bytes(text) + at, text.size() - at);
     return static_cast<size_t>(std::max(length, 0));

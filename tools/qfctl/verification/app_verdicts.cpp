@@ -21,7 +21,7 @@ constexpr char LIST_BUNDLES[] = "bm dump -a";
 constexpr std::string_view PATCH_FLAG = "teklo.app.quickfix";
 
 struct CommandOutput {
-    bool isComplete = false;  // exit code 0, and the output was read to its end
+    bool isComplete = false;  // exit code 0, and all output was read
     std::string text;
 };
 
@@ -44,7 +44,7 @@ bool IsWordCharacter(char character) {
     return character == '_' || isalnum(static_cast<unsigned char>(character)) != 0;
 }
 
-/// What `grep -w -o` prints in the C locale for a pattern whose only special character is ".".
+/// Returns what `grep -w -o` prints in the C locale. "." is the only special character in the pattern.
 std::vector<std::string> FindWords(const std::string& text, std::string_view pattern) {
     const auto fits = [](char wanted, char found) { return wanted == found || (wanted == '.' && found != '\n'); };
     std::vector<std::string> words;
@@ -65,7 +65,7 @@ std::vector<std::string> FindWords(const std::string& text, std::string_view pat
     return words;
 }
 
-/// True when the bundle itself is listed, not only one whose name begins with its name.
+/// Returns true if the bundle itself is listed, not only a longer name that contains its name.
 bool IsListed(const std::string& listing, const std::string& name) {
     const auto isPartOfName = [](char character) {
         return IsWordCharacter(character) || character == '.' || character == '-';
@@ -79,7 +79,7 @@ bool IsListed(const std::string& listing, const std::string& name) {
     return false;
 }
 
-/// The first number of the last line that holds "versionCode"; empty when there is none.
+/// Returns the first number of the last line with "versionCode", or an empty string.
 std::string FindVersion(const std::string& dump) {
     constexpr char DIGITS[] = "0123456789";
     const size_t label = dump.rfind("versionCode");
@@ -92,7 +92,7 @@ std::string FindVersion(const std::string& dump) {
     return line.substr(digits, line.find_first_not_of(DIGITS, digits) - digits);
 }
 
-/// Returns the differences that follow from the output of bm.
+/// Returns the differences that the library must find in this output of bm.
 std::vector<Difference> ExpectDifferences(const App& app, const std::string& listing, const std::string& dump) {
     std::vector<Difference> differences;
     if (FindWords(listing, app.bundleName) != std::vector<std::string>{app.bundleName}) {
@@ -126,7 +126,7 @@ std::string ListBundles() {
 
 void CheckAppVerdict(const ItemResult& result, const App& app, const std::string& listing) {
     const CommandOutput dump = RunCommand("bm dump -n " + app.bundleName);
-    // bm may fail for a bundle that is not installed.
+    // bm may also fail because the bundle is not installed.
     if (!dump.isComplete && IsListed(listing, app.bundleName)) {
         throw Failure(ExitCode::NOT_CHECKED,
                       "bm dump -n " + app.bundleName + " fails, although the bundle is installed");

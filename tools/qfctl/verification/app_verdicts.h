@@ -8,11 +8,11 @@
 
 namespace qfctl {
 
-/// Throws Failure when the device's tool bm does not list the installed bundles.
+/// Throws Failure if `bm dump -a` fails.
 void CheckBundleTool();
 
-/// Asks bm again about the apps that failed: the commands of a run don't tell its failure, or that of a shell, from an
-/// app that is absent. Throws Failure at the first verdict that can't be trusted.
+/// Queries bm again for each app, because the commands of a run can't distinguish a failure of bm or the shell from a
+/// missing app. Throws Failure at the first verdict that can't be trusted.
 void CheckAppVerdicts(const std::vector<ItemResult>& results, const std::vector<App>& apps);
 
 }  // namespace qfctl

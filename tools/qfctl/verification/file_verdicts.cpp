@@ -23,24 +23,23 @@ std::vector<Difference>::const_iterator FindDifference(const ItemResult& result,
                         [check](const Difference& difference) { return difference.check == check; });
 }
 
-/// True when the result agrees with the modes of both files, which a failing ls may have shown in part.
+/// Compares the result with the modes of both files. A failing ls may have printed a mode in part.
 bool AgreesWithModes(const ItemResult& result, const std::string& patchPath) {
     struct stat live = {};
     struct stat patch = {};
     if (lstat(result.item.c_str(), &live) != 0 || lstat(patchPath.c_str(), &patch) != 0) {
-        return true;  // without a file there is no mode to agree with
+        return true;  // a missing file has no mode
     }
     return (live.st_mode == patch.st_mode) == (FindDifference(result, "RWX") == result.differences.end());
 }
 
-/// True when the result agrees with the digests of both files.
 bool AgreesWithDigests(const ItemResult& result, const std::string& live, const std::string& patch) {
     const auto reported = FindDifference(result, "SHA256");
     return reported == result.differences.end() ? live == patch
                                                 : live != patch && reported->live == live && reported->patch == patch;
 }
 
-/// Returns an empty text when the file does not exist and is not required.
+/// Returns an empty string if the file does not exist and is not required.
 std::string ReadDigest(const std::string& path, bool isRequired) {
     try {
         return ComputeDigest(path);

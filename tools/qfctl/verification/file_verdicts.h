@@ -6,8 +6,8 @@
 
 namespace qfctl {
 
-/// Compares the verdicts of a native run with the files as they are now, read to their ends. Throws Failure at the first
-/// verdict that can't be trusted.
+/// Reads the files of a native run again and compares them with the verdicts. Throws Failure at the first verdict that
+/// can't be trusted.
 void CheckFileVerdicts(const std::vector<ItemResult>& files, const std::string& overlay);
 
 }  // namespace qfctl

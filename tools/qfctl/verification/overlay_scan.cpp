@@ -32,7 +32,7 @@ void ThrowIfAny(std::vector<std::string> messages) {
 OverlayScan ScanOverlay(const std::string& overlay) {
     OverlayScan scan;
     std::vector<std::string> errors;
-    // One folder open at a time, so that a deep overlay doesn't run out of descriptors.
+    // Opens one folder at a time, so that a deep overlay doesn't exhaust the descriptors.
     std::vector<fs::path> pending = {overlay};
     while (!pending.empty()) {
         const fs::path folder = std::move(pending.back());

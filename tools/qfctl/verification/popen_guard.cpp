@@ -17,7 +17,7 @@ bool IsSafePath(const std::filesystem::path& path) {
            });
 }
 
-/// True for the library's listings of paths that a shell would interpret or split.
+/// Returns true for an `ls` command of the library whose path a shell would interpret or split.
 bool IsUnsafeListing(const std::string& command) {
     const bool isListing = command.rfind("ls -", 0) == 0;
     return isListing && !IsSafePath(command.substr(std::min(command.size(), sizeof("ls -l"))));
@@ -26,8 +26,8 @@ bool IsUnsafeListing(const std::string& command) {
 }  // namespace
 }  // namespace qfctl
 
-/// Replaces the C library's function in this process, for the library too: a name that appears in the overlay after the
-/// scan does not reach a shell that would interpret it.
+/// Replaces popen of the C library in this process, including the calls of quickfix_utils. A name that appears in the
+/// overlay after the scan could otherwise reach a shell that interprets it.
 extern "C" [[gnu::visibility("default")]] FILE* popen(const char* command, const char* mode) {
     static const auto next = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "popen"));
     if (qfctl::IsUnsafeListing(command)) {

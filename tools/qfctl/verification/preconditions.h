@@ -7,10 +7,10 @@
 
 namespace qfctl {
 
-/// Lists the files of the overlay. Throws Failure when they can't be verified, through a shell or without one.
+/// Returns the files of the overlay. Throws Failure if they can't be verified.
 std::vector<std::string> PrepareFileRun(const std::string& overlay, bool usesShell);
 
-/// Throws Failure when the apps can't be verified.
+/// Throws Failure if the apps can't be verified.
 void CheckAppPreconditions(const std::vector<App>& apps);
 
 }  // namespace qfctl

@@ -28,7 +28,7 @@ std::set<int> ListDescriptors() {
         descriptors.insert(std::stoi(entries->path().filename()));
     }
     for (auto descriptor = descriptors.begin(); descriptor != descriptors.end();) {
-        const bool isOpen = fcntl(*descriptor, F_GETFD) >= 0;  // the listing's own descriptor is closed again
+        const bool isOpen = fcntl(*descriptor, F_GETFD) >= 0;  // false for the descriptor of the listing itself
         descriptor = isOpen ? std::next(descriptor) : descriptors.erase(descriptor);
     }
     return descriptors;
@@ -58,7 +58,7 @@ void ReplaceEndlessFiles(const std::set<int>& inherited) {
 
 ReadWatchdog::ReadWatchdog() : inherited_(ListDescriptors()) {
     struct sigaction interrupt = {};
-    interrupt.sa_handler = [](int) {};  // without SA_RESTART: a blocked call fails
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART, a blocked call fails
     sigaction(SIGALRM, &interrupt, &formerAction_);
     sigset_t alarm = {};
     sigemptyset(&alarm);

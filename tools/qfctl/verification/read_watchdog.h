@@ -10,9 +10,9 @@
 
 namespace qfctl {
 
-/// Keeps the reads of the thread that constructed it from blocking forever when a pipe or a device has replaced a regular
-/// file: twice a second it interrupts a blocked call and replaces each pipe or device that was opened meanwhile by an
-/// empty one. The content read is then wrong; callers must check it.
+/// Prevents reads of the constructing thread from blocking forever if a pipe or device has replaced a regular file.
+/// Twice a second, it interrupts a blocked call and replaces each newly opened pipe or device with an empty file. The
+/// content read is then wrong, so callers must check it.
 class ReadWatchdog {
 public:
     ReadWatchdog();

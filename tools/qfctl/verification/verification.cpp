@@ -31,7 +31,7 @@ using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 using TEKLO::QuickFixEngine::TestManager;
 
 struct CheckOutput {
-    std::string fragments;  // of the chosen runs, joined
+    std::string fragments;  // of the requested runs, joined
     Results results;
     uint64_t inconclusive = 0;
 };
@@ -86,7 +86,7 @@ std::vector<std::string> SortedNames(const std::vector<ItemResult>& results) {
     return names;
 }
 
-/// Throws Failure when the results of a run can't be trusted.
+/// Throws Failure if the results of a run can't be trusted.
 void CheckResults(const VerificationOptions& options, const CheckOutput& output, std::vector<std::string> scanned,
                   const std::vector<App>& apps) {
     std::sort(scanned.begin(), scanned.end());
@@ -107,7 +107,7 @@ void CheckResults(const VerificationOptions& options, const CheckOutput& output,
     }
 }
 
-/// What keeps the two files from being compared.
+/// Returns the reasons why the two files could not be compared.
 std::vector<std::string> FindReadErrors(const std::string& file) {
     std::vector<std::string> errors;
     for (const std::string& side : {file, PATCH_OVERLAY_PATH + file}) {
@@ -123,7 +123,7 @@ std::vector<std::string> FindReadErrors(const std::string& file) {
     return errors;
 }
 
-/// Lists the files that are verified. Throws Failure when the runs can't be made.
+/// Returns the files to verify. Throws Failure if a run is not possible.
 std::vector<std::string> Prepare(const VerificationOptions& options, const std::vector<App>& apps) {
     return WithContext("nothing was verified: ", [&] {
         std::vector<std::string> files;
@@ -141,7 +141,7 @@ std::vector<std::string> Prepare(const VerificationOptions& options, const std::
 
 Verification Verify(const VerificationOptions& options) {
     const std::vector<App> apps = options.appsFile.empty() ? std::vector<App>() : ReadApps(options.appsFile);
-    setenv("LC_ALL", "C", 1);  // in others, grep prints "binary file matches" for bytes that are not UTF-8
+    setenv("LC_ALL", "C", 1);  // in a UTF-8 locale, grep treats invalid UTF-8 as a binary file
     const std::vector<std::string> files = Prepare(options, apps);
     CheckOutput output =
         options.showsRecords ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());

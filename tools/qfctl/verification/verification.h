@@ -19,10 +19,11 @@ struct Verification {
     std::string reportObject;
 };
 
-/// Makes the runs and checks their results. Throws Failure when a run can't be made or trusted.
+/// Verifies files and apps, and checks the results. Throws Failure if that is not possible or a result can't be
+/// trusted.
 Verification Verify(const VerificationOptions& options);
 
-/// Throws Failure, with a message for each reason, when there are inconclusive files.
+/// Throws Failure, with one message per error, if a file is inconclusive.
 void CheckConclusive(const std::vector<ItemResult>& files);
 
 }  // namespace qfctl

@@ -15,7 +15,7 @@
 namespace qfctl {
 namespace {
 
-// The names that the Linux port uses.
+// The names in the Linux port.
 constexpr char SERVICE[] = "teklo.CommonEventService";
 constexpr char INTERFACE[] = "teklo.CommonEvent";
 constexpr char SIGNAL[] = "Published";
@@ -45,7 +45,7 @@ Finding CheckReception(const std::string& name, BusClient& client) {
         return {name, Severity::ERROR, CurrentUser() + " may not subscribe: " + QuoteIfUnprintable(error.what()),
                 advice};
     }
-    // Addressed to this connection, it is no broadcast, and every listener of the port would drop it.
+    // A signal to one connection is not a broadcast, so listeners of the port would ignore it.
     if (!client.EchoEvent(PATH, INTERFACE, SIGNAL)) {
         return {name, Severity::WARNING, "the bus does not pass a trial event on to " + CurrentUser(), advice};
     }
@@ -56,7 +56,7 @@ std::string FindProgram(uint32_t process) {
     const std::filesystem::path folder = "/proc/" + std::to_string(process);
     std::error_code error;
     std::string program = std::filesystem::read_symlink(folder / "exe", error);
-    if (error) {  // of another user
+    if (error) {  // the process belongs to another user
         std::ifstream file(folder / "comm");
         std::getline(file, program);
     }
@@ -85,7 +85,7 @@ Finding CheckService(const std::string& name, BusClient& client) {
     return {name, Severity::OK, text, ""};
 }
 
-/// Takes the name for a moment when nobody owns it: no other call tells what the policy says. Others can take it over.
+/// If nobody owns the name, owns it for a moment, because no other call reveals the policy. Others can take it over.
 Finding CheckOwnership(const std::string& name, BusClient& client) {
     try {
         if (client.CallForNumber("RequestName", SERVICE, ALLOW_REPLACEMENT | DO_NOT_QUEUE) == PRIMARY_OWNER) {
@@ -104,7 +104,7 @@ struct BusCheck {
     Finding (*run)(const std::string& name, BusClient& client);
 };
 
-// The owner comes before the ownership, which may make this process the owner for a moment.
+// CheckService runs before CheckOwnership, which may make this process the owner for a moment.
 constexpr std::array<BusCheck, 3> BUS_CHECKS = {{
     {"event-reception", CheckReception},
     {"event-service", CheckService},

@@ -30,7 +30,7 @@ int Connect(const std::string& name, sd_bus** bus) {
     if (name == "session") {
         return sd_bus_open_user(bus);
     }
-    // The port refuses it too: sd-bus would wait for the end of the program.
+    // The Linux port refuses such an address too: sd-bus would wait for the executed program to exit.
     if (name.find("unixexec:") != std::string::npos) {
         return -EPROTONOSUPPORT;
     }
@@ -124,7 +124,7 @@ bool BusClient::EchoEvent(const char* path, const char* interface, const char* m
     Check(sd_bus_message_append_basic(created, 's', ""));
     Check(sd_bus_message_set_destination(created, self));
     Check(sd_bus_send(bus_.get(), created, nullptr));
-    // The bus answers in order, so the signal arrives before this reply, or never.
+    // The bus preserves the order, so the signal arrives before this reply or never.
     CallForText("GetId");
     return hasEcho_;
 }

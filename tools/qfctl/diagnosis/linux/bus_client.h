@@ -22,22 +22,22 @@ private:
     std::string name_;  // such as org.freedesktop.DBus.Error.AccessDenied
 };
 
-/// A connection that talks to the bus itself. No call waits longer than the Linux port does. Other failures than a
-/// refusal are thrown as std::system_error.
+/// A connection for calls to the bus itself. Each call has the timeout of the Linux port. Throws BusError if the bus
+/// refuses a call, std::system_error for any other failure.
 class BusClient {
 public:
-    /// Starts to connect and doesn't wait for the bus: "system", "session", or an address.
+    /// Starts to connect without waiting. `bus` is "system", "session" or an address.
     explicit BusClient(const std::string& bus);
     BusClient(const BusClient&) = delete;
     BusClient& operator=(const BusClient&) = delete;
 
-    /// Calls a method with up to two arguments and returns the text or the number of its reply.
+    /// Calls a method with up to two arguments and returns the string or number in its reply.
     std::string CallForText(const char* member, const std::optional<std::string>& text = std::nullopt);
     uint32_t CallForNumber(const char* member, const std::string& text,
                            const std::optional<uint32_t>& number = std::nullopt);
     void Call(const char* member, const std::string& text);
 
-    /// Sends an event, addressed to this connection alone. True when the bus has passed it on.
+    /// Sends an event to this connection only. Returns true if the bus delivers it.
     bool EchoEvent(const char* path, const char* interface, const char* member);
 
 private:

@@ -2,7 +2,7 @@
 
 namespace qfctl {
 
-/// page.html.in with page.css and page.js in it. "{{name}}" marks what `RenderHtml` fills in.
+/// page.html.in with page.css and page.js embedded. `RenderHtml` replaces each "{{name}}".
 extern const char PAGE_TEMPLATE[];
 
 }  // namespace qfctl
