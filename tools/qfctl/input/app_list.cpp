@@ -32,7 +32,7 @@ std::string ReadRegularFile(const std::string& path) {
     return FileUtils::GetFileStream(path);
 }
 
-/// Parses a document. Nothing may follow it.
+/// Parses a JSON document. Throws Failure if anything follows it.
 Json ParseStrictJson(const std::string& text) {
     // A zero byte would end a name and hide forbidden characters after it.
     const bool holdsZero = text.find('\0') != std::string::npos || text.find("\\u0000") != std::string::npos;
