@@ -10,11 +10,11 @@ namespace qfctl {
 
 /// Scripts rely on these numbers, so they never change.
 enum class ExitCode {
-    DONE = 0,         // everything passed, was found, or was done
-    FAILED = 1,       // a check failed, the requested item is missing, or a change failed
+    DONE = 0,         // all passed, found, or done
+    FAILED = 1,       // a check or action failed, or the requested item is absent
     USAGE = 2,        // usage error
-    NOT_CHECKED = 3,  // the check or read was not possible
-    NOT_ARRIVED = 4,  // the event did not arrive
+    NOT_CHECKED = 3,  // an item could not be checked or read
+    NOT_ARRIVED = 4,  // the awaited event did not arrive
 };
 
 /// Reports every failure below the commands. Each message becomes one line on standard error.

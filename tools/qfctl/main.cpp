@@ -22,11 +22,11 @@ using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 
 constexpr char EXIT_CODES[] =
     "Exit codes:\n"
-    "  0  everything passed, was found, or was done\n"
-    "  1  a check failed, the requested item is missing, or a change failed\n"
+    "  0  all passed, found, or done\n"
+    "  1  a check or action failed, or the requested item is absent\n"
     "  2  usage error\n"
-    "  3  the check or read was not possible\n"
-    "  4  the event did not arrive\n";
+    "  3  an item could not be checked or read\n"
+    "  4  the awaited event did not arrive\n";
 
 /// Returns the arguments in reverse order, as CLI11 expects them, and adds OPERAND_PREFIX to operands.
 std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& arguments) {
