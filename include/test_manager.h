@@ -170,7 +170,7 @@ public:
     /// not compare all values.
     ///
     ///     `SHELL`   both values are empty: no shell or no `ls`, or both files are missing or unreadable
-    ///     `DIRECT`  a value could not be read, or both values are empty: both files missing, or neither regular
+    ///     `DIRECT`  a value could not be read, or there are none: both files missing, or neither a regular file
     uint64_t GetInconclusiveCount() const;
 
     /// The name of `GetInconclusiveCount` in 0.1.0.

@@ -146,6 +146,21 @@ TEST(DirectInspection, PassesOnlyRegularFilesThatItCanRead) {
     }
 }
 
+TEST(DirectInspection, FilesWithoutADigestNeverPass) {
+    fs::create_symlink("one", "/x");
+    fs::create_directories(OVERLAY);
+    fs::create_symlink("two", OVERLAY + "/x");
+    TestManager manager;
+    manager.SetInspection(Inspection::DIRECT);
+    std::vector<ItemResult> items;
+    manager.SetItemListener([&items](const ItemResult& item) { items.push_back(item); });
+    manager.CheckAppPatchInit();
+    manager.VerifyPatch(OVERLAY + "/x");
+    manager.VerifyPatch(OVERLAY + "/missing");
+    EXPECT_THAT(manager.CheckAppPatchEnd(), testing::HasSubstr(R"("success": "0","failed": "2")"));
+    EXPECT_TRUE(items[0].verdict == Verdict::INCONCLUSIVE && items[1].verdict == Verdict::INCONCLUSIVE);
+}
+
 TEST(DirectInspection, KeepsNoStateBetweenCalls) {
     Install("/x", "content");
     Install(OVERLAY + "/x", "content");

@@ -24,7 +24,7 @@ TEST(PlumePrint, WritesOneLinePerRecordToStandardError) {
     EXPECT_TRUE(std::regex_match(line, shape)) << line;
     EXPECT_EQ(Printed(3, "x").substr(0, 2) + Printed(5, "x").substr(0, 2) + Printed(6, "x").substr(0, 2), "D W E ");
     EXPECT_EQ(Text("a\nb\x1b[2J%{public}s\tc\x7f", "\r\xc2\x9b\xc2\xa0"),
-              "a\\nb\\x1b[2J\\x0d\\xc2\x9b\xc2\xa0\tc\\x7f\n");
+              "a\\nb\\x1b[2J\\x0d\\xc2\\x9b\xc2\xa0\tc\\x7f\n");
     EXPECT_EQ(Text("%{public}s", std::string(9000, 'x').c_str()).size(), 9001U);
 }
 

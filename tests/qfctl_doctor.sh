@@ -96,7 +96,7 @@ finds_each '1|error|log-folder|No such file|replace $engine|restore $engine
 1|error|bm|signal 9|replace /tmp/bin/bm bm "kill -KILL \$\$"|restore /tmp/bin/bm
 1|error|bm|within 5 seconds|replace /tmp/bin/bm bm "exec 9>/tmp/alive; sleep 1000 & exec sleep 1000"|restore /tmp/bin/bm
 0|warning|commands|grep, egrep, tail|mkdir /tmp/few; ln -s "$(type -P ls)" /tmp/few; as=(env PATH=/tmp/few)|as=()
-1|error|commands|ls|as=(env PATH=/tmp/none)|as=()
+0|warning|commands|not in PATH: ls|as=(env PATH=/tmp/none)|as=()
 0|warning|parameters|No such file|replace /tmp/parameters|restore /tmp/parameters
 1|error|parameters|not a regular file|replace /tmp/parameters mkfifo|restore /tmp/parameters
 0|warning|base-version|no base version|replace /tmp/parameters touch|restore /tmp/parameters

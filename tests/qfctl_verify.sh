@@ -148,7 +148,7 @@ pair /a live patch
 run 1 qfctl verify; is "$err" ""
 run 1 qfctl verify -v; has "$err" "D002E03 QuickFixUitls: [test_manager(CheckNativePatch):"
 has "$err" "(GetFileProp):"  # debug records too
-run 1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\r[1/1] /a\e[K\r\e[K'; has "$out" $'\e[31mFAIL'
+run 1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\r[1] /a\e[K\r\e[K'; has "$out" $'\e[31mFAIL'
 run 1 env NO_COLOR=1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\nFAIL     /a'
 
 finish

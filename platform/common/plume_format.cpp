@@ -181,7 +181,8 @@ std::string EscapeControls(const std::string& text) {
         const auto byte = static_cast<unsigned char>(character);
         if (character == '\n') {
             escaped += "\\n";
-        } else if ((byte < 0x20 && character != '\t') || byte == 0x7f || IsC1Control(text, i)) {
+        } else if ((byte < 0x20 && character != '\t') || byte == 0x7f || IsC1Control(text, i) ||
+                   (i > 0 && IsC1Control(text, i - 1))) {
             escaped.append("\\x").append(1, HEX_DIGITS[byte >> 4]).append(1, HEX_DIGITS[byte & 0xf]);
         } else {
             escaped += character;

@@ -20,10 +20,12 @@
 #include "quick_fix_log.h"
 #include "quick_fix_status_record.h"
 #include "report/page.h"
+#include "report/report_object.h"
 #include "string_utils.h"
 #include "support/bus_daemon.h"
 #include "support/event_listener.h"
 #include "support/files.h"
+#include "test_manager.h"
 #include "text/escape.h"
 #include "text/json_text.h"
 #include "text/utf8.h"
@@ -168,6 +170,33 @@ void EscapeHtml(const std::string& input) {
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
 }
 
+/// Verifies a file of this name and content without a shell, then with changed content.
+void VerifyFile(const std::string& input) {
+    std::string name;
+    std::copy_if(input.begin(), input.end(), std::back_inserter(name),
+                 [](char character) { return character != '/' && character != '\0'; });
+    name.resize(std::min<size_t>(name.size(), NAME_MAX));
+    if (name.empty() || name == "." || name == "..") {
+        return;
+    }
+    const std::string live = "/fuzz/" + name;
+    const std::string patch = PATCH_OVERLAY_PATH + live;
+    Results results;
+    TestManager manager;
+    manager.SetInspection(Inspection::DIRECT);
+    manager.SetItemListener([&results](const ItemResult& result) { results.files.push_back(result); });
+    Write(patch, input);
+    Write(live, input);
+    const std::string fragment = manager.CheckNativePatch();
+    const Results passed = results;
+    Write(live, input + '\0');
+    manager.CheckNativePatch();
+    Require(unlink(live.c_str()) == 0 && unlink(patch.c_str()) == 0);
+    Require(results.files.size() == 2 && results.files[0].item == live);
+    Require(results.files[0].verdict == Verdict::PASSED && results.files[1].verdict == Verdict::FAILED);
+    Require(cJSON_IsObject(Json(cJSON_Parse(MakeReportObject(fragment, passed).c_str())).get()) != 0);
+}
+
 /// A bus, a listener on the port, and a connection as the event service that can send any message.
 class Bus {
 public:
@@ -249,5 +278,5 @@ const std::map<std::string, FuzzTarget> FUZZ_TARGETS = {
     {"code_list", ReadCodes},     {"command_line", ReadCommandLine},
     {"html", EscapeHtml},         {"json", ReadJson},
     {"log_format", FormatRecord}, {"parameter_file", ReadParameter},
-    {"status_file", ReadStatus},
+    {"status_file", ReadStatus},  {"verified_file", VerifyFile},
 };

@@ -48,7 +48,8 @@ auto WithContext(const std::string& context, Action action) {
 /// Prints the messages on standard error and returns the code.
 ExitCode PrintFailure(const Failure& failure);
 
-/// Calls `action`, which returns void or an ExitCode. If it throws a Failure, prints that and returns its code.
+/// Calls `action`, which returns void or an ExitCode. If it throws a Failure, prints that and returns its code. Any other
+/// exception counts as NOT_CHECKED.
 template <typename Action>
 ExitCode Attempt(Action action) {
     try {
@@ -60,6 +61,8 @@ ExitCode Attempt(Action action) {
         }
     } catch (const Failure& failure) {
         return PrintFailure(failure);
+    } catch (const std::exception& error) {
+        return PrintFailure(Failure(ExitCode::NOT_CHECKED, error.what()));
     }
 }
 

@@ -124,7 +124,9 @@ void Print(const VerifyOptions& options, const Verification& made) {
 /// Resolves symbolic links. The path and its last directories need not exist.
 std::filesystem::path Resolve(const std::string& path) {
     std::error_code error;
-    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    std::filesystem::path resolved = std::filesystem::weakly_canonical(absolute, error);
+    return error ? absolute.lexically_normal() : resolved;
 }
 
 bool IsSameFile(const std::string& one, const std::string& other) {

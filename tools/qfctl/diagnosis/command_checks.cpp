@@ -25,11 +25,12 @@ Finding CheckShellCommands() {
     const std::string name = "commands";
     const std::string advice = "install them, or add their folder to PATH";
     if (!IsExecutable("/bin/sh")) {
-        return {name, Severity::ERROR, "/bin/sh can't be executed, so nothing can be verified", "install a shell"};
+        return {name, Severity::ERROR, "/bin/sh can't be executed, so an engine can't verify apps", "install a shell"};
     }
     const std::string needed = ListMissing({"ls"});
     if (!needed.empty()) {
-        return {name, Severity::ERROR, "not in PATH: " + needed + ", so nothing can be verified", advice};
+        return {name, Severity::WARNING, "not in PATH: " + needed + ", so files can't be verified through the shell",
+                advice};
     }
     const std::string neededForApps = ListMissing({"grep", "egrep", "tail"});
     if (!neededForApps.empty()) {

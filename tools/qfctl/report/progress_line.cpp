@@ -18,7 +18,8 @@ ProgressLine::~ProgressLine() {
 
 void ProgressLine::Count(const std::string& item) {
     ++done_;
-    Print("[" + std::to_string(done_) + "/" + std::to_string(total_) + "] " + QuoteIfUnprintable(item));
+    const std::string total = total_ > 0 ? "/" + std::to_string(total_) : "";
+    Print("[" + std::to_string(done_) + total + "] " + QuoteIfUnprintable(item));
 }
 
 void ProgressLine::Print(const std::string& text) const {

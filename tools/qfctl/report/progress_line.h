@@ -12,6 +12,7 @@ class ProgressLine {
 public:
     /// Prints nothing.
     ProgressLine() = default;
+    /// `total` is 0 if it is unknown.
     explicit ProgressLine(size_t total);
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;

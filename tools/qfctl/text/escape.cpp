@@ -40,9 +40,15 @@ std::string QuoteIfUnprintable(const std::string& text) {
 }
 
 std::string EscapeJson(const std::string& text) {
+    const std::string valid = IsValidUtf8(text) ? text : Quote(text);
     std::string escaped;
-    for (const char character : IsValidUtf8(text) ? text : Quote(text)) {
-        if (static_cast<unsigned char>(character) < ' ') {
+    for (size_t i = 0; i < valid.size(); ++i) {
+        const char character = valid[i];
+        const char next = i + 1 < valid.size() ? valid[i + 1] : '\0';
+        if (character == '\xc2' && (next & '\xe0') == '\x80') {  // U+0080 to U+009F
+            escaped += Formatted("\\u%04x", next);
+            ++i;
+        } else if (static_cast<unsigned char>(character) < ' ' || character == '\x7f') {
             escaped += Formatted("\\u%04x", character);
         } else {
             escaped +=

@@ -11,14 +11,24 @@ namespace qfctl {
 
 using TEKLO::QuickFixEngine::TestManager;
 
-std::vector<std::string> PrepareFileRun(const std::string& overlay, bool usesShell) {
+namespace {
+
+OverlayScan ScanForFiles(const std::string& overlay) {
     OverlayScan scan = ScanOverlay(overlay);
     if (scan.files.empty()) {
         throw Failure(ExitCode::NOT_CHECKED, "there is no file below " + overlay);
     }
-    if (!usesShell) {
-        return std::move(scan.files);
-    }
+    return scan;
+}
+
+}  // namespace
+
+std::vector<std::string> ListFiles(const std::string& overlay) {
+    return ScanForFiles(overlay).files;
+}
+
+std::vector<std::string> PrepareShellRun(const std::string& overlay) {
+    OverlayScan scan = ScanForFiles(overlay);
     CheckForShell(scan, overlay);
     if (TestManager().GetFileProp("/").empty() || TestManager().GetFileSeLinux("/").empty()) {
         throw Failure(ExitCode::NOT_CHECKED, "the command ls can't be run");

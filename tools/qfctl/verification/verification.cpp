@@ -123,12 +123,12 @@ std::vector<std::string> FindReadErrors(const std::string& file) {
     return errors;
 }
 
-/// Returns the files to verify. Throws Failure if a run is not possible.
+/// Returns the files that the shell is to verify. Throws Failure if a run is not possible.
 std::vector<std::string> Prepare(const VerificationOptions& options, const std::vector<App>& apps) {
     return WithContext("nothing was verified: ", [&] {
         std::vector<std::string> files;
-        if (options.includesFiles) {
-            files = PrepareFileRun(PATCH_OVERLAY_PATH, options.usesShell);
+        if (options.includesFiles && options.usesShell) {
+            files = PrepareShellRun(PATCH_OVERLAY_PATH);
         }
         if (!options.appsFile.empty()) {
             CheckAppPreconditions(apps);
@@ -142,9 +142,13 @@ std::vector<std::string> Prepare(const VerificationOptions& options, const std::
 Verification Verify(const VerificationOptions& options) {
     const std::vector<App> apps = options.appsFile.empty() ? std::vector<App>() : ReadApps(options.appsFile);
     setenv("LC_ALL", "C", 1);  // in a UTF-8 locale, grep treats invalid UTF-8 as a binary file
-    const std::vector<std::string> files = Prepare(options, apps);
-    CheckOutput output =
-        options.showsRecords ? RunVerbosely(options, apps) : RunQuietly(options, apps, files.size() + apps.size());
+    std::vector<std::string> files = Prepare(options, apps);
+    // How many files a direct run verifies is known after it.
+    const size_t total = options.includesFiles && !options.usesShell ? 0 : files.size() + apps.size();
+    CheckOutput output = options.showsRecords ? RunVerbosely(options, apps) : RunQuietly(options, apps, total);
+    if (options.includesFiles && !options.usesShell) {
+        files = ListFiles(PATCH_OVERLAY_PATH);
+    }
     CheckResults(options, output, files, apps);
     std::string reportObject = MakeReportObject(output.fragments, output.results);
     return {std::move(output.results), std::move(reportObject)};
