@@ -62,7 +62,7 @@ off_t GetSize(const UniqueFd& file) {
 
 // The kernel writes page by page. A process that is killed between two pages leaves a partial record at the end of a
 // page. The next record would continue its line. A full file is rotated anyway.
-void TruncatePartialRecord(const char* path) {
+[[gnu::cold]] void TruncatePartialRecord(const char* path) {
     const UniqueFd file(open(path, O_RDWR | O_CLOEXEC));
     const off_t size = GetSize(file);
     if (size <= 0 || size >= MAX_LOG_SIZE || size % sysconf(_SC_PAGESIZE) != 0) {
@@ -85,25 +85,25 @@ void TruncatePartialRecord(const char* path) {
 // creates the logger would wait for the lock forever.
 const int QuickFixLogger::forkHandlers_ = pthread_atfork(LockBeforeFork, UnlockAfterFork, UnlockAfterFork);
 
-void QuickFixLogger::LockBeforeFork() {
+[[gnu::cold]] void QuickFixLogger::LockBeforeFork() {
     if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
         logger->mutex_.lock();
     }
     g_timeZoneMutex.lock();
 }
 
-void QuickFixLogger::UnlockAfterFork() {
+[[gnu::cold]] void QuickFixLogger::UnlockAfterFork() {
     g_timeZoneMutex.unlock();
     if (const auto logger = DelayedSingleton<QuickFixLogger>::GetInstance()) {
         logger->mutex_.unlock();
     }
 }
 
-QuickFixLogger::QuickFixLogger() {
+[[gnu::cold]] QuickFixLogger::QuickFixLogger() {
     logOfstream_.imbue(std::locale::classic());
 }
 
-QuickFixLogger::~QuickFixLogger() {
+[[gnu::cold]] QuickFixLogger::~QuickFixLogger() {
     if (logOfstream_.is_open()) {
         logOfstream_.close();
     }
@@ -124,7 +124,7 @@ void QuickFixLogger::Init() {
     }
 }
 
-bool QuickFixLogger::CreateLogFile(const std::string& path) {
+[[gnu::cold]] bool QuickFixLogger::CreateLogFile(const std::string& path) {
     logOfstream_.close();
     if (FileUtils::OpenFile(logOfstream_, path, std::ios::out | std::ios::trunc, LOG_FILE_MODE)) {
         // A stream without std::ios::app would overwrite the records that other processes append.
@@ -217,7 +217,7 @@ void QuickFixLogger::Append(const std::string& record) {
 }
 
 // A full disk can cut a write short. The next record would continue the partial line.
-void QuickFixLogger::RollBackPartialWrite(size_t recordSize) const {
+[[gnu::cold]] void QuickFixLogger::RollBackPartialWrite(size_t recordSize) const {
     struct stat status = {};
     if (stat(active_.path, &status) == 0 && status.st_size > active_.size &&
         status.st_size < active_.size + static_cast<int64_t>(recordSize)) {
@@ -225,7 +225,7 @@ void QuickFixLogger::RollBackPartialWrite(size_t recordSize) const {
     }
 }
 
-void QuickFixLogger::RemoveLog() {
+[[gnu::cold]] void QuickFixLogger::RemoveLog() {
     const std::lock_guard<std::mutex> lock(mutex_);
     logOfstream_.close();
     logOfstream_.clear();
@@ -233,7 +233,7 @@ void QuickFixLogger::RemoveLog() {
     remove(QUICK_FIX_FIRST_LOG_FILE);
 }
 
-std::string QuickFixLogger::FormatLog(const char* format) {
+[[gnu::cold]] std::string QuickFixLogger::FormatLog(const char* format) {
     std::string text(format);
     for (size_t at = text.find(PUBLIC_MARKER); at != std::string::npos; at = text.find(PUBLIC_MARKER)) {
         text.erase(at, PUBLIC_MARKER.size());
