@@ -154,7 +154,8 @@ ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (fi
 
 // Only openat2: the C library has no function for it.
 extern "C" [[gnu::visibility("default")]] long syscall(long number, ...) noexcept {
-    static const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+    // Not static: libc++abi 14 calls this function while it guards the initialisation of a static variable.
+    const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
     va_list list;
     va_start(list, number);
     std::array<long, 6> arguments = {};
