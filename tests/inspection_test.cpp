@@ -18,7 +18,7 @@ TEST(DirectInspection, FormatsModesAndTypesLikeLs) {
     const bool hasBlockDevice = mknod("/modes/b", S_IFBLK | 0604, makedev(7, 0)) == 0;  // needs root
     TestManager manager;
     manager.SetInspection(Inspection::DIRECT);
-    const std::unique_ptr<FILE, decltype(&pclose)> listing(popen("ls -ld /dev/null /modes/?*", "r"), pclose);
+    const std::unique_ptr<FILE, int (*)(FILE*)> listing(popen("ls -ld /dev/null /modes/?*", "r"), pclose);
     int lines = 0;
     for (char buffer[256]; fgets(buffer, sizeof(buffer), listing.get()) != nullptr; ++lines) {
         const std::string line = buffer;
