@@ -48,7 +48,10 @@ TEST(DirectInspection, FormatsLabelsLikeLs) {
     TestManager direct;
     direct.SetInspection(Inspection::DIRECT);
     for (const std::string& label : labels) {
-        ASSERT_EQ(setxattr("/x", "security.selinux", label.data(), label.size(), 0), 0) << label.size();
+        if (setxattr("/x", "security.selinux", label.data(), label.size(), 0) != 0) {
+            ASSERT_GT(label.size(), 2048U) << "ext4 has no room for longer ones";
+            continue;
+        }
         EXPECT_EQ(direct.GetFileSeLinux("/x"), shell.GetFileSeLinux("/x")) << testing::PrintToString(label);
     }
 }
