@@ -110,7 +110,7 @@ mkdir gone
 run 3 bash -c "cd gone; rmdir ../gone; exec $QFCTL verify --metrics $PWD/out/metrics --junit relative"
 metrics
 is "$out" "exit_code 3"
-mkdir -m 700 closed
+mkdir -m 0 closed
 run 3 as_nobody "$QFCTL" verify --junit closed/a --report closed/b; has "$err" "Permission denied"
 put former.xml former
 run 3 qfctl verify --shell --junit former.xml; is "$(<former.xml)" former
