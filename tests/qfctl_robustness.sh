@@ -114,6 +114,8 @@ expect 3 'the overlay changed' "swap 'mkdir \"$overlay/b;touch pwned\"; mv $over
 expect 3 'the overlay changed' "swap 'mv $overlay/live/a $overlay/live/b'" 'qfctl verify --shell'
 expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a'" 'qfctl verify --shell'
 expect 3 '"/live/a" is a pipe' "swap 'rm /live/a; mkfifo /live/a; yes 1<>/live/a &'" 'qfctl verify --shell -v'
+expect 3 'could not be read to the end' \
+  "swap 'cp /live/a c; rm /live/a; mkfifo /live/a; { sleep 0.3; mv c /live/a; } &'" 'qfctl verify --shell'
 ((EUID != 0)) || expect 3 '"/live/a" is a pipe, a device' "swap 'ln -sf /dev/zero /live/a'" 'qfctl verify --shell'
 
 # A report goes to the file of its path at the start, keeps mode and owner, and leaves no temporary file.

@@ -128,6 +128,7 @@ uint64_t RegularFileSize(const fs::directory_entry& entry) {
 /// component. Returns -1 otherwise, on kernels before Linux 5.6, and if a sandbox denies the call.
 int OpenCanonical(const std::string& path) {
     if (path.empty() || path[0] != '/' || path.size() >= PATH_MAX) {
+        errno = EINVAL;
         return -1;
     }
     struct open_how how = {};
@@ -139,9 +140,13 @@ int OpenCanonical(const std::string& path) {
 DigestSource OpenByName(const std::string& path) {
     DigestSource source;
     const int descriptor = OpenCanonical(path);
-    source.exists = descriptor >= 0 || FileUtils::FileIsExist(path);
+    // An interrupted open is not tried again: a signal handler may be the caller's way out of waiting for a pipe.
+    const bool isInterrupted = descriptor < 0 && errno == EINTR;
+    source.exists = descriptor >= 0 || isInterrupted || FileUtils::FileIsExist(path);
     if (descriptor >= 0) {
         source.SetDescriptor(descriptor);
+    } else if (isInterrupted) {
+        source.error = EINTR;
     } else if (source.exists) {
         source.SetFile(fopen(path.c_str(), "rb"));
     }
