@@ -31,7 +31,7 @@ zsh_offers() {
   zsh -f -c 'zmodload zsh/zpty
     for line in "$@"; do
       zpty shell zsh -fi
-      zpty -w shell "fpath=($completion \$fpath); autoload -U compinit; compinit -uD; offered=()
+      zpty -w shell "fpath=($completion \$fpath); autoload -U compinit; compinit -u -D; offered=()
         compadd() {
           local -a matches
           [[ \${(j: :)@[1,(i)(-|--)]} == *-[OAD]* ]] || builtin compadd -O matches \"\$@\"
