@@ -66,7 +66,7 @@ struct ItemResult {
 ///
 /// Threads: use an object from one thread at a time; the work is done on that thread. Shell commands run one after the
 /// other, one per value, and the thread waits for the end of each.
-class [[gnu::visibility("default")]] TestManager {
+class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] TestManager {
 public:
     /// Compares every regular file below /patch_qv/overlay with the live file at the same path without that prefix:
     /// digest, mode as `ls -l` shows it, label as `ls -Z` shows it. Skips links and other special files. Returns the
