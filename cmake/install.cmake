@@ -55,7 +55,7 @@ install(EXPORT QuickFixUtilsTargets NAMESPACE QuickFixUtils:: DESTINATION ${pack
 set(sources_dir ${CMAKE_INSTALL_DATADIR}/quickfix_utils/platform)
 configure_package_config_file(cmake/QuickFixUtilsConfig.cmake.in QuickFixUtilsConfig.cmake
   INSTALL_DESTINATION ${package_dir} PATH_VARS sources_dir)
-write_basic_package_version_file(QuickFixUtilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(QuickFixUtilsConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfigVersion.cmake

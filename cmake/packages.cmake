@@ -34,11 +34,12 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJ
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libquickfix-utils${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "default-dbus-system-bus | dbus-system-bus")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+# The dependency of programs: as long as the major version is 0, the next minor version may be incompatible.
+math(EXPR next_minor "${PROJECT_VERSION_MINOR} + 1")
+configure_file(cmake/debian/shlibs.in shlibs @ONLY)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers ${PROJECT_BINARY_DIR}/shlibs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION [[utility library of a hot-patch engine
 An engine that patches files and applications on a Linux-based device uses
 the library to log to small rotating files, to work with files, to store
