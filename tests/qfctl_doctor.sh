@@ -120,6 +120,10 @@ fi
 if ((EUID == 0)); then
   if "$DOCTOR_RIG" $overlay u:object_r:patch:s0; then
     finds 0 warning labels "/ has no SELinux label"
+    "$DOCTOR_RIG" $overlay "$(printf %02000d 0)"
+    finds 0 warning labels "/ has no SELinux label"
+    "$DOCTOR_RIG" $overlay ''
+    finds 0 warning labels "no SELinux labels"
   else
     skip "setting a label is not permitted"
   fi

@@ -50,7 +50,7 @@ inline bool CanChangeOwners() {
 
 /// Gives a file a security label, which `ls -Z` prints. Returns false without the permission.
 inline bool SetLabel(const std::string& path, const std::string& label) {
-    return lsetxattr(path.c_str(), "security.selinux", label.c_str(), label.size() + 1, 0) == 0;
+    return lsetxattr(path.c_str(), "security.selinux", label.c_str(), label.empty() ? 0 : label.size() + 1, 0) == 0;
 }
 
 inline bool CanSetLabels() {

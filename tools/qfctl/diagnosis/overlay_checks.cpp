@@ -1,7 +1,7 @@
+#include <linux/limits.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -35,12 +35,12 @@ std::string Summarize(const std::vector<std::string>& messages) {
 
 /// Returns the label as `ls -Z` shows it, or nullopt if there is none. Throws std::system_error if it can't be read.
 std::optional<std::string> ReadLabel(const char* path) {
-    std::array<char, 1024> label = {};
-    const ssize_t size = lgetxattr(path, "security.selinux", label.data(), label.size() - 1);
-    if (size >= 0) {
-        return std::string(label.data());
+    std::string label(XATTR_SIZE_MAX, '\0');
+    const ssize_t size = lgetxattr(path, "security.selinux", label.data(), label.size());
+    if (size > 0) {
+        return label.substr(0, label.find('\0'));
     }
-    if (errno == ENODATA || errno == ENOTSUP) {
+    if (size == 0 || errno == ENODATA || errno == ENOTSUP) {
         return std::nullopt;
     }
     throw std::system_error(errno, std::generic_category(), path);
