@@ -101,6 +101,20 @@ void BecomeOrdinaryUser() {
     (void)!seteuid(65534);
 }
 
+NativeRun RunAfter(const std::function<void()>& install) {
+    fs::remove_all("/t");
+    fs::create_directory("/t");
+    Install(OVERLAY + "/t/x", "patch");
+    install();
+    NativeRun run(Inspection::DIRECT);
+    (void)!seteuid(getuid());
+    chmod("/t/closed", 0700);
+    for (const auto& entry : fs::directory_iterator(OVERLAY)) {
+        fs::remove_all(entry);
+    }
+    return run;
+}
+
 TEST(DirectInspection, PassesOnlyRegularFilesThatItCanRead) {
     const std::string patch = OVERLAY + "/t/x";
     const std::string closed = "/t/closed/x";
@@ -134,16 +148,7 @@ TEST(DirectInspection, PassesOnlyRegularFilesThatItCanRead) {
          "inconclusive SHA256?  # RWX?  -rw-r--r-- SeLinux?  ?; ; 3"},
     };
     for (const auto& test : cases) {
-        fs::remove_all("/t");
-        fs::create_directory("/t");
-        Install(patch, "patch");
-        test.install();
-        const NativeRun run(Inspection::DIRECT);
-        (void)!seteuid(getuid());
-        chmod("/t/closed", 0700);
-        for (const auto& entry : fs::directory_iterator(OVERLAY)) {
-            fs::remove_all(entry);
-        }
+        const NativeRun run = RunAfter(test.install);
         EXPECT_EQ(Outcome(run), test.outcome);
         EXPECT_THAT(run.reportAndLogs, testing::HasSubstr(R"("success": "0","failed": "1")"));
     }

@@ -96,6 +96,27 @@ bool RemoveEntries(const char* dirPath, const std::vector<DirectoryEntry>& entri
     return true;
 }
 
+/// Returns the path of an entry, with "/" at its end for a directory.
+std::string EntryPath(const std::string& dirPath, const DirectoryEntry& entry) {
+    return dirPath + entry.name + (entry.type == DT_DIR ? "/" : "");
+}
+
+/// Returns the entry that could not be copied, or nullptr if all were copied.
+const DirectoryEntry* CopyEntries(const std::vector<DirectoryEntry>& entries, const std::string& sourceDir,
+                                  const std::string& destDir) {
+    for (const DirectoryEntry& entry : entries) {
+        if (entry.IsDot()) {
+            continue;
+        }
+        const std::string source = EntryPath(sourceDir, entry);
+        const std::string dest = EntryPath(destDir, entry);
+        if (!(entry.type == DT_DIR ? FileUtils::CopyDir(source, dest) : FileUtils::CopyFile(source, dest))) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
 /// Returns the size in whole units, cut to 32 bits, or -1 for an unknown unit.
 int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
     switch (unit) {
@@ -387,37 +408,23 @@ bool FileUtils::CopyDir(const std::string& sourceDir, const std::string& destDir
         return false;
     }
     const DirectoryListing listing = ReadEntries(std::move(directory));
-    const auto giveUp = [&destDir, destExisted] {
-        if (!destExisted) {
-            remove(destDir.c_str());
-        }
-        return false;
-    };
-    for (const DirectoryEntry& entry : listing.entries) {
-        if (entry.IsDot()) {
-            continue;
-        }
-        const bool isDirectory = entry.type == DT_DIR;
-        const std::string name = isDirectory ? entry.name + "/" : entry.name;
-        const std::string fullSourcePath = sourceDir + name;
-        const std::string fullDestPath = destDir + name;
-        if (isDirectory ? CopyDir(fullSourcePath, fullDestPath) : CopyFile(fullSourcePath, fullDestPath)) {
-            continue;
-        }
-        if (isDirectory) {
-            QF_LOGE("copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s", fullSourcePath.c_str(),
-                    fullDestPath.c_str());
-        } else {
-            QF_LOGE("copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s", fullSourcePath.c_str(),
-                    fullDestPath.c_str());
-        }
-        return giveUp();
+    const DirectoryEntry* failed = CopyEntries(listing.entries, sourceDir, destDir);
+    if (failed == nullptr && listing.error == 0) {
+        return true;
     }
-    if (listing.error != 0) {
+    if (failed == nullptr) {
         QF_LOGE("readdir failed, path: %{public}s, err: %{public}s", sourceDir.c_str(), ErrorText(listing.error));
-        return giveUp();
+    } else if (failed->type == DT_DIR) {
+        QF_LOGE("copydir failed, fullSourcePath: %{public}s, fullDestPath: %{public}s",
+                EntryPath(sourceDir, *failed).c_str(), EntryPath(destDir, *failed).c_str());
+    } else {
+        QF_LOGE("copyfile failed, fullSourcePath: %{public}s, fullDestPath: %{public}s",
+                EntryPath(sourceDir, *failed).c_str(), EntryPath(destDir, *failed).c_str());
     }
-    return true;
+    if (!destExisted) {
+        remove(destDir.c_str());
+    }
+    return false;
 }
 
 bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destPath) {
