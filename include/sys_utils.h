@@ -10,6 +10,11 @@ inline constexpr int STAGE_INIT = 0;
 /// The real user id is another one: the engine runs as a system service.
 inline constexpr int STAGE_SA = 1;
 
+/// The system parameter that holds the product's base version.
+inline constexpr char BASE_VERSION_PARAMETER[] = "const.comp.kt.product_base_version.real";
+/// The parameter that holds it where the first one has no value.
+inline constexpr char BASE_VERSION_FALLBACK_PARAMETER[] = "ro.comp.kt.product_base_version.real";
+
 /// Queries without state or cache. Each call logs one record to the platform log and the file log.
 ///
 /// Threads: any thread may call any function.
@@ -18,9 +23,9 @@ public:
     /// Returns `STAGE_INIT` or `STAGE_SA`. Logs "current stage is init" or "current stage is sa" at info level.
     static int GetRunningStage();
 
-    /// Returns the parameter const.comp.kt.product_base_version.real. If that is empty, missing or can't be read,
-    /// returns ro.comp.kt.product_base_version.real. The value is cut to 255 bytes. Logs
-    /// "get base version: %{public}s success" at info level.
+    /// Returns the parameter `BASE_VERSION_PARAMETER`. If that is empty, missing or can't be read, returns
+    /// `BASE_VERSION_FALLBACK_PARAMETER`. The value is cut to 255 bytes. Logs "get base version: %{public}s success" at
+    /// info level.
     ///
     /// If neither has a value, returns "" and logs "get base version error" at error level.
     static std::string GetBaseVersion();

@@ -13,6 +13,8 @@ namespace TEKLO::QuickFixEngine {
 
 /// The directory of the patch files, which lie in it at the paths of their live files.
 inline constexpr char PATCH_OVERLAY_PATH[] = "/patch_qv/overlay";
+/// The text that the bundle tool's dump of a patched app contains.
+inline constexpr char PATCH_FLAG[] = "teklo.app.quickfix";
 
 enum class Verdict : int32_t {
     PASSED = 0,
@@ -78,9 +80,8 @@ public:
     void CheckAppPatchInit();
 
     /// Checks one app and adds its entry and its count to the run. Checks that the app is installed, that its dump
-    /// contains the patch flag "teklo.app.quickfix", and that its version code is at least `versionCode`. Makes all
-    /// three checks, even after one fails. Call it between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not
-    /// checked.
+    /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Makes all three checks, even after
+    /// one fails. Call it between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
     ///
     ///     all three hold   "com.example.app": "true",
     ///     not installed    "com.example.app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage

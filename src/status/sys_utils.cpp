@@ -8,8 +8,6 @@
 namespace TEKLO::QuickFixEngine {
 namespace {
 
-constexpr char PARAM_BASE_VERSION_CONST[] = "const.comp.kt.product_base_version.real";
-constexpr char PARAM_BASE_VERSION_RO[] = "ro.comp.kt.product_base_version.real";
 constexpr unsigned int PARAM_VALUE_SIZE = 256;
 
 }  // namespace
@@ -25,8 +23,8 @@ int SysUtils::GetRunningStage() {
 
 std::string SysUtils::GetBaseVersion() {
     char version[PARAM_VALUE_SIZE] = {};
-    if (GetParameter(PARAM_BASE_VERSION_CONST, "", version, sizeof(version)) < 1 &&
-        GetParameter(PARAM_BASE_VERSION_RO, "", version, sizeof(version)) < 1) {
+    if (GetParameter(BASE_VERSION_PARAMETER, "", version, sizeof(version)) < 1 &&
+        GetParameter(BASE_VERSION_FALLBACK_PARAMETER, "", version, sizeof(version)) < 1) {
         QF_FILE_LOGE("get base version error");
         return "";
     }

@@ -15,7 +15,6 @@ namespace {
 
 constexpr size_t PROP_LENGTH = 10;
 constexpr size_t SELINUX_LINE_LENGTH = 1023;
-constexpr char QUICK_FIX_BUNDLE_NAME[] = "teklo.app.quickfix";
 constexpr char PASSED[] = "true";
 constexpr char FAILED[] = "false";
 // The two headers differ in their blanks. Readers of reports rely on them.
@@ -63,8 +62,8 @@ void TestManager::CheckAppPatch(const std::string& bundleName, const unsigned in
     }
     if (!PatchFlagIsExist(bundleName)) {
         MarkFailed(bundleName);
-        detailStr_ += std::string(QUICK_FIX_BUNDLE_NAME) + " not exist,";
-        AddDifference("PatchFlag", "", QUICK_FIX_BUNDLE_NAME);
+        detailStr_ += std::string(PATCH_FLAG) + " not exist,";
+        AddDifference("PatchFlag", "", PATCH_FLAG);
     }
     unsigned int runtimeVersion = 0;
     if (!CheckAppVersion(bundleName, versionCode, runtimeVersion)) {
@@ -97,7 +96,7 @@ bool TestManager::AppIsExist(const std::string& bundleName) {
 }
 
 bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
-    const auto output = ReadBlockOf("bm dump -n " + bundleName + " | grep -w -o 'teklo.app.quickfix'");
+    const auto output = ReadBlockOf("bm dump -n " + bundleName + " | grep -w -o '" + PATCH_FLAG + "'");
     if (!output) {
         QF_FILE_LOGE("Failed to run the command");
         commandFailed_ = true;
@@ -107,7 +106,7 @@ bool TestManager::PatchFlagIsExist(const std::string& bundleName) {
         return false;
     }
     const std::string text = output->substr(0, output->find('\0'));
-    if (text.find(QUICK_FIX_BUNDLE_NAME) == std::string::npos) {
+    if (text.find(PATCH_FLAG) == std::string::npos) {
         QF_FILE_LOGE("cmdString : %{public}s", text.c_str());
         return false;
     }

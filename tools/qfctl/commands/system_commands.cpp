@@ -18,6 +18,7 @@
 namespace qfctl {
 namespace {
 
+using TEKLO::QuickFixEngine::BASE_VERSION_FALLBACK_PARAMETER;
 using TEKLO::QuickFixEngine::STAGE_INIT;
 using TEKLO::QuickFixEngine::StringUtils;
 using TEKLO::QuickFixEngine::SysUtils;
@@ -60,7 +61,7 @@ ExitCode ShowStage(const SystemOptions& options) {
 ExitCode ShowBaseVersion(const SystemOptions& options) {
     const std::string version = SysUtils::GetBaseVersion();
     char ignored[1] = {};
-    if (version.empty() && GetParameter("ro.comp.kt.product_base_version.real", "", ignored, sizeof(ignored)) < 0) {
+    if (version.empty() && GetParameter(BASE_VERSION_FALLBACK_PARAMETER, "", ignored, sizeof(ignored)) < 0) {
         throw Failure(ExitCode::NOT_CHECKED, "the parameter store can't be read");
     }
     if (version.empty()) {

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <initializer_list>
 
 #include "diagnosis/checks.h"
@@ -15,9 +16,9 @@ namespace qfctl {
 namespace {
 
 using TEKLO::QuickFixEngine::QUICK_FIX_FIRST_LOG_FILE;
+using TEKLO::QuickFixEngine::QUICK_FIX_LOG_DIR;
 using TEKLO::QuickFixEngine::QUICK_FIX_SECOND_LOG_FILE;
 
-constexpr char LOG_FOLDER[] = "/data/update/quickfix/log";
 constexpr uint64_t KIB = 1024;
 constexpr uint64_t NEEDED_SPACE = 2 * 64 * KIB;
 constexpr uint64_t STAT_BLOCK = 512;
@@ -32,15 +33,15 @@ bool IsAccessible(const char* path, int mode) {
 
 Finding CheckFolder(struct stat& folder) {
     const std::string name = "log-folder";
-    const std::string path = LOG_FOLDER;
-    if (stat(LOG_FOLDER, &folder) != 0) {
+    const std::string path = std::filesystem::path(QUICK_FIX_LOG_DIR).parent_path();  // without the last "/"
+    if (stat(path.c_str(), &folder) != 0) {
         return {name, Severity::ERROR, path + " can't be used: " + strerror(errno),
                 "create it, owned by the user that runs the engine"};
     }
     if (!S_ISDIR(folder.st_mode)) {
         return {name, Severity::ERROR, path + " is not a directory", "put a directory in its place"};
     }
-    if (!IsAccessible(LOG_FOLDER, W_OK | X_OK)) {
+    if (!IsAccessible(path.c_str(), W_OK | X_OK)) {
         return {name, Severity::ERROR, path + " can't be written by " + CurrentUser() + ": " + strerror(errno),
                 "make it writable, or run as its owner, " + OwnerOf(folder)};
     }
@@ -59,7 +60,7 @@ uint64_t AllocatedBytes() {
 Finding CheckSpace() {
     const std::string name = "log-space";
     struct statvfs fileSystem = {};
-    if (statvfs(LOG_FOLDER, &fileSystem) != 0) {
+    if (statvfs(QUICK_FIX_LOG_DIR, &fileSystem) != 0) {
         return {name, Severity::UNKNOWN, std::string("the free space can't be read: ") + strerror(errno),
                 "check the file system with df"};
     }
@@ -104,7 +105,7 @@ Finding CheckFile(const char* path, const struct stat& folder) {
 Findings CheckLog() {
     struct stat folder = {};
     Findings findings = {CheckFolder(folder)};
-    if (!S_ISDIR(folder.st_mode) || !IsAccessible(LOG_FOLDER, X_OK)) {
+    if (!S_ISDIR(folder.st_mode) || !IsAccessible(QUICK_FIX_LOG_DIR, X_OK)) {
         return findings;
     }
     findings.push_back(CheckSpace());

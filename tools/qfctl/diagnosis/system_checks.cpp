@@ -1,17 +1,18 @@
 #include <unistd.h>
 
 #include <array>
+#include <initializer_list>
 
 #include "diagnosis/checks.h"
 #include "platform/parameter.h"
+#include "sys_utils.h"
 #include "text/escape.h"
 
 namespace qfctl {
 namespace {
 
-// In the order of the library's queries.
-constexpr std::array<const char*, 2> BASE_VERSION_KEYS = {"const.comp.kt.product_base_version.real",
-                                                          "ro.comp.kt.product_base_version.real"};
+using TEKLO::QuickFixEngine::BASE_VERSION_FALLBACK_PARAMETER;
+using TEKLO::QuickFixEngine::BASE_VERSION_PARAMETER;
 
 // Does not call SysUtils, which would write to the file log.
 Finding CheckStage() {
@@ -21,7 +22,7 @@ Finding CheckStage() {
 
 Finding CheckBaseVersion() {
     const std::string name = "base-version";
-    for (const char* key : BASE_VERSION_KEYS) {
+    for (const char* key : {BASE_VERSION_PARAMETER, BASE_VERSION_FALLBACK_PARAMETER}) {
         std::array<char, 256> value = {};
         const int length = GetParameter(key, "", value.data(), static_cast<unsigned int>(value.size()));
         if (length < 0) {
@@ -32,7 +33,7 @@ Finding CheckBaseVersion() {
         }
     }
     return {name, Severity::WARNING, "no base version is set",
-            std::string("set the parameter ") + BASE_VERSION_KEYS[0] + " or " + BASE_VERSION_KEYS[1]};
+            std::string("set the parameter ") + BASE_VERSION_PARAMETER + " or " + BASE_VERSION_FALLBACK_PARAMETER};
 }
 
 }  // namespace

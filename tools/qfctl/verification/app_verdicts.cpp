@@ -12,13 +12,15 @@
 #include <string_view>
 
 #include "failure.h"
+#include "test_manager.h"
 #include "text/escape.h"
 
 namespace qfctl {
 namespace {
 
+using TEKLO::QuickFixEngine::PATCH_FLAG;
+
 constexpr char LIST_BUNDLES[] = "bm dump -a";
-constexpr std::string_view PATCH_FLAG = "teklo.app.quickfix";
 
 struct CommandOutput {
     bool isComplete = false;  // exit code 0, and all output was read
@@ -100,7 +102,7 @@ std::vector<Difference> ExpectDifferences(const App& app, const std::string& lis
     }
     const std::vector<std::string> flags = FindWords(dump, PATCH_FLAG);
     if (std::find(flags.begin(), flags.end(), PATCH_FLAG) == flags.end()) {
-        differences.push_back({"PatchFlag", "", std::string(PATCH_FLAG)});
+        differences.push_back({"PatchFlag", "", PATCH_FLAG});
     }
     const std::string digits = FindVersion(dump);
     const auto version = static_cast<unsigned int>(strtol(digits.c_str(), nullptr, 10));

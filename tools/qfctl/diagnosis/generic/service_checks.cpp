@@ -4,6 +4,7 @@
 #include "diagnosis/checks.h"
 #include "platform/common_event.h"
 #include "platform/parameter.h"
+#include "sys_utils.h"
 
 namespace qfctl {
 namespace {
@@ -14,6 +15,7 @@ using TEKLO::EventFwk::CommonEventSubscribeInfo;
 using TEKLO::EventFwk::CommonEventSubscriber;
 using TEKLO::EventFwk::CommonEventSupport;
 using TEKLO::EventFwk::MatchingSkills;
+using TEKLO::QuickFixEngine::BASE_VERSION_FALLBACK_PARAMETER;
 
 class SilentSubscriber : public CommonEventSubscriber {
 public:
@@ -26,7 +28,7 @@ public:
 Finding CheckParameterStore() {
     const std::string name = "parameters";
     std::array<char, 1> value = {};
-    const bool isReadable = GetParameter("ro.comp.kt.product_base_version.real", "", value.data(), 1) >= 0;
+    const bool isReadable = GetParameter(BASE_VERSION_FALLBACK_PARAMETER, "", value.data(), 1) >= 0;
     return isReadable ? Finding{name, Severity::OK, "the platform's parameters can be read", ""}
                       : Finding{name, Severity::ERROR, "the platform's parameters can't be read",
                                 "see the platform's log, or run as another user"};
