@@ -107,7 +107,8 @@ for file in absent other; do
 done
 run 3 qfctl verify --metrics /nowhere/metrics; is "$out" ""
 mkdir gone
-run 3 bash -c "cd gone; rmdir ../gone; exec $QFCTL verify --metrics $PWD/out/metrics --junit relative"
+run 3 bash -c "cd gone; rmdir ../gone; exec $QFCTL verify --metrics $PWD/out/metrics --junit relative"$'\e'
+has "$err" 'relative\x1b'
 metrics
 is "$out" "exit_code 3"
 mkdir -m 0 closed

@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include "text/escape.h"
+
 namespace qfctl {
 
 Failure Failure::In(const std::string& context) const {
@@ -17,6 +19,10 @@ ExitCode PrintFailure(const Failure& failure) {
         std::cerr << "qfctl: " << message << "\n";
     }
     return failure.GetCode();
+}
+
+ExitCode PrintException(const std::exception& error) {
+    return PrintFailure({ExitCode::NOT_CHECKED, QuoteIfUnprintable(error.what())});
 }
 
 }  // namespace qfctl

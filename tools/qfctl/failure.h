@@ -48,8 +48,11 @@ auto WithContext(const std::string& context, Action action) {
 /// Prints the messages on standard error and returns the code.
 ExitCode PrintFailure(const Failure& failure);
 
-/// Calls `action`, which returns void or an ExitCode. If it throws a Failure, prints that and returns its code. Any other
-/// exception counts as NOT_CHECKED.
+/// Prints an exception of a library, for example std::bad_alloc, on standard error and returns NOT_CHECKED.
+ExitCode PrintException(const std::exception& error);
+
+/// Calls `action`, which returns void or an ExitCode. If it throws, prints the exception and returns the code of the
+/// Failure, or NOT_CHECKED.
 template <typename Action>
 ExitCode Attempt(Action action) {
     try {
@@ -62,7 +65,7 @@ ExitCode Attempt(Action action) {
     } catch (const Failure& failure) {
         return PrintFailure(failure);
     } catch (const std::exception& error) {
-        return PrintFailure(Failure(ExitCode::NOT_CHECKED, error.what()));
+        return PrintException(error);
     }
 }
 

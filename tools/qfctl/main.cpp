@@ -2,7 +2,6 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
-#include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -104,14 +103,5 @@ ExitCode Run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     using namespace qfctl;
-    const ExitCode code = Attempt([argc, argv] {
-        try {
-            return Run({argv + 1, argv + argc});
-        } catch (const Failure&) {
-            throw;
-        } catch (const std::exception& error) {  // from a library, for example std::bad_alloc
-            throw Failure(ExitCode::NOT_CHECKED, QuoteIfUnprintable(error.what()));
-        }
-    });
-    return static_cast<int>(code);
+    return static_cast<int>(Attempt([argc, argv] { return Run({argv + 1, argv + argc}); }));
 }
