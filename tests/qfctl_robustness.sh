@@ -127,8 +127,8 @@ rm /tmp/path/ls
   'qfctl verify --report r && [[ -s r ]] && stat -c "%a %u %g" r'
 ((EUID != 0)) || expect 3 'belongs to another user' 'pair /live/a x x; chmod 777 .; : >r; chmod 666 r' \
   'setpriv --reuid 65534 --clear-groups qfctl verify --report r'
-((EUID != 0)) || expect 3 'File too large' 'pair /live/a x x; chmod 777 .' \
-  'set -o pipefail; { ulimit -f 0; setpriv --reuid 65534 --clear-groups qfctl verify --report r; } 2>&1 | cat; code=$?; [[ -z $(ls -A) ]] && exit $code'
+expect 3 'File too large' 'pair /live/a x x; put $logs/quickfix_1.log ""' \
+  'set -o pipefail; { ulimit -f 0; qfctl verify --html r; } 2>&1 | cat; code=$?; [[ -z $(ls -A) ]] && exit $code'
 if [[ -n ${FAULT_INJECTOR:-} ]]; then
   for signal in 1 2 15; do
     expect $((128 + signal)) '' 'pair /live/a x x; put r former' \
@@ -168,6 +168,7 @@ real='exec $PROJECT/scripts/fakes/bm "$@"'
 verify='qfctl verify --app --apps /tmp/apps.json'
 expect 3 'bm dump -a fails' "bm_is com.good 'exit 1'" "$verify"
 expect 3 'bm dump -a fails' 'bm_is com.good "ls $BM_BUNDLES; exit 1"' "$verify"
+expect 3 'bm dump -a fails' "bm_is com.good 'kill -XFSZ \$\$; $real'" "env --default-signal=XFSZ $verify"
 expect 3 'bm dump -n com.good fails' "bm_is 'com.old com.good' '[ \"\$2 \$3\" != \"-n com.good\" ] || exit 1; $real'" "$verify"
 expect 3 'bm dump -n com.good fails' \
   "bm_is com.good '[ \"\$2\" = -n ] || exec echo com.good; echo teklo.app.quickfix versionCode 7; exit 1'" "$verify"

@@ -2,6 +2,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <csignal>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -82,6 +83,14 @@ ExitCode RunCommand(const std::vector<std::string>& arguments) {
     return result;
 }
 
+/// Lets a write past the file size limit fail with an error. Installs a handler, because the commands that qfctl runs
+/// would inherit an ignored signal.
+void CatchFileSizeSignal() {
+    if (signal(SIGXFSZ, [](int) {}) == SIG_IGN) {
+        (void)signal(SIGXFSZ, SIG_IGN);
+    }
+}
+
 void FlushOutput() {
     std::cout.flush();
     if (!std::cout) {
@@ -91,6 +100,7 @@ void FlushOutput() {
 
 ExitCode Run(const std::vector<std::string>& arguments) {
     OpenClosedStandardStreams();
+    CatchFileSizeSignal();
     // Without --verbose the library's platform records are not printed.
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     const ExitCode result = Attempt([&arguments] { return RunCommand(arguments); });

@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <random>
 
@@ -26,15 +25,7 @@ public:
         sigfillset(&all);
         pthread_sigmask(SIG_BLOCK, &all, &former_);
     }
-    ~ScopedSignalBlock() {
-        // A write past the file size limit already returns an error, so its signal is discarded.
-        sigset_t limit = {};
-        sigemptyset(&limit);
-        sigaddset(&limit, SIGXFSZ);
-        const timespec none = {};
-        sigtimedwait(&limit, nullptr, &none);
-        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
-    }
+    ~ScopedSignalBlock() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
     ScopedSignalBlock(const ScopedSignalBlock&) = delete;
     ScopedSignalBlock& operator=(const ScopedSignalBlock&) = delete;
 
