@@ -93,6 +93,14 @@ private:
     bool isInPlace_ = false;
 };
 
+/// Returns false if a new file in the directory can't get the group of `former`.
+bool CanKeepGroup(const struct stat& former, int folder) {
+    struct stat status = {};
+    // New files may get the group of their directory.
+    const bool isInherited = fstat(folder, &status) == 0 && status.st_gid == former.st_gid;
+    return geteuid() == 0 || isInherited || former.st_gid == getegid() || group_member(former.st_gid) != 0;
+}
+
 }  // namespace
 
 FileTarget::FileTarget(const std::string& path) {
@@ -115,6 +123,9 @@ FileTarget::FileTarget(const std::string& path) {
     folder_ = UniqueFd(open(resolved.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (error || !folder_.IsOpen() || faccessat(folder_.Get(), ".", W_OK | X_OK, 0) != 0) {
         throw Failure(ExitCode::NOT_CHECKED, error ? error.message() : strerror(errno));
+    }
+    if (former_ && !CanKeepGroup(*former_, folder_.Get())) {
+        throw Failure(ExitCode::NOT_CHECKED, "it belongs to a group that does not include this user");
     }
 }
 
