@@ -116,7 +116,7 @@ ExitCode Diagnose(const DoctorOptions& options) {
 void AddDoctorCommand(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<DoctorOptions>();
     CLI::App* command = AddCommand(app, result, options, "doctor",
-                                   "Check what an engine and qfctl depend on: log, overlay, commands, bus", Diagnose);
+                                   "Check the log, overlay, commands and bus that an engine and qfctl need", Diagnose);
     command->add_flag("--json", options->json, "Print a JSON object");
     command->add_option("--status-file", options->statusFile, "Also check this status file")
         ->type_name("FILE")

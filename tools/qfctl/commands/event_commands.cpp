@@ -150,7 +150,7 @@ void AddEventCommands(CLI::App& app, ExitCode& result) {
     wait->add_option("--timeout", options->timeout, "Give up SECONDS after subscribing (default: never)")
         ->type_name("SECONDS")
         ->check(CheckSeconds);
-    AddNameTo(AddCommand(app, result, options, "publish", "Broadcast EVENT in place of the system", Publish), options);
+    AddNameTo(AddCommand(app, result, options, "publish", "Broadcast EVENT, for tests", Publish), options);
     AddCommand(app, result, options, "events", "List the events with their actions", List)
         ->add_flag("--json", options->json, "Print a JSON object");
 }

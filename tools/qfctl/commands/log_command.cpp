@@ -195,7 +195,8 @@ ExitCode Log(const LogOptions& options) {
 void AddLogCommand(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<LogOptions>();
     CLI::App* command = AddCommand(app, result, options, "log", "Show the file log, both files as one stream", Log);
-    auto* follow = command->add_flag("-f,--follow", options->follow, "Keep printing new lines, across rotations");
+    auto* follow =
+        command->add_flag("-f,--follow", options->follow, "Print new lines as they arrive, across rotations");
     auto* json = command->add_flag("--json", options->json, "Print one JSON object per record");
     auto* grep = command->add_option("--grep", options->grep, "Print only lines that contain TEXT")->type_name("TEXT");
     command->add_flag("--clear", options->clear, "Truncate the log files; running processes continue to log")

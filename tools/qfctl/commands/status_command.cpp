@@ -165,7 +165,8 @@ void AddStatusCommand(CLI::App& app, ExitCode& result) {
     CLI::App* set = AddAction(command, result, options, "set", "Change the given values, keep the others", Set);
     set->add_option("--version", options->version, "Version of the patch");
     set->add_option("--status", options->status, "Status of the operation, such as init, loaded, success or failed");
-    set->add_option("--error-code", options->errorCodes, "Error code, replaces the list; repeat the option for several")
+    set->add_option("--error-code", options->errorCodes,
+                    "Error code; repeat the option for several, which replace the list")
         ->allow_extra_args(false)
         ->type_name("NUMBER");
     AddAction(command, result, options, "clear", "Delete the status file", Clear);

@@ -87,7 +87,7 @@ void AddSystemCommands(CLI::App& app, ExitCode& result) {
         ->add_option("KEY", options->key, "Any part of the token")
         ->required()
         ->check([](const std::string& key) { return key.size() < 2 ? "must not be empty" : ""; });
-    AddQueryCommand(app, result, options, "stage", "Show the running stage: init for user 0, sa for any other",
+    AddQueryCommand(app, result, options, "stage", "Show the running stage: init for user 0, sa for any other user",
                     ShowStage);
     AddQueryCommand(app, result, options, "base-version", "Show the product's base version", ShowBaseVersion);
 }

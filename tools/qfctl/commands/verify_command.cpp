@@ -192,7 +192,7 @@ void AddVerifyCommand(CLI::App& app, ExitCode& result) {
     AddFileOption(command, "--status-file", options->statusFile, "Add the values of this status file to the metrics")
         ->needs(metrics);
     command->add_flag("--shell", options->usesShell,
-                      "Verify through ls, like an engine that uses a shell; refuse names that a shell would interpret");
+                      "Read modes and labels through ls; refuse names that a shell would interpret or split");
     command->add_flag("-v,--verbose", options->verbose, "Show the library's records on standard error");
 }
 
