@@ -115,7 +115,7 @@ def compare(relation, first, second):
 
 
 def tabulate(comparison, samples):
-    rows = [f"| {comparison.title} | measured | first row relative to it |", "|---|---|---|"]
+    rows = [f"| {comparison.title} | measured | first row compared with this row |", "|---|---|---|"]
     first = samples.get(next(iter(comparison.sides)))
     for job, label in comparison.sides.items():
         figures = samples.get(job)
@@ -126,14 +126,14 @@ def tabulate(comparison, samples):
 
 
 def tabulate_bars(comparisons, samples):
-    rows = ["| figure | bar | measured | met |", "|---|---|---|---|"]
+    rows = ["| figure | limit | measured | met |", "|---|---|---|---|"]
     for comparison in comparisons:
         first = next(iter(comparison.sides))
         for job, (direction, bar) in comparison.bars.items():
             if comparison.relation == "size":
                 what, figures, unit = job, samples[job], "bytes"
             else:
-                what = f"{comparison.sides[first]} beside {comparison.sides[job]}"
+                what = f"{comparison.sides[first]} compared with {comparison.sides[job]}"
                 figures, unit = compare(comparison.relation, samples[first], samples[job])
             missed = 100 * (median(figures) / bar - 1) * (-1 if direction == "at least" else 1)
             # A missed bar never shows 0.0 %.
