@@ -20,7 +20,8 @@ install(FILES ${PROJECT_BINARY_DIR}/include/quick_fix_version.h
 install(DIRECTORY platform/conformance DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils COMPONENT development)
 install(DIRECTORY platform/common platform/memory
   DESTINATION ${CMAKE_INSTALL_DATADIR}/quickfix_utils/platform COMPONENT development)
-install(FILES docs/limits.md docs/porting.md docs/qfctl.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES docs/install.md docs/limits.md docs/porting.md docs/qfctl.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 foreach(script private-root container-root)
   install(PROGRAMS scripts/${script} DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME quickfix-${script} COMPONENT development)
