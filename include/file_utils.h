@@ -30,8 +30,8 @@ enum class FileSizeUnit : int32_t {
 /// function holds at most one directory open.
 class [[gnu::visibility("default")]] FileUtils {
 public:
-    /// Returns true if the path leads to an existing object, which a dangling link does not. Also returns false if a
-    /// directory of the path can't be searched. Logs "filePath is empty" for an empty path, otherwise nothing.
+    /// Returns true if the path exists. Returns false for a dangling link, and if a directory of the path can't be
+    /// searched. Logs "filePath is empty" for an empty path, otherwise nothing.
     static bool FileIsExist(const std::string& filePath);
 
     /// Returns true if the path is a directory that can be opened. Logs nothing.
@@ -77,11 +77,11 @@ public:
     /// fails.
     static int GetDiskFreeSpace(const std::string& path);
 
-    /// Removes everything below the directory `dirPath`. With `removeSelf`, then removes `dirPath` itself, whatever
-    /// its type.
+    /// Removes everything below the directory `dirPath`. If `removeSelf` is set, also removes `dirPath` itself,
+    /// whatever its type.
     ///
-    /// Links to directories are dangerous: the directory that a link leads to is emptied, then the link is removed. A
-    /// link to a file is only removed. If `dirPath` is a regular file, it is removed even without `removeSelf`.
+    /// Links to directories are dangerous: the function empties the target directory, then removes the link. The target
+    /// of a link to a file is kept. If `dirPath` is a regular file, it is removed even without `removeSelf`.
     ///
     /// Returns false in these cases only, and keeps `dirPath` itself:
     ///
@@ -108,19 +108,20 @@ public:
     static bool OpenFile(std::fstream & stream, const std::string& path, unsigned int openMode, unsigned int mode);
 
     /// Despite the name, the FIRST output is the owner's user id and the SECOND the group id. If the path can't be
-    /// examined, both are 0, which is root's. Logs nothing.
+    /// examined, both are 0, the id of root. Logs nothing.
     static void GetPathGidAndUid(std::string path, unsigned int& uid, unsigned int& gid);
 
-    /// Gives the path the owner and group of /data/update/quickfix, or 0 and 0 if that directory is missing. Does not
-    /// report or log failures.
+    /// Sets the owner and group of the path to the ids that /data/update/quickfix has, or to 0 and 0 if that directory
+    /// is missing. Does not report or log failures.
     static void SetGidAndUidToQuickFix(const std::string& path);
 
     /// Copies the tree below `sourceDir` into `destDir` and overwrites files of the same name. Both paths must end in
-    /// "/", and `destDir` must not be below `sourceDir`. Creates a missing directory with 0775 less the umask. Links
-    /// are copied as the files they lead to. Owners, modes and times are not copied.
+    /// "/", and `destDir` must not be below `sourceDir`. Creates missing directories with mode 0775, restricted by the
+    /// umask. A link to a file is copied as that file. Owners, modes and times are not copied.
     ///
     /// Stops at the first failure. An empty file, a dangling link and a link to a directory are failures, see
-    /// `CopyFile`. What is already copied stays. If this call created `destDir` and it is still empty, removes it.
+    /// `CopyFile`. Files that were already copied stay. If this call created `destDir` and it is still empty, removes
+    /// it.
     ///
     /// Logs the failure, then "copydir failed" at each level on the way up:
     ///
@@ -150,16 +151,16 @@ public:
     ///     "sprintf_s error"                                      the digest can't be formatted
     static std::string GetFileSHA256(const std::string& filePath);
 
-    /// Returns the file's lines without their line feeds. An empty file, a directory and a file that can't be opened
-    /// give no lines; only the last logs "file open failed!!!:%{public}s". A read error ends the result and is not
-    /// logged.
+    /// Returns the file's lines without their line feeds. Returns no lines for an empty file, a directory and a file
+    /// that can't be opened. Only the last case logs "file open failed!!!:%{public}s". A read error ends the result and
+    /// is not logged.
     ///
     ///     "a\n\nb"  {"a", "", "b"}
     ///     "a\r\n"   {"a\r"}
     static std::vector<std::string> ReadLines(const std::string& filePath);
 
-    /// Returns the file's bytes, zero bytes included. An empty file, a directory and a failure give "". Logs
-    /// "filePath: %{public}s is an invalid path" if the file does not exist,
+    /// Returns the file's bytes, including zero bytes. Returns "" for an empty file, a directory and a file that can't
+    /// be opened. Logs "filePath: %{public}s is an invalid path" if the file does not exist,
     /// "fail to open file: %{public}s, errinfo: %{public}s" if it can't be opened. A read error ends the result and is
     /// not logged.
     static std::string GetFileStream(const std::string& filePath);

@@ -8,8 +8,8 @@ struct cJSON;
 namespace TEKLO::QuickFixEngine {
 
 /// Reads typed members of a JSON object that cJSON has parsed. Member names are compared without regard to ASCII case;
-/// the first match counts. A null `root`, and one that is not an object, has no members. A missing member or one of
-/// another type is not an error and is not logged.
+/// the first match counts. A `root` that is null or not an object has no members. A missing member or one of another
+/// type is not an error and is not logged.
 ///
 /// The library does not export cJSON. To free a tree, a program includes <cjson/cJSON.h> and links cJSON itself: with
 /// CMake `find_package(cJSON)` and the target `cjson`, with pkg-config the package `libcjson`.
@@ -19,9 +19,9 @@ class [[gnu::visibility("default")]] JsonTool {
 public:
     /// Returns a new tree, which the caller frees with cJSON_Delete. Ignores text after the document.
     ///
-    /// Returns null if the file is empty or can't be read. Then logs "jsonString is empty." at error level to the
-    /// platform log and the file log, after the record of `FileUtils::GetFileStream`. Also returns null, but logs
-    /// nothing, if the text is not JSON or has more than 1000 nested levels.
+    /// If the file is empty or can't be read, returns null and logs "jsonString is empty." at error level to the
+    /// platform log and the file log, after the record of `FileUtils::GetFileStream`. If the text is not JSON or has
+    /// more than 1000 nested levels, returns null and logs nothing.
     static cJSON* ParseJsonFromFile(const std::string& path);
 
     /// Return true if the object has the member and the member has the type. Every number is an int, 3.9 included.

@@ -3,12 +3,12 @@
 ///     QF_LOGD  QF_LOGI  QF_LOGE                 (format, arguments...)   platform log only
 ///     QF_FILE_LOGD  QF_FILE_LOGI  QF_FILE_LOGE  (format, arguments...)   platform log and file log
 ///
-/// `format` is a printf format, a string literal. A conversion may carry a privacy marker, as in `%{public}s`. The
+/// `format` is a string literal in printf format. A conversion may carry a privacy marker, as in `%{public}s`. The
 /// platform log shows only arguments that are marked public. The text is prefixed with the call's place,
 /// "[file(function):line] ", where `file` is the file name without directory and extension.
 ///
-/// An argument is a number, a pointer or a C string. If number or types of the arguments don't match the format, the
-/// call doesn't compile.
+/// An argument is a number, a pointer or a C string. If the number or the types of the arguments don't match the
+/// format, the call doesn't compile.
 ///
 /// The platform log gets the record if its level is at or above `QuickFixPlumeWrapper::level_`. Otherwise QF_LOGx does
 /// not evaluate its arguments.
@@ -19,7 +19,7 @@
 ///
 /// No macro reports a failure. QF_FILE_LOGx may change errno.
 ///
-/// Threads: any thread may log, static destructors and forked children too. Signal handlers must not.
+/// Threads: any thread may log, also in static destructors and in forked children. Signal handlers must not.
 #pragma once
 
 #include <cstddef>

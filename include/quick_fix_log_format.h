@@ -61,7 +61,7 @@ constexpr const char* SkipAll(const char* text, const char* set) {
     return text;
 }
 
-/// Returns the position after a width or precision, which is digits or a star. Counts the star in `stars`.
+/// Returns the position after a width or precision, which consists of digits or a star. Increments `stars` for a star.
 constexpr const char* SkipNumber(const char* text, int& stars) {
     if (*text != '*') {
         return SkipAll(text, "0123456789");

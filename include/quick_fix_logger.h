@@ -23,8 +23,8 @@ inline constexpr char QUICK_FIX_SECOND_LOG_FILE[] = "/data/update/quickfix/log/q
 /// A process has one logger, `DelayedSingleton<QuickFixLogger>::GetInstance()`. It is never destroyed, so static
 /// destructors may log. The log directory must exist: the library does not create it.
 ///
-/// A failure loses the record and is not reported to the caller. The platform log gets a record of it, except for a
-/// failed write. The next record tries again, so logging resumes when a full disk has space.
+/// A failure loses the record and is not reported to the caller. The platform log records the failure, unless it is a
+/// failed write. The next record tries again, so logging resumes when a full disk has space again.
 ///
 /// If another program deletes the only log file, records are lost until `RemoveLog` or a restart. To clear the log
 /// from outside, truncate the files. If several processes log, lines do not mix, but no process notices the rotations
@@ -42,7 +42,7 @@ public:
     /// Opens the current log file for appending, or creates the first one. Does nothing if the stream is open. On
     /// failure the stream stays closed; `CreateLogFile` logs if it fails.
     ///
-    /// First removes the start of a record that a killed process may have left at the end of the file, unless the file
+    /// A killed process may have left the start of a record at the end of the file. Removes it first, unless the file
     /// is full.
     void Init();
 
@@ -58,9 +58,9 @@ public:
     /// records of the steps. A failed write is not logged.
     void OutputLog(const char* msg, const std::string& fileName, const std::string& funcName, int line);
 
-    /// If the current file has 65536 bytes or more, renames the second file, if it exists, to the first and creates a
-    /// new second file. Returns false if the current file can't be examined or the new one can't be created. If it
-    /// can't be examined, logs "get first log file stat fail" or "get last log file stat fail" at error level.
+    /// If the current file has 65536 bytes or more, creates a new second file. An existing second file replaces the
+    /// first one. Returns false if the current file can't be examined or the new one can't be created. If it can't be
+    /// examined, logs "get first log file stat fail" or "get last log file stat fail" at error level.
     bool ChangeFileForOverSize();
 
     /// Writes the local time, such as "2026-03-01 09:05:07.004", to `buffer` of `size` bytes. If it doesn't fit,

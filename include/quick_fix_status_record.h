@@ -16,7 +16,7 @@ inline constexpr char QUICK_FIX_STATUS_FAILED[] = "failed";
 /// The keys of the first and the third line of the file.
 inline constexpr char QUICK_FIX_VERSION_KEY[] = "PatchVersion";
 inline constexpr char QUICK_FIX_ERROR_CODE_KEY[] = "ErrorCode";
-/// The number of bytes that are read of each line, its key included.
+/// The number of bytes that reading keeps of each line, including its key.
 inline constexpr size_t QUICK_FIX_STATUS_MAX_LINE = 255;
 
 struct QuickFixStatus {
@@ -36,10 +36,9 @@ struct QuickFixStatus {
 /// Limits, none of which is reported:
 ///
 /// - Values are not escaped. A value with a line feed breaks the file.
-/// - Reading takes the lines by their order and ignores their keys. It stops at the first line without "="; the fields
-///   from that line on are empty.
-/// - Of a line with more than 255 bytes the rest is lost on reading. A long list of error codes can be cut within a
-///   number.
+/// - Reading identifies the lines by their order and ignores their keys. It stops at the first line without "="; the
+///   fields from that line on are empty.
+/// - Reading keeps only the first 255 bytes of a line. The cut can split a number in a long list of error codes.
 /// - Writing is not atomic. After a failed write, for example on a full disk, the file is incomplete or empty, and the
 ///   cache holds the new values.
 ///
@@ -53,14 +52,14 @@ public:
     static QuickFixStatusRecord& GetInstance();
 
     /// Sets the path, the permission bits (0600 by default) and the status key, then reads the file into the cache. If
-    /// the file is missing, the cache becomes empty and `GetStatusFromFile` logs that.
+    /// the file is missing, the cache becomes empty, and `GetStatusFromFile` logs its record.
     void InitStatusRecord(std::string filePath, std::string statusKey);
     void InitStatusRecord(std::string filePath, unsigned int mode, std::string statusKey);
 
     /// Writes `status` to the file but not to the cache. Creates or empties the file and sets its permission bits.
     ///
-    /// In the init stage, see sys_utils.h, it sets 0755 instead, and the owner and group of /data/update/quickfix,
-    /// even if opening fails. `FileUtils::OpenFile` rejects a path that contains "..".
+    /// In the init stage (see sys_utils.h), sets 0755 instead, and the owner and group of /data/update/quickfix, even
+    /// if opening fails. `FileUtils::OpenFile` rejects a path that contains "..".
     ///
     /// If opening fails, logs "SetStatus failed. file path : %{public}s." at error level. Otherwise logs
     /// "SetStatus version_: %{public}s, status: %{public}s, ErrorCode: %{public}s." at debug level, even if writing

@@ -6,8 +6,8 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// String operations without state. White space is space, tab, line feed, vertical tab, form feed and carriage return,
-/// whatever the locale. Only `GetKeyCmdlineStr` logs.
+/// String operations without state. In every locale, white space is space, tab, line feed, vertical tab, form feed and
+/// carriage return. Only `GetKeyCmdlineStr` logs.
 ///
 /// Threads: any thread may call any function. The trimming functions modify their argument, so no other thread may use
 /// it.

@@ -7,7 +7,7 @@ namespace TEKLO::QuickFixEngine {
 
 /// The real user id is 0, as in the init stage of the boot.
 inline constexpr int STAGE_INIT = 0;
-/// The real user id is another one: the engine runs as a system service.
+/// The real user id is not 0: the engine runs as a system service.
 inline constexpr int STAGE_SA = 1;
 
 /// The system parameter that holds the product's base version.

@@ -11,7 +11,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// The directory of the patch files, which lie in it at the paths of their live files.
+/// The directory of the patch files. A patch file is at this path followed by the path of its live file.
 inline constexpr char PATCH_OVERLAY_PATH[] = "/patch_qv/overlay";
 /// The text that the bundle tool's dump of a patched app contains.
 inline constexpr char PATCH_FLAG[] = "teklo.app.quickfix";
@@ -19,8 +19,9 @@ inline constexpr char PATCH_FLAG[] = "teklo.app.quickfix";
 enum class Verdict : int32_t {
     PASSED = 0,
     FAILED = 1,
-    /// A check could not compare. With `Inspection::SHELL`: no command could be run, or both values are empty, and no
-    /// other check failed. With `Inspection::DIRECT`: a value could not be read, whatever the other checks found.
+    /// A check could not compare two values. With `Inspection::SHELL`: a command could not be run or both values are
+    /// empty, and no other check failed. With `Inspection::DIRECT`: a value could not be read, whatever the other
+    /// checks found.
     INCONCLUSIVE = 2,
 };
 
@@ -36,7 +37,7 @@ struct FileValue;
 /// A check of an item that found a difference.
 ///
 ///     files   "SHA256", "RWX", "SeLinux"           the values of the two files; empty if a file is missing
-///     apps    "Installed", "PatchFlag", "Version"  what the app has, and what the patch requires
+///     apps    "Installed", "PatchFlag", "Version"  the values of the app and of the patch
 struct Difference {
     std::string check;
     std::string live;
@@ -63,17 +64,17 @@ struct ItemResult {
 /// With `Inspection::SHELL`, paths reach a shell unquoted. Keep names out of the overlay that a shell would interpret
 /// or split: a name such as "a;b" would run b.
 ///
-/// Records go to the platform log and the file log. No function throws anything but std::bad_alloc and what the
-/// listener throws.
+/// Records go to the platform log and the file log. Functions throw only std::bad_alloc and the exceptions of the
+/// listener.
 ///
-/// Threads: use an object from one thread at a time; the work is done on that thread. Shell commands run one after the
-/// other, one per value, and the thread waits for the end of each.
+/// Threads: use an object from one thread at a time; the work is done on that thread. It runs one shell command per
+/// value and waits for its end.
 class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] TestManager {
 public:
     /// Compares every regular file below /patch_qv/overlay with the live file at the same path without that prefix:
     /// digest, mode as `ls -l` shows it, label as `ls -Z` shows it. Skips links and other special files. Returns the
-    /// "Native" fragment, `"Native": "null"` if the overlay is missing or can't be read.
-    /// Logs "Check Native Patch Begin" at info level, and the records of the steps below.
+    /// "Native" fragment, or `"Native": "null"` if the overlay is missing or can't be read. Logs
+    /// "Check Native Patch Begin" at info level, and the records of the steps below.
     std::string CheckNativePatch();
 
     /// Starts an app run and discards the results of an earlier run. Logs "Check Qen Patch Begin" at info level.
@@ -83,32 +84,32 @@ public:
     /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Makes all three checks, even after
     /// one fails. Call it between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
     ///
-    ///     all three hold   "com.example.app": "true",
+    ///     all three pass   "com.example.app": "true",
     ///     not installed    "com.example.app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage
     ///                      Version=1000001",
     ///     no flag          "com.example.app": "false,teklo.app.quickfix not exist",
     ///     too old          "com.example.app": "false,RunTimes Version=1000000,PatchPakage Version=1000001",
     ///
-    /// The commands call the platform's tool `bm` and evaluate the first 512 bytes of their output. They contain
-    /// `bundleName` unquoted, and `grep` interprets it as a pattern: "." matches any character.
+    /// Each check runs a shell command with the platform's tool `bm` and evaluates the first 512 bytes of its output.
+    /// The commands contain `bundleName` unquoted, and `grep` interprets it as a pattern: "." matches any character.
     void CheckAppPatch(const std::string& bundleName, const unsigned int& versionCode);
 
-    /// Returns true if `grep -w` finds the bundle exactly once in the output of `bm dump -a`. It also finds the name at
-    /// the start of a longer name, before "." or "-": if only "com.a.b" is installed, "com.a" counts as installed; if
-    /// both are, or if the bundle is listed twice, it counts as missing. Returns false if no shell can be started, and
-    /// logs "Failed to run the command" at error level.
+    /// Returns true if `grep -w` finds the bundle exactly once in the output of `bm dump -a`. `grep` also finds the
+    /// name at the start of a longer name, before "." or "-": if only "com.a.b" is installed, "com.a" counts as
+    /// installed. If both are installed, or if the bundle is listed twice, it counts as missing. Returns false if no
+    /// shell can be started, and logs "Failed to run the command" at error level.
     bool AppIsExist(const std::string& bundleName);
 
     /// Returns true if the bundle's dump contains the flag. If the command prints other text, logs
-    /// "cmdString : %{public}s" at error level. Without a shell fails like `AppIsExist`.
+    /// "cmdString : %{public}s" at error level. If no shell can be started, fails like `AppIsExist`.
     bool PatchFlagIsExist(const std::string& bundleName);
 
     /// Sets `runtimeVersion` to the last version code in the bundle's dump and returns whether it is at least
-    /// `versionCode`. If there is none, returns false and leaves `runtimeVersion` unchanged. Without a shell fails like
-    /// `AppIsExist`.
+    /// `versionCode`. If the dump contains no version code, returns false and leaves `runtimeVersion` unchanged. If no
+    /// shell can be started, fails like `AppIsExist`.
     bool CheckAppVersion(const std::string& bundleName, const unsigned int& versionCode, unsigned int& runtimeVersion);
 
-    /// Ends the app run and returns the "Qen" fragment, `"Qen": "null"` if no app was checked.
+    /// Ends the app run and returns the "Qen" fragment, or `"Qen": "null"` if no app was checked.
     std::string CheckAppPatchEnd();
 
     /// Verifies each regular file below a directory, in directory order. If a directory can't be opened, skips it and
@@ -126,9 +127,9 @@ public:
     std::string GetViewFilePath(const std::string& patchPath);
 
     /// Makes the three comparisons below in their order, all three even after one fails. A comparison that finds a
-    /// difference marks the item and the run as failed and adds both values to the item's entry. A missing file has
-    /// empty values: a missing live file differs, two missing files agree; see `GetInconclusiveCount`. The comparison
-    /// of digests starts the item's entry, the other two extend it.
+    /// difference marks the item and the run as failed and adds both values to the item's entry. The values of a
+    /// missing file are empty: a missing live file differs from its patch file, two missing files are equal (see
+    /// `GetInconclusiveCount`). The comparison of digests starts the item's entry, and the other two extend it.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
@@ -139,8 +140,8 @@ public:
     /// level. Logs "filePath: %{public}s, Prop: %{public}s" at debug level.
     std::string GetFileProp(const std::string& path);
 
-    /// Returns what `ls -Z` prints before the first blank, "?" on a system without labels. If there is no blank,
-    /// returns the whole line with its line feed. Fails like `GetFileProp`. Logs "filePath: %{public}s, Selinux:
+    /// Returns what `ls -Z` prints before the first blank, which is "?" on a system without labels. If there is no
+    /// blank, returns the whole line with its line feed. Fails like `GetFileProp`. Logs "filePath: %{public}s, Selinux:
     /// %{public}s" at debug level.
     std::string GetFileSeLinux(const std::string& path);
 
@@ -153,25 +154,25 @@ public:
     /// Replaces a ',' at the end of each text with '.'.
     void SymbolConversion(std::string & source, std::string & patch);
 
-    /// Calls `listener` after each item, on the thread that checks; an empty function ends that. What it throws ends
-    /// the run and reaches the caller. The verdict identifies inconclusive items. The report counts such an item as
-    /// passed if it has no differences, and as failed otherwise.
+    /// Calls `listener` after each item, on the thread of the run. An empty function removes the listener. An exception
+    /// of the listener ends the run and propagates to the caller. The report has no inconclusive items: it counts such
+    /// an item as passed if it has no differences, and as failed otherwise.
     void SetItemListener(std::function<void(const ItemResult& result)> listener);
 
-    /// Selects how the following files are read; the default is `SHELL`. For regular files that can be read, both give
-    /// the same report and the same records. `DIRECT` starts no process, and no file name reaches a shell.
+    /// Selects how the following files are read; the default is `SHELL`. For readable regular files, both give the same
+    /// report and the same records. `DIRECT` starts no process, and no file name reaches a shell.
     ///
     /// `DIRECT` opens each file once, and only if it is a regular file. A live path that is a link, a directory, a pipe
     /// or a device differs from its patch file; the run never waits for it. If a value can't be read, the item is
-    /// inconclusive, the report counts it as failed, and the value is "", or "?" for a label. App runs are the same for
-    /// both.
+    /// inconclusive, the report counts it as failed, and the value is "", or "?" for a label. The setting does not
+    /// affect app runs.
     void SetInspection(Inspection inspection);
 
     /// Returns the number of inconclusive comparisons of the current or last native run. If it is not 0, the run did
     /// not compare all values.
     ///
     ///     `SHELL`   both values are empty: no shell or no `ls`, or both files are missing or unreadable
-    ///     `DIRECT`  a value could not be read, or there are none: both files missing, or neither a regular file
+    ///     `DIRECT`  a value could not be read, both files are missing, or neither is a regular file
     uint64_t GetInconclusiveCount() const;
 
     /// The name of `GetInconclusiveCount` in 0.1.0.
@@ -203,10 +204,10 @@ private:
     uint64_t inconclusiveCount_ = 0;
     ItemResult item_;
     bool isUndecided_ = false;    // a check of the item was inconclusive
-    bool commandFailed_ = false;  // in the current check, like readFailed_
+    bool commandFailed_ = false;  // in the current check, as is readFailed_
     bool readFailed_ = false;
     Inspection inspection_ = Inspection::SHELL;
-    std::array<std::shared_ptr<const InspectedFile>, 2> inspected_;  // of the item that is being verified
+    std::array<std::shared_ptr<const InspectedFile>, 2> inspected_;  // the files of the current item
     std::function<void(const ItemResult& result)> itemListener_;
 };
 

@@ -143,7 +143,7 @@ void QuickFixLogger::Init() {
 }
 
 bool QuickFixLogger::ChangeFileForOverSize() {
-    // Every record calls this function: one stat tells both existence and size of the second file.
+    // This function runs for every record. One stat reports both the existence and the size of the second file.
     struct stat status = {};
     const bool hasSecond = stat(QUICK_FIX_SECOND_LOG_FILE, &status) == 0;
     if (!hasSecond && errno != ENOENT && FileUtils::FileIsExist(QUICK_FIX_SECOND_LOG_FILE)) {

@@ -7,7 +7,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// A file to digest, or why it can't be read.
+/// A file to digest, or the error of opening it.
 struct DigestSource {
     struct Closer {
         void operator()(FILE* stream) const { fclose(stream); }
@@ -25,7 +25,7 @@ struct DigestSource {
 
 struct FileDigest {
     std::string text;         // as FileUtils::GetFileSHA256 returns it
-    bool isComplete = false;  // the file was read to its end, and all digits are there
+    bool isComplete = false;  // the file was read to its end, and all digits were formatted
 };
 
 /// Digests the file that `open` provides, and logs what FileUtils::GetFileSHA256 logs.

@@ -117,7 +117,7 @@ const DirectoryEntry* CopyEntries(const std::vector<DirectoryEntry>& entries, co
     return nullptr;
 }
 
-/// Returns the size in whole units, cut to 32 bits, or -1 for an unknown unit.
+/// Returns the lower 32 bits of the size in whole units, or -1 for an unknown unit.
 int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
     switch (unit) {
         case FileSizeUnit::BYTE:
@@ -130,8 +130,8 @@ int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
     return -1;
 }
 
-/// Returns the size of a regular file, links followed, and 0 for anything else and for a dangling link. Calls stat
-/// itself: on 32-bit systems, file_size of libstdc++ 12 fails for a file with a time after 2038.
+/// Returns the size of a regular file or of the file that a link leads to, otherwise 0. Calls stat itself: on 32-bit
+/// systems, file_size of libstdc++ 12 fails for a file with a time after 2038.
 uint64_t RegularFileSize(const fs::directory_entry& entry) {
     struct stat status = {};
     if (stat(entry.path().c_str(), &status) == 0) {
@@ -145,8 +145,8 @@ uint64_t RegularFileSize(const fs::directory_entry& entry) {
     throw fs::filesystem_error("cannot get file size", entry.path(), error);
 }
 
-/// Opens the file of a canonical path with one system call. If it succeeds, realpath would too, with one call per
-/// component. Returns -1 otherwise, on kernels before Linux 5.6, and if a sandbox denies the call.
+/// Opens a path that contains no links. Makes one system call, while realpath makes one per component. Returns -1 for
+/// any other path, on kernels before Linux 5.6, and if a sandbox denies the call.
 int OpenCanonical(const std::string& path) {
     if (path.empty() || path[0] != '/' || path.size() >= PATH_MAX) {
         errno = EINVAL;
@@ -161,7 +161,7 @@ int OpenCanonical(const std::string& path) {
 DigestSource OpenByName(const std::string& path) {
     DigestSource source;
     const int descriptor = OpenCanonical(path);
-    // An interrupted open is not tried again: a signal handler may be the caller's way out of waiting for a pipe.
+    // An interrupted open is not retried: a caller may use a signal to end the wait for a pipe.
     const bool isInterrupted = descriptor < 0 && errno == EINTR;
     source.exists = descriptor >= 0 || isInterrupted || FileUtils::FileIsExist(path);
     if (descriptor >= 0) {
@@ -446,7 +446,7 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
         dest.clear();
         return false;
     }
-    // The insertion succeeds if one byte was written. A disk that fills up is noticed by the flush.
+    // The insertion succeeds if it wrote at least one byte. Only the flush fails if the disk fills up.
     dest.flush();
     return dest.good() && source.IsDelivered();
 }

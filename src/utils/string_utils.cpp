@@ -7,7 +7,7 @@ namespace TEKLO::QuickFixEngine {
 namespace {
 
 constexpr char CMDLINE_PATH[] = "/proc/cmdline";
-// A replacement on the patch partition, for builds that redirect the lookup.
+// Replaces CMDLINE_PATH in builds that redirect the lookup to the patch partition.
 [[maybe_unused]] constexpr char CMDLINE_UT_PATH[] = "/patch_qv/cmdline_ut";
 constexpr char WHITE_SPACE[] = " \t\n\v\f\r";
 

@@ -58,7 +58,7 @@ std::string FormatMode(mode_t mode) {
     return text;
 }
 
-/// Returns 0 for a regular file, otherwise the error with which it is logged.
+/// Returns 0 for a regular file, otherwise the errno value that is logged for its type.
 int ErrorOfType(mode_t mode) {
     switch (mode & S_IFMT) {
         case S_IFREG:
@@ -72,7 +72,7 @@ int ErrorOfType(mode_t mode) {
     }
 }
 
-/// Cuts a label as reading the first line of `ls -Z` cuts it.
+/// Cuts a label where a reader of the first line of `ls -Z` would cut it.
 std::string CutAsLine(const std::string& label) {
     const std::string text = label.substr(0, label.find('\0'));
     const size_t lineFeed = text.find('\n');
@@ -87,7 +87,7 @@ InspectedFile::InspectedFile(std::string path) : path_(std::move(path)) {
         return;
     }
     source_.exists = true;
-    // Examined before it is opened, because opening some devices has effects.
+    // Checks the type before opening, because opening some devices has side effects.
     source_.error = ErrorOfType(status_.st_mode);
     if (source_.error == 0) {
         Open();

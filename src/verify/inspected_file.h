@@ -9,12 +9,12 @@
 namespace TEKLO::QuickFixEngine {
 
 struct FileValue {
-    std::string text;     // empty when there is no such file
-    bool isKnown = true;  // false when the value exists but can't be read
+    std::string text;     // empty if the file doesn't exist
+    bool isKnown = true;  // false if the value exists but can't be read
 };
 
-/// A file whose digest, mode and label are read from one descriptor. Opens only a regular file, and neither waits nor
-/// follows a link in the last component. Anything else has a mode and a label, but no digest.
+/// A file whose digest, mode and label are read from one descriptor. Opens only a regular file. Neither waits nor
+/// follows a link in the last component. A file of another type has a mode and a label, but no digest.
 class InspectedFile {
 public:
     explicit InspectedFile(std::string path);

@@ -6,7 +6,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-// Both functions run a shell command once, return when it has ended, and return nothing if it can't be started.
+// Both functions run a shell command once and return when it has ended. They return nullopt if no shell can be started.
 
 /// Returns the output up to and including its first line feed, cut to `limit` bytes and at a zero byte.
 std::optional<std::string> ReadLineOf(const std::string& command, size_t limit);

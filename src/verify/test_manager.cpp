@@ -91,7 +91,7 @@ bool TestManager::AppIsExist(const std::string& bundleName) {
         commandFailed_ = true;
         return false;
     }
-    // Without the last byte, which is grep's line feed. Two matches are longer than the bundle's name.
+    // The last byte is grep's line feed. The output of two matches is longer than the bundle's name.
     return !output->empty() && bundleName.compare(0, output->size() - 1, *output, 0, output->size() - 1) == 0;
 }
 
@@ -200,7 +200,7 @@ void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::str
     // Without a digest nothing shows that two files are equal.
     readFailed_ = readFailed_ || (inspection_ == Inspection::DIRECT && source.empty() && patch.empty());
     if (source != patch || readFailed_) {
-        detailStr_.clear();  // the first of the comparisons begins the entry anew
+        detailStr_.clear();  // the first comparison starts a new entry
     }
     Compare(viewPath, "SHA256", source, patch, ',');
 }
