@@ -42,7 +42,7 @@ std::string_view ConsumeWhile(std::string_view& text, const char* set) {
     return prefix;
 }
 
-/// Appends the width or precision for a star. A negative precision counts as missing.
+/// Appends the value of a star. Omits a negative precision, as printf does.
 void AppendNumber(std::string& directive, int number) {
     if (directive.back() == '.' && number < 0) {
         directive.pop_back();
@@ -144,7 +144,7 @@ bool AppendConversion(std::string& formatted, const Conversion& conversion, Argu
     }
 }
 
-/// Returns whether U+0080 to U+009F starts at this byte. Terminals interpret these characters too.
+/// Returns whether one of U+0080 to U+009F starts at this byte. Terminals interpret these as control characters.
 bool IsC1Control(const std::string& text, size_t at) {
     return text[at] == '\xc2' && at + 1 < text.size() && (text[at + 1] & '\xe0') == '\x80';
 }

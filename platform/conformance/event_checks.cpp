@@ -56,7 +56,7 @@ bool Eventually(Condition holds) {
     return holds();
 }
 
-/// Records the deliveries and detects those that are not allowed.
+/// Records the deliveries and detects forbidden ones.
 class Recorder : public CommonEventSubscriber {
 public:
     using Reaction = std::function<void(size_t delivery)>;

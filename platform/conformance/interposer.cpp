@@ -1,5 +1,5 @@
-// Definitions of the port's functions, as a program may have them. The port is loaded first, so calls in this library
-// reach the port. If the port's headers don't set default visibility, the calls reach these definitions.
+// Defines the port's functions again, as a program may do. The port is loaded first, so calls in this library reach the
+// port. If the port's headers don't set default visibility, the calls reach these definitions.
 
 #include "services.h"
 

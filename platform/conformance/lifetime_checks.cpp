@@ -1,4 +1,4 @@
-// Checks the services before main and after it.
+// Checks the services before main starts and after it has returned.
 
 #include <unistd.h>
 

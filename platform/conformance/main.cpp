@@ -69,7 +69,7 @@ Outcome RunInThisProcess(const Check& check) {
     dup2(devNull, STDERR_FILENO);
     const Outcome outcome = RunInThisProcess(check);
     (void)!write(output, outcome.text.data(), outcome.text.size());
-    // Not _exit: the exit of a process with this port is checked too.
+    // Not _exit: the check covers the destructors that run at exit.
     std::exit(outcome.verdict);
 }
 
@@ -126,7 +126,7 @@ Outcome RunInChildProcess(const Check& check) {
         return {NOT_CHECKED, std::string("    can't fork: ") + strerror(errno) + "\n"};
     }
     if (!ended) {
-        // The process group: the check may have forked.
+        // Kills the process group, because the check may have forked.
         kill(-child, SIGKILL);
     }
     int status = 0;

@@ -15,7 +15,7 @@ constexpr char UNSET_KEY[] = "quickfix.conformance.not.set";
 constexpr char FILLER = '\x7e';
 constexpr size_t GUARD = 8;
 
-/// Calls GetParameter with a buffer of `length` zero bytes, followed by guard bytes. Holds the result and the buffer.
+/// Calls GetParameter with a buffer of `length` zero bytes, followed by guard bytes. Stores the result and the buffer.
 struct ParameterResult {
     ParameterResult(const char* key, const std::string& defaultValue, unsigned int length) : length_(length) {
         std::fill(buffer_.begin() + length, buffer_.end(), FILLER);
@@ -69,7 +69,7 @@ void CheckCut(Report& report) {
     ExpectDefault(report, std::string(300, 'x'), 256, std::string(255, 'x'));
 }
 
-// The keys that the library reads, and unusual ones, whether set or not.
+// The keys that the library reads, and unusual keys. The store may or may not set them.
 void CheckSystemKeys(Report& report) {
     for (const char* key :
          {"const.comp.kt.product_base_version.real", "ro.comp.kt.product_base_version.real", "a", "a b=c", "\xff"}) {

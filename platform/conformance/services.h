@@ -10,7 +10,7 @@
 
 namespace Conformance {
 
-/// The addresses of the port's functions. Compiles only if the port's declarations have these types.
+/// The addresses of the port's functions. Does not compile if a declaration of the port has another type.
 struct Services {
     using Subscriber = std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber>;
 

@@ -53,7 +53,8 @@ int Connect(const std::string& name, sd_bus** bus) {
     if (name == "session") {
         return sd_bus_open_user(bus);
     }
-    // To close the connection, sd-bus 252 waits for the program to end, but the program may ignore SIGTERM.
+    // Such an address starts a program. When sd-bus 252 closes the connection, it waits for the program's exit, but the
+    // program may ignore SIGTERM.
     if (name.find("unixexec:") != std::string::npos) {
         return -EPROTONOSUPPORT;
     }
@@ -72,7 +73,7 @@ uint32_t WaitForReply(BusConnection& connection, const Reply& reply, Clock::time
     return reply.result;
 }
 
-/// sd-bus and Clock share CLOCK_MONOTONIC, so their time points are equal.
+/// sd-bus and Clock both use CLOCK_MONOTONIC, so a time of sd-bus is a time point of Clock.
 Clock::time_point ToTimePoint(uint64_t microseconds) {
     constexpr auto longest = std::chrono::duration_cast<std::chrono::microseconds>(Clock::duration::max());
     const bool isNever = microseconds > static_cast<uint64_t>(longest.count());

@@ -9,8 +9,8 @@ namespace {
 using Platform::EventListener;
 using Platform::EventPublisher;
 
-// Never destroyed: static destructors may still unsubscribe. Deliveries end before static objects are destroyed that
-// are older than the first subscription.
+// Never destroyed: static destructors may still unsubscribe. Deliveries end before the destruction of static objects
+// that are older than the first subscription.
 EventListener& Listener() {
     static EventListener& listener = *new EventListener;
     static const struct StopAtExit {

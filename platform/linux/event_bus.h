@@ -13,8 +13,8 @@ inline constexpr char EVENT_PATH[] = "/teklo/CommonEvent";
 /// How long a subscriber waits for the connection.
 inline constexpr std::chrono::milliseconds CONNECT_TIMEOUT{2000};
 
-/// How long the bus may take to answer. Shorter than CONNECT_TIMEOUT: the reason is logged before a subscriber gives
-/// up.
+/// How long the bus may take to answer. Shorter than CONNECT_TIMEOUT, so that the reason is logged before a subscriber
+/// gives up.
 inline constexpr std::chrono::milliseconds ANSWER_TIMEOUT{1800};
 
 /// Returns "system", "session" or an address.

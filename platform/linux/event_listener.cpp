@@ -22,7 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds STOP_TIMEOUT{1000};
 constexpr std::chrono::milliseconds RECONNECT_INTERVAL{200};
 
-// For each signal, the bus checks that the sender owns the name.
+// With `sender` in the rule, the bus checks for each signal that the sender owns the name.
 std::string ServiceMatchRule() {
     return std::string("type='signal',sender='") + EVENT_SERVICE + "',interface='" + EVENT_INTERFACE + "',member='" +
            EVENT_SIGNAL + "'";
@@ -59,7 +59,7 @@ bool EventListener::Subscribe(const SubscriberList::Subscriber& subscriber) {
     if (IsInForkedChild()) {
         return false;
     }
-    // List before connection: the event thread disconnects if the list is empty.
+    // Add before connecting: the event thread disconnects if the list is empty.
     const bool added = subscribers_.Add(subscriber);
     const bool connected = EnsureConnected();
     if (added && !connected) {

@@ -25,7 +25,7 @@ public:
     bool Subscribe(const SubscriberList::Subscriber& subscriber);
     bool Unsubscribe(const SubscriberList::Subscriber& subscriber);
 
-    /// Ends the thread. There are no events after that.
+    /// Ends the thread and all deliveries.
     void Stop();
 
 private:

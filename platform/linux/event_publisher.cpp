@@ -14,7 +14,7 @@ namespace {
 
 using Clock = BusConnection::Clock;
 
-/// Time for two answers: the old connection may be dead and the new one alive.
+/// Allows for two answers: a dead connection costs one timeout before a new connection is tried.
 constexpr std::chrono::milliseconds PUBLISH_TIMEOUT{4000};
 constexpr std::chrono::milliseconds NAME_TIMEOUT{500};
 constexpr std::chrono::milliseconds REQUEST_INTERVAL{10};

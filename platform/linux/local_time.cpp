@@ -14,7 +14,8 @@ namespace {
 // for the end of a conversion.
 std::mutex g_timeZoneMutex;
 
-// Registered before the library's handlers: a fork then takes this lock after that of the file log, as a record does.
+// Registered before the library's handlers. A fork then takes the lock of the file log before this one, in the same
+// order as a record.
 [[gnu::constructor(101)]] void RegisterForkHandlers() {
     const auto unlock = [] { g_timeZoneMutex.unlock(); };
     pthread_atfork([] { g_timeZoneMutex.lock(); }, unlock, unlock);

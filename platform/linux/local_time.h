@@ -4,8 +4,8 @@
 
 namespace TEKLO::Platform {
 
-/// Returns the local time, such as "2026-03-01 09:05:07.004". Any thread may call, also in a child that was forked
-/// while other threads were calling.
+/// Returns the local time, such as "2026-03-01 09:05:07.004". Any thread may call it, also in a child that was forked
+/// while other threads were calling it.
 std::string FormatLocalTime();
 
 }  // namespace TEKLO::Platform

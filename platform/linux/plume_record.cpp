@@ -1,4 +1,5 @@
-// Otherwise sd-journal records this file as the place of the call. The text contains the caller's place.
+// Without this macro sd-journal adds this file and line to each record. The text already names the file and line of the
+// caller.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 
 #include "plume_record.h"
@@ -77,8 +78,9 @@ bool SupportsColor() {
     return (noColor == nullptr || noColor[0] == '\0') && isatty(STDERR_FILENO) == 1;
 }
 
-/// Blocks SIGPIPE for the thread and discards one that a write raises, so that a closed pipe or socket doesn't kill
-/// the program. Restores the signal mask and errno. A SIGPIPE that was pending before stays pending.
+/// Blocks SIGPIPE for the thread and discards the signal that a failed write raises, so that a closed pipe or socket
+/// doesn't kill the program. The destructor restores the signal mask and errno. A SIGPIPE that was already pending
+/// stays pending.
 class SigPipeBlock {
 public:
     SigPipeBlock() {

@@ -69,7 +69,7 @@ void SubscriberList::Deliver(const CommonEventData& data) {
         currentSubscriber_ = subscriber.get();
         lock.unlock();
         DeliverNoThrow(*subscriber, data);
-        // May destroy the subscriber, which can take long. Do it without the lock, and before Remove returns.
+        // Releases the subscriber without the lock, because its destructor can take long, and before Remove returns.
         subscriber.reset();
         lock.lock();
         currentSubscriber_ = nullptr;

@@ -12,7 +12,7 @@ using TEKLO::MemoryPlatform::EventCall;
 using Subscriber = std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber>;
 
 struct Events {
-    // Locked during a delivery. Recursive: a delivery may subscribe and unsubscribe.
+    // Locked during a delivery. Recursive, because a delivery may subscribe and unsubscribe.
     std::recursive_mutex mutex;
     std::vector<Subscriber> subscribers;
     TEKLO::MemoryPlatform::EventFilter filter;
@@ -78,7 +78,7 @@ bool CommonEventManager::PublishCommonEvent(const CommonEventData& data) {
     const Lock lock(events.mutex);
     const std::string action = data.GetWant().GetAction();
     for (const Subscriber& subscriber : std::vector<Subscriber>(events.subscribers)) {
-        // An earlier delivery may have removed it.
+        // An earlier delivery may have removed the subscriber.
         if (events.Contains(subscriber) && subscriber->GetSubscribeInfo().GetMatchingSkills().HasEvent(action)) {
             Deliver(subscriber, data);
         }

@@ -14,14 +14,14 @@
 /// The Linux port: a broadcast is the D-Bus signal `Published` of the interface `teklo.CommonEvent`; its first
 /// argument is the action. A subscriber gets only signals from the owner of the bus name `teklo.CommonEventService`.
 ///
-/// - The bus is the system bus. QUICKFIX_EVENT_BUS in the environment selects another one: `system`, `session`, or an
-///   address such as `unix:path=/tmp/bus`. A set-user-id process ignores the variable.
-/// - The event thread blocks signals that are sent to the process. Threads and processes that a delivery starts
-///   inherit that.
-/// - At exit, deliveries end before static objects that are older than the first subscription are destroyed. A
-///   delivery that takes longer than 1000 ms is not waited for.
+/// - The bus is the system bus. The environment variable QUICKFIX_EVENT_BUS selects another one: `system`, `session`,
+///   or an address such as `unix:path=/tmp/bus`. A set-user-id process ignores the variable.
+/// - The event thread blocks signals that are sent to the process. Threads and processes that a delivery starts inherit
+///   its signal mask.
+/// - At exit, deliveries end before the destruction of static objects that are older than the first subscription. The
+///   exit waits at most 1000 ms for a delivery.
 /// - A forked child gets no events and can't subscribe. The subscriptions stay with the parent.
-/// - The platform log tells why the bus can't be reached, once per loss, and why an event was not published.
+/// - The platform log shows why an event was not published, and once per loss why the bus can't be reached.
 #pragma once
 
 #include <memory>
@@ -98,21 +98,22 @@ private:
 class [[gnu::visibility("default")]] CommonEventManager {
 public:
     /// Shares ownership of the subscriber until it is unsubscribed. Once this has returned true, matching broadcasts
-    /// are delivered. If the bus is lost, the port reconnects; broadcasts in between are missed.
+    /// are delivered. If the connection to the bus is lost, the port reconnects. It misses broadcasts meanwhile.
     ///
-    /// Returns false if the subscriber is null, at once if there is no bus, and after up to 2000 ms if the bus doesn't
-    /// answer. It is then not subscribed, unless it was before. Subscribing it again does not deliver events twice.
+    /// Returns false if the subscriber is null, if there is no bus (at once), and if the bus doesn't answer (after up
+    /// to 2000 ms). The subscriber is then not subscribed, unless it was subscribed before. A second subscription does
+    /// not deliver events twice.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// Waits until a running delivery to the subscriber has ended, unless called from `OnReceiveEvent`. Returns false
-    /// if it was not subscribed.
+    /// if the subscriber was not subscribed.
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// Sends a broadcast. Returns true when the bus has passed it on.
     ///
     /// To send, the process briefly owns the name of the event service. Returns false if there is no bus, if the bus
     /// denies the name, and after 500 ms if another program keeps it. Returns false after up to 4000 ms if the bus
-    /// doesn't answer; the broadcast may have been sent then.
+    /// doesn't answer; the bus may have passed the broadcast on nevertheless.
     static bool PublishCommonEvent(const CommonEventData& data);
 };
 

@@ -12,9 +12,9 @@
 /// Copies the value of `key` to `value`, or `defaultValue` if the key is not set. Returns the length of the copied
 /// text, 0 if it is empty, or a negative code on failure.
 ///
-/// The Linux port reads /etc/quickfix/parameters.conf at every call, or the file that QUICKFIX_PARAMETERS in the
-/// environment names. A set-user-id process ignores the variable. Each line is `key=value`; blanks around both are
-/// ignored. Lines that start with `#`, and lines without `=`, are ignored. The last line of a key counts. If the file
-/// is missing, no key is set. If it can't be read, the result is -1.
+/// At every call, the Linux port reads /etc/quickfix/parameters.conf, or the file that the environment variable
+/// QUICKFIX_PARAMETERS names. A set-user-id process ignores the variable. Each line is `key=value`; blanks around both
+/// are ignored. Lines that start with `#`, and lines without `=`, are ignored. If several lines set a key, the last one
+/// counts. If the file is missing, no key is set. If it can't be read, the result is -1.
 extern "C" [[gnu::visibility("default")]] int GetParameter(const char* key, const char* defaultValue, char* value,
                                                            unsigned int length);

@@ -15,9 +15,9 @@
 /// - No function throws. Failures are reported by the return value.
 /// - Any thread may call any function, from the first static initialiser to the last static destructor.
 /// - PlumePrint and sprintf_s also work in a child that was forked while other threads were calling them. A port with
-///   locks registers handlers with pthread_atfork when it is loaded, with an init priority before the library's. A
-///   fork then takes the lock of the file log first, the port's locks after it. A program that defines PlumePrint
-///   itself registers too late for this order: it must not lock in fork handlers.
+///   locks registers handlers with pthread_atfork when it is loaded, with an init priority before the library's. A fork
+///   then takes the lock of the file log before the port's locks. A program that defines PlumePrint itself registers
+///   too late for this order: it must not lock in fork handlers.
 /// - A port never includes a header of the library and never writes to its file log.
 /// - A port may start threads; the library starts none. `OnReceiveEvent` may log and may call the port.
 ///

@@ -17,8 +17,8 @@ namespace TEKLO {
 template <typename T>
 class [[gnu::visibility("default")]] DelayedSingleton {
 public:
-    /// Returns the object. The first call creates it; if there is no memory for it, returns null, and the next call
-    /// tries again. Any thread may call. The constructor of `T` must not call this function.
+    /// Returns the object. The first call creates it. If there is no memory for it, returns null, and the next call
+    /// tries again. Any thread may call the function. The constructor of `T` must not call this function.
     static std::shared_ptr<T> GetInstance();
 
 private:

@@ -22,19 +22,20 @@ struct LogRecord {
     std::string text;
 };
 
-/// Returns and removes all records. They use memory until then, so a long-running program must call this.
+/// Returns and removes all records. The records accumulate until then, so a long-running program must call this
+/// function.
 [[gnu::visibility("default")]] std::vector<LogRecord> TakeLogRecords();
 
 /// Sets a parameter. The store is initially empty.
 [[gnu::visibility("default")]] void SetParameter(const std::string& key, const std::string& value);
 
-/// Makes GetParameter return this negative code. 0 makes it work again.
+/// Makes GetParameter fail with this negative code. 0 ends the failures.
 [[gnu::visibility("default")]] void FailParameters(int code);
 
 enum class EventCall { SUBSCRIBE, UNSUBSCRIBE };
 
-/// Called for each call, on its thread. If it returns false, the call returns false: a subscription is refused, an
-/// unsubscription takes place nevertheless.
+/// Called for each subscription and unsubscription, on the calling thread. If it returns false, so does the call. The
+/// subscription is then refused, but an unsubscription still takes effect.
 using EventFilter = std::function<bool(EventCall call, EventFwk::CommonEventSubscriber& subscriber)>;
 
 /// Sets the filter. An empty filter accepts every call.
