@@ -46,7 +46,8 @@ struct VerifyOptions {
     bool NamesSystem() const { return !htmlFile.empty() || !junitFile.empty() || !metricsFile.empty(); }
 };
 
-/// The file of a report, if one was requested. Throws Failure if it can't be written.
+/// The file of a report. An empty path means that the report was not requested. The constructor throws Failure if the
+/// file can't be written.
 class ReportFile {
 public:
     explicit ReportFile(std::string path) : path_(std::move(path)) {
@@ -87,12 +88,13 @@ ExitCode CodeOf(const Results& results) {
                                                     : ExitCode::DONE;
 }
 
-/// Verifies and writes the reports. Stores the verification in `made` if it was possible and can be trusted.
-ExitCode VerifyAndReport(const VerifyOptions& options, const Identity& identity, std::optional<Verification>& made) {
+/// Verifies and writes the reports. Sets `verification` if its results can be trusted.
+ExitCode VerifyAndReport(const VerifyOptions& options, const Identity& identity,
+                         std::optional<Verification>& verification) {
     const Reports reports(options);
-    made = Verify(options.GetVerification());
-    const Results& results = made->results;
-    return std::max({CodeOf(results), reports.text.Write([&] { return made->reportObject; }),
+    verification = Verify(options.GetVerification());
+    const Results& results = verification->results;
+    return std::max({CodeOf(results), reports.text.Write([&] { return verification->reportObject; }),
                      reports.page.Write([&] { return RenderHtml(results, identity); }),
                      reports.junit.Write([&] { return RenderJunit(results, identity); })});
 }
@@ -113,11 +115,11 @@ ExitCode AddStatus(const VerifyOptions& options, Metrics& metrics) {
     return isRead ? ExitCode::DONE : ExitCode::NOT_CHECKED;
 }
 
-void Print(const VerifyOptions& options, const Verification& made) {
+void Print(const VerifyOptions& options, const Verification& verification) {
     if (options.json) {
-        std::cout << made.reportObject;
+        std::cout << verification.reportObject;
     } else {
-        PrintTable(std::cout, made.results, options.failuresOnly, SupportsColor(STDOUT_FILENO));
+        PrintTable(std::cout, verification.results, options.failuresOnly, SupportsColor(STDOUT_FILENO));
     }
 }
 
@@ -152,16 +154,16 @@ ExitCode RunVerify(const VerifyOptions& options) {
     const auto start = std::chrono::steady_clock::now();
     Metrics metrics;
     metrics.identity = options.NamesSystem() ? ReadIdentity(Clock::now()) : Identity();
-    std::optional<Verification> made;
-    metrics.exitCode = Attempt([&] { return VerifyAndReport(options, metrics.identity, made); });
+    std::optional<Verification> verification;
+    metrics.exitCode = Attempt([&] { return VerifyAndReport(options, metrics.identity, verification); });
     metrics.exitCode = std::max(metrics.exitCode, AddStatus(options, metrics));
     metrics.duration = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
-    metrics.results = made ? &made->results : nullptr;
-    // Before the output, because that fails if standard output is closed.
+    metrics.results = verification ? &verification->results : nullptr;
+    // Writes the metrics before the output, because the output fails if standard output is closed.
     const ExitCode written = metricsFile.Write([&metrics] { return RenderMetrics(metrics); });
-    if (made) {
-        Print(options, *made);
-        (void)Attempt([&made] { CheckConclusive(made->results.files); });
+    if (verification) {
+        Print(options, *verification);
+        (void)Attempt([&verification] { CheckConclusive(verification->results.files); });
     }
     return std::max(metrics.exitCode, written);
 }

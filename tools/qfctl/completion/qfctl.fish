@@ -1,6 +1,7 @@
 # Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they always match.
 
-# __qfctl_is only|first WORD...: succeeds if the line before the cursor consists of these words, or starts with them.
+# __qfctl_is only|first WORD...: succeeds if the line before the cursor consists of (only) or starts with (first) these
+# words.
 function __qfctl_is
     set -l words (commandline -opc)
     set -e words[1]

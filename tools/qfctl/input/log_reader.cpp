@@ -15,7 +15,7 @@
 namespace qfctl {
 namespace {
 
-// Long enough to hold a timestamp, so that the tail is unique.
+// Holds at least one timestamp, so that the tail is unique.
 constexpr size_t TAIL_SIZE = 256;
 
 }  // namespace
@@ -80,7 +80,7 @@ bool LogReader::OpenSnapshot(std::vector<Source>& snapshot) const {
             snapshot.push_back({std::move(file), status.st_dev, status.st_ino, 0, ""});
         }
     }
-    // The older file first, because a rotation replaces it.
+    // Compares the older file first, because a rotation replaces it.
     size_t next = 0;
     for (const std::string& path : paths_) {
         const bool opened = next < snapshot.size() && IsSame(snapshot[next], path);

@@ -94,7 +94,7 @@ std::optional<StatusFile> InspectStatusFile(const std::string& path) {
 }
 
 StatusFile ReadStatusFile(const std::string& path) {
-    // Without read permission for the directory, FolderLock locks nothing and the file is read without a lock.
+    // If the user can't read the directory, FolderLock locks nothing, and the file is read without a lock.
     const FolderLock lock(path, LOCK_SH);
     auto found =
         WithContext("the status file " + Quote(path) + " can't be read: ", [&path] { return InspectStatusFile(path); });

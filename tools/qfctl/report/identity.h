@@ -19,7 +19,7 @@ struct Identity {
     Clock::time_point start;
 };
 
-/// Queries the system. The library logs the queries for the stage and the base version.
+/// Queries the system. The library logs its queries for the stage and the base version.
 Identity ReadIdentity(Clock::time_point start);
 
 /// Returns pairs of name and value in display order.

@@ -23,7 +23,7 @@ struct Metrics {
     std::chrono::microseconds duration = {};
     ExitCode exitCode = ExitCode::DONE;
     const Results* results = nullptr;   // null if there is no trustworthy result
-    std::optional<PatchStatus> status;  // empty if no status file was requested or readable
+    std::optional<PatchStatus> status;  // empty if no status file was requested or if it could not be read
 };
 
 /// Renders the text format of Prometheus.

@@ -17,8 +17,8 @@ public:
     explicit FileTarget(const std::string& path);
 
     /// Writes the file atomically: the old content stays until the new content is on the disk. Keeps the mode and owner
-    /// of a file that existed at construction. Blocks signals meanwhile, so that only SIGKILL leaves a temporary file.
-    /// Throws Failure if the file can't be written.
+    /// of a file that existed at construction. Blocks signals meanwhile, so that only SIGKILL can leave a temporary
+    /// file. Throws Failure if the file can't be written.
     void Write(const std::string& content) const;
 
 private:

@@ -4,7 +4,7 @@
 
 namespace qfctl {
 
-/// Discards the error output of the commands of a run, because the results report the errors more clearly.
+/// Discards the error messages of the commands in a run, because the results report the errors more clearly.
 class ScopedStderrToNull {
 public:
     ScopedStderrToNull();

@@ -100,7 +100,7 @@ TimedResult RunTimed(const std::string& command, std::chrono::milliseconds timeo
     result.hasEnded = CountLines(output.Get(), deadline, result.lines) && WaitForEnd(process, deadline, result.status);
     if (!result.hasEnded) {
         kill(-process, SIGKILL);
-        // Does not wait for the command, which may be stuck in the kernel.
+        // Does not wait for the killed command, which may be stuck in the kernel.
         waitpid(process, nullptr, WNOHANG);
     }
     return result;

@@ -23,7 +23,7 @@ std::vector<Difference>::const_iterator FindDifference(const ItemResult& result,
                         [check](const Difference& difference) { return difference.check == check; });
 }
 
-/// Compares the result with the modes of both files. A failing ls may have printed a mode in part.
+/// Compares the result with the modes of both files, because an ls that fails may have printed only part of a mode.
 bool AgreesWithModes(const ItemResult& result, const std::string& patchPath) {
     struct stat live = {};
     struct stat patch = {};

@@ -10,9 +10,9 @@
 
 namespace qfctl {
 
-/// Prevents reads of the constructing thread from blocking forever if a pipe or device has replaced a regular file.
-/// Twice a second, it interrupts a blocked call and replaces each newly opened pipe or device with an empty file. The
-/// content read is then wrong, so callers must check it.
+/// Keeps reads of the constructing thread from blocking forever if a pipe or device has replaced a regular file. Twice
+/// a second, interrupts a blocked call and replaces each newly opened pipe or device with an empty file. The content
+/// that was read is then wrong, so callers must check it.
 class ReadWatchdog {
 public:
     ReadWatchdog();

@@ -123,7 +123,7 @@ std::vector<std::string> FindReadErrors(const std::string& file) {
     return errors;
 }
 
-/// Returns the files that the shell is to verify. Throws Failure if a run is not possible.
+/// Returns the files of a run through the shell. Throws Failure if a run is not possible.
 std::vector<std::string> Prepare(const VerificationOptions& options, const std::vector<App>& apps) {
     return WithContext("nothing was verified: ", [&] {
         std::vector<std::string> files;
@@ -143,7 +143,7 @@ Verification Verify(const VerificationOptions& options) {
     const std::vector<App> apps = options.appsFile.empty() ? std::vector<App>() : ReadApps(options.appsFile);
     setenv("LC_ALL", "C", 1);  // in a UTF-8 locale, grep treats invalid UTF-8 as a binary file
     std::vector<std::string> files = Prepare(options, apps);
-    // How many files a direct run verifies is known after it.
+    // The number of files in a direct run is known only after the run.
     const size_t total = options.includesFiles && !options.usesShell ? 0 : files.size() + apps.size();
     CheckOutput output = options.showsRecords ? RunVerbosely(options, apps) : RunQuietly(options, apps, total);
     if (options.includesFiles && !options.usesShell) {

@@ -85,7 +85,8 @@ Finding CheckService(const std::string& name, BusClient& client) {
     return {name, Severity::OK, text, ""};
 }
 
-/// If nobody owns the name, owns it for a moment, because no other call reveals the policy. Others can take it over.
+/// Acquires the name for a moment if nobody owns it, because no other call reveals the policy. Other programs can take
+/// the name over meanwhile.
 Finding CheckOwnership(const std::string& name, BusClient& client) {
     try {
         if (client.CallForNumber("RequestName", SERVICE, ALLOW_REPLACEMENT | DO_NOT_QUEUE) == PRIMARY_OWNER) {

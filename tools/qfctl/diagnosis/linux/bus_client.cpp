@@ -30,7 +30,7 @@ int Connect(const std::string& name, sd_bus** bus) {
     if (name == "session") {
         return sd_bus_open_user(bus);
     }
-    // The Linux port refuses such an address too: sd-bus would wait for the executed program to exit.
+    // The Linux port refuses such an address too: sd-bus 252 waits for the exit of the program that the address starts.
     if (name.find("unixexec:") != std::string::npos) {
         return -EPROTONOSUPPORT;
     }

@@ -22,7 +22,7 @@ private:
     std::string name_;  // such as org.freedesktop.DBus.Error.AccessDenied
 };
 
-/// A connection for calls to the bus itself. Each call has the timeout of the Linux port. Throws BusError if the bus
+/// A connection for calls to the bus itself. Each call uses the timeout of the Linux port. Throws BusError if the bus
 /// refuses a call, std::system_error for any other failure.
 class BusClient {
 public:
