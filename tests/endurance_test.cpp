@@ -10,7 +10,7 @@ constexpr off_t FULL = 65536;
 constexpr off_t LONGEST_RECORD = 160;
 constexpr int THREADS = 8;
 
-/// Checks that the records of each thread are whole and in order in the log.
+/// Checks that the log holds the records of each thread completely and in order.
 class Audit {
 public:
     /// Unless `complete`, the rotation may have discarded the first records.
@@ -21,7 +21,7 @@ public:
         const std::string content = Read(path);
         std::istringstream lines(content);
         for (std::string line; std::getline(lines, line);) {
-            // A kill can cut a record only between two pages.
+            // A killed process leaves a partial record only at a page boundary.
             const bool partial = lines.eof() && content.size() % static_cast<size_t>(sysconf(_SC_PAGESIZE)) == 0;
             if (!partial) {
                 TakeLine(line);
@@ -131,7 +131,7 @@ public:
         std::string content(1 + random_() % 9000, '\0');
         std::generate(content.begin(), content.end(), [this] { return static_cast<char>(random_()); });
         for (const std::string& path : {live, OVERLAY + live}) {
-            fs::remove(path);  // an ordinary user may not be able to write to a file with a changed mode
+            fs::remove(path);  // without root, the changed mode may forbid writing
             Write(path, content + live);
             fs::permissions(path, fs::perms(0644));
             SetLabel(path, "u:object_r:system_file:s0");

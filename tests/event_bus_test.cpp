@@ -30,7 +30,7 @@ public:
         EXPECT_GE(sd_bus_emit_signal(bus_.get(), "/any", INTERFACE, "Published", types, args...), 0);
     }
 
-    /// Sends the signal to each program on the bus by its address.
+    /// Sends the signal to each program on the bus by the program's unique name.
     void SendAddressed() {
         for (const std::string& name : Names()) {
             sd_bus_message* signal = nullptr;
@@ -58,7 +58,7 @@ private:
     const BusClient bus_;
 };
 
-/// Sends signals without a pause while it exists.
+/// Sends signals without a pause for its lifetime.
 struct Flood {
     explicit Flood(const std::string& action)
         : sending(std::async(std::launch::async, [this, action] {
@@ -69,10 +69,10 @@ struct Flood {
     ~Flood() { ended = true; }
 
     std::atomic<bool> ended{false};
-    const std::future<void> sending;  // waits in its destructor
+    const std::future<void> sending;  // the destructor waits for the thread
 };
 
-/// Accepts connections instead of the bus. Sends `first` to each client, then `endless` without an end.
+/// Accepts connections at the address of the bus. Sends `first` to each client, then repeats `endless`.
 class FakeBus {
 public:
     explicit FakeBus(const std::string& first, const std::string& endless = "") {
@@ -214,7 +214,7 @@ TEST_F(EventBus, ReturnsWithinFiveSecondsIfTheBusDoesNotAnswer) {
     daemon.Kill();
     for (const auto& row : rows) {
         FakeBus bus(row.first, row.endless);
-        std::vector<std::future<bool>> publishers(row.first.empty() ? 3 : 1);  // they take turns
+        std::vector<std::future<bool>> publishers(row.first.empty() ? 3 : 1);  // the publishers wait for one another
         for (auto& publisher : publishers) {
             publisher =
                 std::async(std::launch::async, [] { return ReturnsInTime(false, [] { return Publish(ACTION); }); });

@@ -35,7 +35,7 @@ std::string Action(CommonEventId id) {
                       : CommonEventSupport::COMMON_EVENT_USER_ADDED;
 }
 
-/// A manager on the platform in memory. Collects its records, sleeps and platform calls in order.
+/// A manager on the platform in memory. Collects records, sleeps and platform calls in their order.
 class EventManagers : public testing::Test {
 protected:
     EventManagers() {

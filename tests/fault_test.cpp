@@ -42,7 +42,7 @@ void InstallPartialRecord() {
     Write(SECOND_LOG, std::string(4075, 'x') + "\n2026-03-01 09:05:07.");
 }
 
-/// Writes 3000 times "c" as "c{3000}".
+/// Shortens a run of 3000 "c" to "c{3000}".
 std::string Abbreviate(const std::string& text) {
     std::string brief;
     for (size_t at = 0; at < text.size();) {
@@ -90,7 +90,7 @@ std::string OutputLog() {
     return "";
 }
 
-// These functions return what an operation left behind.
+// These functions return the state after an operation.
 
 std::string Nothing() {
     return "";
@@ -117,8 +117,8 @@ std::string CopiedTree() {
 struct Operation {
     const char* name = "";
     std::string (*call)() = nullptr;
-    std::string (*inspect)() = Nothing;  // returns what the call left behind; runs without faults
-    const char* outcomes = "";           // matches all results of `call` and `inspect` with any failing C library call
+    std::string (*inspect)() = Nothing;  // returns the state after the call; runs without faults
+    const char* outcomes = "";           // matches the results of `call` and `inspect`, whichever C library call fails
     void (*install)() = InstallFiles;
 };
 
@@ -156,7 +156,7 @@ const Operation OPERATIONS[] = {
     {"CheckAppPatch", CheckAppPatch, Nothing, R"re("app": "(true|false,[^}]*)"\},[^}]*\} )re"},
 };
 
-/// Returns the result and what the operation left behind.
+/// Returns the result of the operation and the state after it.
 std::string Perform(const Operation& operation) {
     const std::string result = operation.call();
     FaultInjector::End();
@@ -205,7 +205,7 @@ TEST(Faults, EachFailingCallGivesAListedOutcomeAndLeaksNothing) {
     }
 }
 
-/// Makes calls `first` to `first + count - 1` fail, and checks result and records.
+/// Makes calls `first` to `first + count - 1` fail, and checks the result and the records.
 void ExpectOutcome(const std::string& name, const char* call, int first, int count, int error,
                    const std::string& outcome, const Records& records = {}) {
     SCOPED_TRACE(name + " with a failing " + call);
@@ -291,7 +291,7 @@ int g_reads = 0;
 
 TEST(Faults, CopyFileOfAGrowingFileStopsAtTheFirstEnd) {
     Write("/tmp/source", "x");
-    // The second read finds the end of the file. A third one would see it grow.
+    // The second read reports the end of the file. A third read would return the bytes that were added since.
     FaultInjector::Watch("read", [] {
         if (++g_reads > 2) {
             std::ofstream("/tmp/source", std::ios::app) << "grown";

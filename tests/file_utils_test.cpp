@@ -64,7 +64,7 @@ TEST(FileQueries, DirSizeCountsLinkedFilesButNotLinkedDirectories) {
     EXPECT_THROW(FileUtils::GetDirSize("/tmp/dir"), fs::filesystem_error);
 }
 
-// GetDirSize calls stat only on regular files and links. In a directory without search permission stat fails.
+// GetDirSize calls stat only on regular files and links. stat fails in a directory without search permission.
 TEST(FileQueries, DirSizeSkipsAPipeInAnUnsearchableDirectory) {
     fs::create_directory("/tmp/listed");
     ASSERT_EQ(mkfifo("/tmp/listed/pipe", 0600), 0);
@@ -92,7 +92,7 @@ TEST(FileQueries, ReturnFreeDiskSpaceInKiB) {
                        "E GetDiskFreeSpace: GetDiskFreeSpace failed"}));
 }
 
-// On 32-bit systems calls with a 32-bit time_t fail for these times.
+// On 32-bit systems, calls with a 32-bit time_t fail for times after 2038.
 TEST(FileQueries, WorkWithTimesAfter2038) {
     Write("/tmp/late/file", "x");
     const timespec times[] = {{static_cast<time_t>(2500000000), 0}, {static_cast<time_t>(2500000000), 0}};
@@ -105,7 +105,7 @@ TEST(FileQueries, WorkWithTimesAfter2038) {
     EXPECT_TRUE(FileUtils::CleanDir("/tmp/late", false) && fs::is_empty("/tmp/late"));
 }
 
-// The digests of "", "abc" and a million times "a" are published; those at the block size come from sha256sum.
+// The digests of "", "abc" and a million times "a" are published; the digests at the block size come from sha256sum.
 TEST(FileReads, ReturnCorrectDigests) {
     const std::pair<std::string, const char*> cases[] = {
         {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
@@ -213,7 +213,8 @@ TEST(FileChanges, CleanDirEmptiesSubdirectoriesAndTargetsOfLinks) {
     EXPECT_FALSE(fs::exists("/tmp/dir") || fs::exists("/tmp/file"));
 }
 
-// 4092 bytes and "/.." are 4095, the longest path. With one more byte even the skipped entry doesn't fit.
+// 4092 bytes and "/.." make 4095, the longest path. With one more byte even the entry "..", which is skipped, doesn't
+// fit.
 TEST(FileChanges, CleanDirFailsAtThePathLimit) {
     for (const auto& [length, cleaned] : {std::pair(4092U, true), std::pair(4093U, false)}) {
         std::string path = "/tmp";

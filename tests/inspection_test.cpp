@@ -88,7 +88,7 @@ TEST(DirectInspection, AcceptsAnyNameOpensEachFileOnceAndStartsNoProcess) {
     EXPECT_EQ(children.ru_minflt, 0) << "a process ran";
 }
 
-/// Returns the only item of a run with "#" for digests, the error message of a read, and the inconclusive count.
+/// Returns the only item of a run (digests replaced by "#"), the error message of a read, and the inconclusive count.
 std::string Outcome(const NativeRun& run) {
     const std::regex error("errorMessage:(.*)");
     const std::string item = std::regex_replace(run.items.at(0), std::regex("[0-9a-f]{64}"), "#");

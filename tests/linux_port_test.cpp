@@ -66,7 +66,7 @@ TEST(PlumePrint, SurvivesStandardErrorWithoutAReader) {
     }
 }
 
-// A socket of the test replaces the journal's.
+// The test listens at the path of the journal's socket.
 TEST(PlumePrint, WritesToTheJournalIfItsSocketExists) {
     std::filesystem::create_directories("/run/systemd/journal");
     const int journal = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

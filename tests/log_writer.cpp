@@ -1,4 +1,4 @@
-// Logs the numbers from the first argument to the second. It pauses after every 100 records so that a reader can follow.
+// Logs the numbers from the first argument to the second. Pauses after every 100 records so that a reader can keep up.
 
 #include <chrono>
 #include <cstdlib>

@@ -13,7 +13,7 @@ installed_files() {
   find /etc /usr /var -xdev \( -path /var/lib/dpkg -o -path /var/log -o -path /var/cache \) -prune -o -print | sort
 }
 
-# The library's build dependencies: programs that link the library need none of them.
+# Removes the library's build dependencies: programs that link the library need none of them.
 run 0 dpkg --purge --force-depends libssl-dev libcjson-dev libsystemd-dev libcli11-dev
 installed_files >before
 
@@ -29,7 +29,7 @@ read -r -u 8 _ || fail "no bus: $(cat /tmp/bus.err)"
 run 0 qfctl publish user-added
 run 3 as_nobody /usr/bin/qfctl publish user-added; has "$err" "can't be published"
 
-# The units are disabled by default. The threshold is their measured exposure level.
+# The units are disabled by default. The threshold is the exposure level that systemd-analyze measured.
 [[ -z $(find /etc/systemd -name 'quickfix*') ]] || fail "the units are enabled"
 run 0 systemd-analyze verify --man=no quickfix-verify.timer; is "$err" ""
 run 0 systemd-analyze security --offline=true --threshold=16 --no-pager quickfix-verify.service
@@ -39,7 +39,7 @@ for state in 770:root 700:games; do
   chmod 700 /data/update/quickfix/log && chown games /data/update/quickfix/log
 done
 
-# Sources in the package. They are built in the project's directory, the only one that a private root contains.
+# The sources in the package. They are built in the project's directory, because a private root contains no other.
 folder=$PROJECT/build/packages-root/engine
 for source in /usr/share/{doc/libquickfix-utils-dev/examples/{engine,engine_test},quickfix_utils/conformance}; do
   run 0 cmake -G Ninja -S "$source" -B "$folder/${source##*/}"

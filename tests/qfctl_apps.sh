@@ -39,7 +39,7 @@ for name in '' 'a b' "a'b" 'a;b' '$(touch pwned)' -rf é 'a\\b' 'a\nb'; do
   refused "{\"apps\": [$(entry "$name" 1)]}" "entry 1: bundleName "
 done
 refused "{\"apps\": [$good, $good]}" 'entry 2: the bundle "com.example.good" is named twice'
-[[ ! -e pwned ]] || fail "a shell ran a name"
+[[ ! -e pwned ]] || fail "a shell executed a part of a name"
 mkfifo fifo
 run 3 qfctl verify --app --apps fifo; has "$err" "not a regular file"
 list "$good"
@@ -80,7 +80,7 @@ run 1 qfctl verify --apps apps.json --json --html page.html --report report.json
 has "$out" '"},"Qen": {"description": "Compare'
 has "$out" '"com.example.old": "false,RunTimes Version=1000000,PatchPakage Version=1000001"'
 
-# The page shows counts, then failures with their values. It loads no other file.
+# The page shows the counts, then the failures with their values. It loads no other file.
 out=$(<page.html)
 has "$out" '<title>Patch verification: 2 passed, 4 failed</title>'
 has "$out" '<li class="passed"><b>2</b>passed</li><li class="failed"><b>4</b>failed</li>'
@@ -89,6 +89,6 @@ has "$out" 'data-side="live">100000<mark>0</mark></td><td data-side="patch">1000
 first=${out%%class=\"item passed*}
 for name in /b+c com.example.gone com.example.noflag com.example.old; do has "$first" "$name"; done
 has "$out" '<p>Native files: 1 of 2 passed</p>'
-[[ $(grep -cE 'https?://|<link|@import|src=' page.html) == 0 ]] || fail "the page loads something"
+[[ $(grep -cE 'https?://|<link|@import|src=' page.html) == 0 ]] || fail "the page loads other files"
 
 finish

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The completions, the man page and the manual name what qfctl itself lists, no more and no less.
+# Tests that the completions, the man page and the manual name exactly the options, commands and events that qfctl
+# lists.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 export LC_ALL=C HOME=/tmp PATH=/tmp/bin:$PATH completion=$PROJECT/tools/qfctl/completion
@@ -8,7 +9,7 @@ mkdir bin && ln -s "$QFCTL" bin/qfctl && touch unique-name
 # SHELL_offers LINE...: prints what the shell completes each command line with.
 bash_offers() {
   source "$completion/qfctl"
-  compopt() { mapfile -t COMPREPLY < <(compgen -f -- "${COMP_WORDS[COMP_CWORD]}"); }  # outside of a completion the builtin refuses
+  compopt() { mapfile -t COMPREPLY < <(compgen -f -- "${COMP_WORDS[COMP_CWORD]}"); }  # the builtin fails outside a completion
   local line
   for line in "$@"; do
     read -r -a COMP_WORDS <<<"${line//=/ = }"
@@ -26,7 +27,7 @@ fish_offers() {
     end' "$@"
 }
 
-# The words go to a file past the terminal; the shell ends with its first completion.
+# zsh completes only on a terminal. The first completion writes the words to a file and ends the shell.
 zsh_offers() {
   zsh -f -c 'zmodload zsh/zpty
     for line in "$@"; do
@@ -54,13 +55,13 @@ expect() {
   expected+="$1:${2:+ ${2//$'\n'/ }}"$'\n'
 }
 
-# section TITLE: the lines of that part of the help that begin an entry.
+# section TITLE: prints the first line of each entry in a section of the help.
 section() { sed -n "/^$1:\$/,/^\$/s/^  \([^ ]\)/\1/p" <<<"$help"; }
 
 all_options='' all_commands=''
 events=$(qfctl events | cut -d ' ' -f 1 | sort)
 
-# read_help COMMAND...: expects what the help of the command lists, then its own commands.
+# read_help COMMAND...: expects what the help of the command lists, and does the same for its subcommands.
 read_help() {
   local help line options commands option type command
   help=$(qfctl "$@" --help)

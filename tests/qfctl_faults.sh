@@ -14,7 +14,7 @@ prepare() {
   put $logs/quickfix_1.log $'2026-03-01 09:05:07.004[a(B):12]one\n'
 }
 
-# sweep EXIT_CODE COMMAND...: with each failing call, expects the usual output on success, and else a message.
+# sweep EXIT_CODE COMMAND...: makes each call fail in turn. Expects the usual output on success, otherwise a message.
 sweep() {
   local expected=$1 clean plan number code
   shift
@@ -68,7 +68,7 @@ files_are_valid() {
   [[ $(<report) == '{"Native": '*'"total": "2"'*'"}}' ]] || { (($1 > 1)) && [[ $(<report) == former ]]; }
 }
 sweep 0 verify --report report
-# The metrics hold the exit code of their run.
+# The metrics contain the exit code of their own run.
 files_are_valid() {
   [[ $(ls /tmp/files) == $'report\nstatus' ]] || return 1
   [[ $(<report) == *"exit_code $1"$'\n'*'passed"} 2' ]] || (($1 > 1))

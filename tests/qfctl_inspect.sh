@@ -2,7 +2,7 @@
 # Tests qfctl status, cmdline, stage, base-version, hash and log.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-# status: each exit code.
+# status: the exit codes.
 run 2 qfctl status
 run 2 qfctl status show
 run 1 qfctl status show --file s; has "$err" 'there is no status file "s"'
@@ -128,8 +128,8 @@ chmod 000 $logs/quickfix_1.log
 run 3 as_nobody "$QFCTL" log; has "$err" "Permission denied"
 rm -f $logs/*
 
-# log --follow prints each line exactly once: a logger rotates often, the files are emptied, deleted and truncated, and the
-# reader of the output is slow.
+# log --follow prints each line exactly once, although the log rotates often, its files are emptied, deleted and
+# truncated, and the reader of the output is slow.
 followed_to() {
   for _ in {1..200}; do
     [[ $(tail -n 1 followed 2>/dev/null) != *"record $1 of"* ]] || return 0

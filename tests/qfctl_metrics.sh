@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# promtool reads the metrics of qfctl verify --metrics, and the alerts of docs/fleet.md fire when they should.
+# Tests that promtool accepts the metrics of qfctl verify --metrics, and that the alerts of docs/fleet.md fire in time.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 check_metrics() { promtool check metrics <metrics; }
 
-# Texts and exit codes of all kinds.
+# promtool accepts unusual texts and the exit codes 1 and 3.
 export QUICKFIX_PARAMETERS=/tmp/parameters
 put $QUICKFIX_PARAMETERS $'ro.comp.kt.product_base_version.real=\xe6\x97\xa5 \\ {"}\xff'
 put status $'PatchVersion=1"\\\r\nStatus=\xff\nErrorCode=7,-3,7,\n'
@@ -19,7 +19,7 @@ sed -n '/^groups:$/,/^```$/p' "$PROJECT/docs/fleet.md" | sed '$d' >alerts.yml
 for name in $(grep -o 'quickfix_verify_[a-z_]*' "$PROJECT/docs/fleet.md" | sort -u); do
   grep -Eq "^$name[ {]" metrics || fail "no metric $name"
 done
-# The time of a run is in hours here: the last one began with the test, and the exit code is 0, 0, 3, 3, ...
+# The last run began at time 0. The exit code is 0 in the first two hours, then 3.
 cat >test.yml <<'YAML'
 rule_files: [alerts.yml]
 tests:

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# The script of the page of qfctl verify --html, in a browser: the filter and the count of what it shows.
+# Tests the filter of the page of qfctl verify --html in a browser, and the count of the items that it shows.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 pair /good same same
 pair /bad content changed
 pair '/b+c' content changed
 run 1 qfctl verify --html page.html
-has "$(<page.html)" 'onsubmit="return false" hidden>'  # without scripts
+has "$(<page.html)" 'onsubmit="return false" hidden>'  # hidden in a browser without scripts
 
 browse() {
   HOME=/tmp chromium --headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking \
@@ -14,17 +14,17 @@ browse() {
     --dump-dom "$1" 2>/dev/null
 }
 
-# shows COUNT ADDRESS HEADINGS
+# shows COUNT FRAGMENT HEADINGS: opens the page with the fragment, and expects the count and the headings.
 shows() {
   run 0 browse "file:///tmp/page.html$2"
   has "$out" "<span id=\"shown\">$1 of 3 shown</span>"
   has "$out" 'onsubmit="return false">'
-  [[ $out == *'<p id="nothing">'* ]] && (($1 > 0)) && fail "no match, and $1 shown"
+  [[ $out == *'<p id="nothing">'* ]] && (($1 > 0)) && fail "shows \"No match\" and $1 items"
   is "$(grep -o '<section><h2>[A-Za-z]*' <<<"$out" | sed 's/.*>//' | tr '\n' ' ')" "$3"
 }
 
 shows 3 '' 'Failed Passed '
-shows 0 '#filter=live' ''  # names and values, no headings
+shows 0 '#filter=live' ''  # the filter searches names and values, not headings
 has "$out" '<p id="nothing">No match</p>'
 shows 1 '#filter=BAD' 'Failed '
 has "$out" '<div class="item passed" hidden=""'

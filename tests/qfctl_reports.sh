@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The reports of qfctl verify for other programs: JUnit XML, through a reader of its users, and metrics.
+# Tests the reports of qfctl verify for other programs: JUnit XML, read with junitparser, and metrics.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 PATH="$PROJECT/scripts/fakes:$PATH"
@@ -65,7 +65,7 @@ else
   skip "python3-junitparser is missing"
 fi
 
-# metrics: the samples of the last run in out/metrics, without time and duration, which are looked at here.
+# metrics: stores the samples of out/metrics in $out, except time and duration, which it checks itself.
 metrics() {
   local now began
   now=$(date +%s) began=$(sed -n 's/^quickfix_verify_last_run_timestamp_seconds //p' out/metrics)
@@ -90,7 +90,7 @@ patch_error_codes 2
 patch_error_code{code="3"} 1
 patch_error_code{code="7"} 1'
 
-# What can't be verified, or reported, is counted nowhere, and its exit code is there.
+# If a run or a report fails, the metrics hold the exit code but no counts.
 put broken.json '{}'
 put other $'NAME=x\n'
 cp out/metrics former
@@ -118,8 +118,8 @@ run 3 qfctl verify --shell --junit former.xml; is "$(<former.xml)" former
 run 2 qfctl verify --status-file status; has "$err" "--metrics"
 run 2 qfctl verify --metrics status --status-file ./status; has "$err" 'the same file: "status"'
 
-# Only the table leaves out what passed.
-run 1 qfctl verify --apps apps.json --failures --html page; [[ $out != *pass\ * ]] || fail "shows what passed"
+# --failures omits passed items from the table only.
+run 1 qfctl verify --apps apps.json --failures --html page; [[ $out != *pass\ * ]] || fail "the table shows passed items"
 has "$out" $'5 files: 2 passed, 3 failed\n\nVERDICT  BUNDLE  '
 has "$(<page)" '>/good<'
 has "$(<page)" '<dt>base version</dt><dd>5.1 &quot;&lt;&amp;\</dd>'

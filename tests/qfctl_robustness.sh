@@ -31,7 +31,7 @@ for character in $'\xe2\x80\xae' $'\xe2\x80\xa8' $'\xe2\x80\x8b' $'\xef\xbb\xbf'
   expect 2 "a${shown}b" : "qfctl log --a${character}b"
 done
 
-# log --follow ends when nobody reads its output.
+# log --follow ends when its output has no reader.
 expect 0 former 'printf "former\n" >$logs/quickfix_1.log' 'qfctl log -f | head -n 1'
 
 # log --clear empties only regular files, not targets of links.
@@ -48,7 +48,7 @@ codes 0 '"errorCodes":[3,-7,2147483647,-2147483648]' 3,-7,2147483647,-2147483648
 codes 0 '"errorCodes":[7]' 7
 for list in 7x,0x10 ' 7' +7 1,,2 , 2147483648 1e3 7.0 $'7\r' 'a,b'; do codes 3 'error codes are not a list of 32-bit integers' "$list"; done
 
-# The parser takes no file name and no key for an option or a command.
+# The parser never interprets a file name or a key as an option or a command.
 declare -A shown=([-]=./-)
 names=(++ '[a,b]' '[]' '{}' %% "'x'" '"x"' '`x`' =x = hash log verify help --help --json -h -- - -x --json=1 a,b 'a b' '~' '#x' '@x'
   ';x' '(x)' '*')
@@ -68,7 +68,7 @@ expect 2 'FILE is required' : 'qfctl hash --'
 expect 1 'no status file "++"' : 'qfctl status show --file ++'
 expect 0 '!qfctl:' 'pair /live/a x x' 'qfctl verify --report ++ --html "[a,b]" && cd / && cat "/tmp/files/++" "/tmp/files/[a,b]"'
 
-# Standard streams can be closed, or closed by their reader.
+# Standard streams may be closed, or may have lost their reader.
 record='put $logs/quickfix_1.log "former
 "; pair /live/a x x'
 for command in 'verify' 'stage' 'hash /live/a' 'log' 'status set --file s --status x'; do
@@ -101,7 +101,7 @@ expect 3 '"/live/a" or its patch file changed, or could not be read' \
   'pair /live/a x x; chmod 600 /live/a; command_is ls "[ \$1 != -l ] || exec printf -- -rw; exec /bin/ls \"\$@\""' 'qfctl verify --shell'
 expect 3 'is not a regular file' 'ln -sf /dev/zero $logs/quickfix_1.log' 'qfctl log'
 
-# The first ls changes files after the scan: no shell runs a new name, and nothing blocks.
+# The first ls replaces files after the scan: no shell interprets a new name, and no read blocks.
 swap() {
   pair /live/a same same
   command_is ls "[ -e /tmp/files/swapped ] || { : >/tmp/files/swapped
@@ -118,7 +118,7 @@ expect 3 'could not be read to the end' \
   "swap 'cp /live/a c; rm /live/a; mkfifo /live/a; { sleep 0.3; mv c /live/a; } &'" 'qfctl verify --shell'
 ((EUID != 0)) || expect 3 '"/live/a" is a pipe, a device' "swap 'ln -sf /dev/zero /live/a'" 'qfctl verify --shell'
 
-# A report goes to the file of its path at the start, keeps mode and owner, and leaves no temporary file.
+# A report goes to the file that its path named at the start. It keeps mode and owner, and leaves no temporary file.
 expect 0 '!kept"' "put precious kept; swap 'ln -s precious r'" 'qfctl verify --shell --report r && [[ ! -L r && $(<precious) == kept ]]'
 expect 0 '"total": "1"' "mkdir sub other; swap 'mv sub moved; ln -s other sub'" \
   'qfctl verify --shell --report sub/r && cat moved/r && [[ -z $(ls other) ]]'
@@ -159,7 +159,7 @@ expect 3 "can't be locked: Permission denied" 'mkdir -m 300 d' \
   'cd d; if ((EUID == 0)); then chown 65534 . && setpriv --reuid 65534 --clear-groups qfctl status set --file s --version 1; else
   qfctl status set --file s --version 1; fi'
 
-# A bm or a shell that fails doesn't make an app absent.
+# An app doesn't count as absent if bm or the shell fails.
 dump com.good 7 teklo.app.quickfix
 dump com.old 6 teklo.app.quickfix
 dump com.latin1 7 teklo.app.quickfix $'\351'
@@ -179,7 +179,7 @@ expect 3 'bm dump -n com.good fails' \
   "bm_is com.good '[ \"\$2\" = -n ] || exec echo com.good; echo teklo.app.quickfix versionCode 7; exit 1'" "$verify"
 expect 1 'com     PatchFlag' "rm $BM_BUNDLES/*1; bm_is com '[ \"\$2\" = -n ] || exec echo com.x; exit 1'" "$verify"
 dump com.latin1 7 teklo.app.quickfix $'\351'
-for call in 2 3 4; do  # one of the three calls of the run fails: the list, then two dumps
+for call in 2 3 4; do  # one of the run's three calls of bm fails: the list or one of two dumps
   expect 3 'of bm about "com.good"' "bm_is com.good 'echo >>calls; [ \$(wc -l <calls) != $call ] || exit 1; $real'" "$verify"
 done
 expect 0 'com.latin1' "bm_is com.latin1 '$real'" "LC_ALL=C.UTF-8 $verify"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# qfctl verify, as its users meet it.
+# Tests qfctl verify: options, exit codes, table, JSON report and unusual names.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-# Usage, and what can't be checked.
+# Usage errors, and an overlay that is empty or missing.
 run 0 qfctl --help
 run 0 qfctl --version
 run 2 qfctl; has "$err" "A subcommand is required"
@@ -22,7 +22,7 @@ run 3 bash -c "$QFCTL verify >/dev/full"
 pair /x live patch
 chmod 600 /x
 put $overlay/gone patch
-run 1 qfctl verify; is "$err" ""  # what ls says of a missing file stays out of the way
+run 1 qfctl verify; is "$err" ""  # the error message of ls is not printed
 has "$out" "VERDICT  LIVE PATH  CHECK    LIVE             PATCH
 "
 has "$out" "FAIL     /x         SHA256   247610f4dedd...  a4895eb44afc...
@@ -34,7 +34,7 @@ has "$out" "
 3 files: 1 passed, 2 failed
 "
 
-# Columns are counted as a terminal shows them: 日 takes two, a combining accent none.
+# Widths are in terminal columns: 日 takes two, a combining accent none.
 pair /日本é live patch
 run 1 qfctl verify
 has "$out" "FAIL     /日本é     SHA256   247610f4dedd...  a4895eb44afc...
@@ -46,7 +46,7 @@ run 1 qfctl verify --json --report report.json; prints "$(cat report.json)"; is 
 has "$out" '{"Native": {"description":  "Compare the results of patch_file and patched_file.Verify SHA256, RWX, Selinux.","detail": {"/'
 has "$out" '"/a": "true"'
 has "$out" '},"test_native_result": "false","total": "3","success": "1","failed": "2"}}'
-# A live folder's listing has a line feed, which JSON text can't hold as it is.
+# For a live directory, ls -l prints a line feed, which a JSON string must escape.
 mkdir /folder
 put $overlay/folder patch
 run 1 qfctl verify --shell --json; has "$out" 'RWX=total 0\u000a,SeLinux=.patch_qv:'
@@ -54,7 +54,7 @@ run 1 qfctl verify --shell; has "$out" '"total 0\n"'
 run 1 qfctl verify --json; has "$out" '"/folder": "false,source:SHA256=,RWX=drwxr-xr-x.patch_qv:SHA256='
 rm -r $overlay/x $overlay/gone $overlay/folder
 
-# A report that fails leaves what was there; one that can't be written is refused before anything runs.
+# If writing a report fails, the old file stays. A path that can't be written is refused before the run.
 put $logs/report former
 if on_small_disk; then
   cat /dev/zero >$logs/filler 2>/dev/null
@@ -74,7 +74,7 @@ has "$(cat $logs/report)" '{"Native"'
 ln -s /nowhere dangling
 for path in /dev/null /tmp /nowhere/report dangling; do run 3 qfctl verify --report $path; is "$out" ""; done
 
-# Names that a shell would interpret or split are refused where it gets them, and nothing in them runs.
+# With --shell, names that a shell would interpret or split are refused, and no part of them is executed.
 names=('a b' $'a\tb' $'a\nb' 'a;touch${IFS}pwned' '$(touch pwned)' '`touch pwned`' 'a|b' 'a&b' 'a>pwned' 'a<b' 'a(b' 'a*'
   'a?' '[a]' '{a,b}' "a'b" 'a"b' 'a\b' '~' '#' 'a!' $'a\e[2J' $'a\x7f' $'a\xff' $'a\xc2\x9b' $'a\xc0\xaf'
   $'a\xed\xa0\x80' $'a\xe2\x82')
@@ -93,7 +93,7 @@ put $overlay/$'a\n"\e\\' x
 run 3 qfctl verify --shell; has "$err" '  "/patch_qv/overlay/a\n\"\x1b\\"
 '
 rm $overlay/$'a\n"\e\\'
-# Without a shell all are verified, and shown and reported escaped.
+# Without --shell, all names are verified, and escaped in the output and in the reports.
 for name in "${names[@]}"; do
   pair "/odd/$name" same same
   pair "/odd/sub/$name/file" live patch
@@ -110,13 +110,13 @@ done
 has "$(cat odd.html)" '>/odd/a&quot;b<'
 has "$(cat odd.html)" '>&quot;/odd/a\xff&quot;<'
 rm -r $overlay/odd
-[[ -z $(find / -xdev -name pwned) ]] || fail "a name was run"
+[[ -z $(find / -xdev -name pwned) ]] || fail "a shell executed a part of a name"
 for name in lib-1.2_3+x.so.4 a=b,c:d@e%f $'\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80' -l; do
   pair /$name same same
 done
 run 0 qfctl verify; has "$out" $'pass     /\xc3\xa9\xe2\x82\xac'
 
-# What the checks would not tell the truth about.
+# Files that can't be compared never pass.
 put $overlay/pipe x
 mkfifo /pipe
 run 3 qfctl verify --shell; has "$err" '"/pipe" is a pipe, a device'
@@ -127,8 +127,8 @@ run 3 as_nobody "$QFCTL" verify; has "$err" "the folder \"$overlay/locked\" can'
 rmdir $overlay/locked
 pair /secret live patch
 chmod 0 /secret $overlay/secret
-for road in '' --shell; do  # two digests that can't be read are equal, which proves nothing
-  run 3 as_nobody "$QFCTL" verify $road
+for option in '' --shell; do  # two unreadable digests are equal but prove nothing
+  run 3 as_nobody "$QFCTL" verify $option
   has "$err" "\"/secret\" can't be read: Permission denied"
   has "$err" "\"$overlay/secret\" can't be read: Permission denied"
 done
@@ -142,12 +142,12 @@ rm -f $overlay/secret
 run 0 env PATH=/nowhere "$QFCTL" verify
 run 3 env PATH=/nowhere "$QFCTL" verify --shell; has "$err" "the command ls can't be run"
 
-# Records, progress and colours where they are wanted.
+# Records need -v; progress and colours need a terminal.
 rm -r $overlay/*
 pair /a live patch
 run 1 qfctl verify; is "$err" ""
 run 1 qfctl verify -v; has "$err" "D002E03 QuickFixUitls: [test_manager(CheckNativePatch):"
-has "$err" "(GetFileProp):"  # debug records too
+has "$err" "(GetFileProp):"  # includes debug records
 run 1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\r[1] /a\e[K\r\e[K'; has "$out" $'\e[31mFAIL'
 run 1 env NO_COLOR=1 script -qec "$QFCTL verify" /dev/null; has "$out" $'\nFAIL     /a'
 

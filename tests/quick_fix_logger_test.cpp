@@ -88,7 +88,7 @@ TEST(FileLog, ContinuesAfterOthersChangeItsFiles) {
     }
 }
 
-// The log directory is a mount point and can't be removed: a dangling link makes the file's directory missing.
+// The log directory is a mount point and can't be removed. A dangling link at the file's path has the same effect.
 TEST(FileLog, ReportsAMissingDirectoryAndRecovers) {
     PlumeCapture capture;
     fs::create_symlink("/nowhere/at/all", FIRST_LOG);
@@ -131,7 +131,7 @@ TEST(FileLog, RecoversFromAFullDiskWithoutAPartialLine) {
     WriteRecord();
     const std::string filler = std::string(LOG_DIR) + "filler";
     FileUtils::MakeFile(filler, std::string(2U << 20, 'f'));
-    // Some records still fit in the last page of the log. The next one doesn't fit.
+    // The first records still fit in the last page of the log. A later record doesn't fit.
     const std::string text(1000, 'x');
     for (int i = 0; i < 10; ++i) {
         Logger().OutputLog(text.c_str(), "f", "g", 1);

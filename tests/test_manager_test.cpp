@@ -11,7 +11,7 @@ const std::string APP = "com.example.app";
 const std::string NATIVE_BEGIN = "I CheckNativePatch: Check Native Patch Begin";
 const std::string APPS_BEGIN = "I CheckAppPatchInit: Check Qen Patch Begin";
 
-// Callers take the addresses of public functions, so these must not be overloaded.
+// Programs may take the addresses of public functions, so these must not be overloaded.
 static_assert(std::is_member_function_pointer_v<decltype(&TestManager::GetFileProp)>);
 static_assert(std::is_member_function_pointer_v<decltype(&TestManager::GetFileSeLinux)>);
 static_assert(std::is_member_function_pointer_v<decltype(&QuickFixLogger::ChangeFileForOverSize)>);
@@ -245,9 +245,9 @@ TEST(BundleToolOutput, IsSearchedForWordsInItsFirst512Bytes) {
         {"", APP, false},
         {APP + "\n", APP, true},
         {APP + "\n" + APP + "\n", APP, false},  // listed twice
-        {APP + ".more\n", APP, true},           // for grep -w a dot ends a word
+        {APP + ".more\n", APP, true},           // grep -w ends a word at a dot
         {APP + "lication\n", APP, false},
-        {"comXexampleXapp\n", APP, false},  // matches the pattern, but is another name
+        {"comXexampleXapp\n", APP, false},  // matches the pattern but is another name
         {"x " + APP + " y\n", APP, true},
         {n.substr(0, 511), n.substr(0, 511), true},  // 512 bytes with the line feed
         {n.substr(0, 511), std::string(511, 'N'), false},

@@ -53,7 +53,7 @@ void ReadStatus(const std::string& input) {
     for (const std::string* value : {&read.version, &read.status, &read.errorCode}) {
         Require(value->size() <= 254 && value->find('\n') == std::string::npos);
     }
-    // Values that fit on their lines with the keys of the record must survive a round trip.
+    // Values must survive a round trip if each fits on a line with its key.
     const bool fits = read.version.size() <= 242 && read.status.size() <= 253 && read.errorCode.size() <= 245;
     record.SetStatus(read.version, read.status, read.errorCode);
     const QuickFixStatus again = record.GetStatusFromFile();
@@ -170,7 +170,7 @@ void EscapeHtml(const std::string& input) {
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
 }
 
-/// Verifies a file of this name and content without a shell, then with changed content.
+/// Verifies a file of this name and content without a shell. Then changes the content and verifies it again.
 void VerifyFile(const std::string& input) {
     std::string name;
     std::copy_if(input.begin(), input.end(), std::back_inserter(name),

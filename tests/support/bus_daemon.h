@@ -27,7 +27,7 @@ inline BusClient ConnectAs(const char* name) {
     return connected ? std::move(bus) : nullptr;
 }
 
-/// A bus daemon at BUS_ADDRESS, where this process looks for its bus. The destructor kills it.
+/// A bus daemon at BUS_ADDRESS, which this process uses as its bus. The destructor kills the daemon.
 class BusDaemon {
 public:
     BusDaemon() {
@@ -47,7 +47,7 @@ public:
         process_ = started ? static_cast<pid_t>(strtol(line.data(), nullptr, 10)) : 0;
     }
 
-    /// From SIGSTOP to SIGCONT the bus accepts connections but doesn't answer.
+    /// Between SIGSTOP and SIGCONT the bus accepts connections but doesn't answer.
     void Send(int signal) const {
         if (process_ > 0) {
             kill(process_, signal);

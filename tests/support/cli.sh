@@ -38,7 +38,7 @@ as_nobody() {
 # Root can be the only user of a user namespace.
 as_nobody true 2>/dev/null || { echo "skipped: root cannot become another user here"; exit 77; }
 
-# put PATH CONTENT: writes a file and creates its directories.
+# put PATH CONTENT: creates the directories of a file and writes the file.
 put() { mkdir -p -- "$(dirname -- "$1")" && printf %s "$2" >"$1"; }
 
 # pair LIVE LIVE_CONTENT PATCH_CONTENT: writes a live file and its patch file.

@@ -24,7 +24,7 @@ bool Eventually(Condition holds, std::chrono::seconds limit = std::chrono::secon
     return holds();
 }
 
-/// Counts deliveries. Aborts on an event that it hasn't subscribed, and on any event after `ended` is set.
+/// Counts deliveries. Aborts on an event to which it isn't subscribed, and on any event after `ended` is set.
 struct Listener : TEKLO::EventFwk::CommonEventSubscriber {
     explicit Listener(const std::string& action, std::function<void(int)> reaction = {})
         : CommonEventSubscriber(InfoFor(action)), react(std::move(reaction)) {}

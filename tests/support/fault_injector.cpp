@@ -22,7 +22,7 @@
 namespace {
 
 char g_call[32] = {};
-char g_notice[64] = {};
+char g_marker[64] = {};
 int g_first = 0;
 int g_count = 0;
 int g_error = 0;
@@ -41,8 +41,8 @@ bool ShouldFail(const char* call) {
     if (number < g_first || number >= g_first + g_count) {
         return false;
     }
-    if (!g_failed.exchange(true) && g_notice[0] != '\0') {
-        (void)syscall(SYS_mkdirat, AT_FDCWD, g_notice, 0700);
+    if (!g_failed.exchange(true) && g_marker[0] != '\0') {
+        (void)syscall(SYS_mkdirat, AT_FDCWD, g_marker, 0700);
     }
     if (g_error < 0) {
         (void)raise(-g_error);
@@ -59,7 +59,7 @@ bool ShouldFail(const char* call) {
     int error = 0;
     const char* plan = getenv("QUICKFIX_FAULT");
     // NOLINTNEXTLINE(cert-err34-c): with an invalid plan no call fails, and the tests count failing calls
-    if (plan != nullptr && sscanf(plan, "%31s %d %d %d %63s", call, &first, &count, &error, g_notice) == 5) {
+    if (plan != nullptr && sscanf(plan, "%31s %d %d %d %63s", call, &first, &count, &error, g_marker) == 5) {
         // Commands that the program starts must not fail.
         unsetenv("LD_PRELOAD");
         unsetenv("QUICKFIX_FAULT");
@@ -112,7 +112,7 @@ bool End() {
     }
 // NOLINTEND(bugprone-macro-parentheses)
 
-// Several entries for a call: versions of a standard library differ in which one they use.
+// A call has several entries because the versions of a standard library use different ones.
 CALL(int, chmod, -1, (const char* path, mode_t mode), (path, mode))
 CALL(int, chown, -1, (const char* path, uid_t user, gid_t group), (path, user, group))
 CALL(int, fchmod, -1, (int file, mode_t mode), (file, mode))
@@ -154,7 +154,7 @@ ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (fi
 
 // Only openat2: the C library has no function for it.
 extern "C" [[gnu::visibility("default")]] long syscall(long number, ...) noexcept {
-    // Not static: libc++abi 14 calls this function while it guards the initialisation of a static variable.
+    // Not static: libc++abi 14 calls this function while it initialises a static variable, and would wait for itself.
     const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
     va_list list;
     va_start(list, number);

@@ -9,10 +9,10 @@ namespace FaultInjector {
 /// Makes calls `first` to `first + count - 1` of `call` fail with `error`, counted from now.
 [[gnu::visibility("default")]] void Fail(const char* call, int first, int count, int error);
 
-/// Calls `before` before each call of `call` from now on.
+/// From now on, calls `before` before each call of `call`.
 [[gnu::visibility("default")]] void Watch(const char* call, void (*before)());
 
-/// Ends both. Returns true if any call failed.
+/// Ends the failures and the calls of `before`. Returns true if any call failed.
 [[gnu::visibility("default")]] bool End();
 
 }  // namespace FaultInjector

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <iterator>
 
-/// Limits the number of open descriptors of the process while it exists.
+/// Limits the number of open descriptors of the process for its lifetime.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(rlim_t count) {
@@ -25,7 +25,7 @@ private:
     rlimit former_ = {};
 };
 
-/// Returns the lowest free descriptor. As a DescriptorLimit it prevents any further open.
+/// Returns the lowest free descriptor. A DescriptorLimit of this value prevents any further open.
 inline rlim_t FirstFreeDescriptor() {
     const int descriptor = dup(STDIN_FILENO);
     close(descriptor);
@@ -36,19 +36,19 @@ inline long OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-/// Only such a disk may be filled: it belongs to a private root, not to the machine.
+/// Tests fill only a small disk, because it belongs to a private root and not to the machine.
 inline bool IsOnSmallDisk(const char* path) {
     struct statvfs status = {};
     return statvfs(path, &status) == 0 && status.f_blocks * status.f_frsize <= 1048576;
 }
 
-/// Root can, unless it is the only user of its namespace.
+/// Returns true for root, unless root is the only user of its namespace.
 inline bool CanChangeOwners() {
     const std::ofstream created("/tmp/owned");
     return chown("/tmp/owned", 65534, 65534) == 0 && unlink("/tmp/owned") == 0;
 }
 
-/// Gives a file a security label, which `ls -Z` prints. Returns false without the permission.
+/// Sets a security label, which `ls -Z` prints. Returns false if that is not permitted.
 inline bool SetLabel(const std::string& path, const std::string& label) {
     return lsetxattr(path.c_str(), "security.selinux", label.c_str(), label.empty() ? 0 : label.size() + 1, 0) == 0;
 }

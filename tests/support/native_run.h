@@ -14,7 +14,7 @@ inline std::string Summary(const ItemResult& result) {
     return summary;
 }
 
-/// The items, report, records and inconclusive count of a native run.
+/// The items, the report, the records and the inconclusive count of a native run.
 struct NativeRun {
     explicit NativeRun(Inspection inspection) {
         Logger().RemoveLog();

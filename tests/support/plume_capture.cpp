@@ -32,16 +32,16 @@ std::vector<std::string> PlumeCapture::TakeRaw() {
 }
 
 std::vector<std::string> PlumeCapture::Take() {
-    static const std::regex shape(R"(^3/([346])/d002e03/QuickFixUitls/\[\w+\((~?\w+(?:\(\))?)\):\d+\] )");
+    static const std::regex pattern(R"(^3/([346])/d002e03/QuickFixUitls/\[\w+\((~?\w+(?:\(\))?)\):\d+\] )");
     std::vector<std::string> records;
     for (const std::string& raw : TakeRaw()) {
         std::smatch parts;
-        if (!std::regex_search(raw, parts, shape)) {
+        if (!std::regex_search(raw, parts, pattern)) {
             records.push_back("MALFORMED " + raw);
             continue;
         }
-        const char letter = parts[1] == "3" ? 'D' : parts[1] == "4" ? 'I' : 'E';
-        records.push_back(std::string(1, letter) + " " + parts[2].str() + ": " + parts.suffix().str());
+        const char level = parts[1] == "3" ? 'D' : parts[1] == "4" ? 'I' : 'E';
+        records.push_back(std::string(1, level) + " " + parts[2].str() + ": " + parts.suffix().str());
     }
     return records;
 }

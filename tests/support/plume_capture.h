@@ -5,7 +5,7 @@
 
 #include "quick_fix_plume_wrapper.h"
 
-/// Sets the threshold and collects platform records, instead of printing them, while it exists.
+/// Sets the threshold for its lifetime, and collects platform records instead of printing them.
 class PlumeCapture {
 public:
     explicit PlumeCapture(
@@ -17,7 +17,7 @@ public:
     /// Returns the records since the last call as "E FileIsExist: filePath is empty": level, function and text.
     std::vector<std::string> Take();
 
-    /// Like Take. If these records aren't the last ones of the file log, one more element says so.
+    /// Like Take. Appends an error message if these records aren't the last ones of the file log.
     std::vector<std::string> TakeFromBothLogs();
 
     /// Returns the complete records, "3/6/d002e03/QuickFixUitls/[file_utils(FileIsExist):81] filePath is empty".
