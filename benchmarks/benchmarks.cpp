@@ -1,4 +1,5 @@
-// Jobs of the library and the same jobs by other means. report.py runs them in rounds and compares their times.
+// Jobs that the library does, and the same jobs done by other programs and libraries. report.py runs the jobs in rounds
+// and compares their times.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <openssl/crypto.h>
@@ -33,7 +34,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace TEKLO::QuickFixEngine;
 
-// Short samples: interference then affects some rounds but not the median.
+// Short samples, so that interference affects some rounds but not the median.
 void InShortSamples(benchmark::internal::Benchmark* job) {
     job->UseRealTime()->MinTime(0.2);
 }

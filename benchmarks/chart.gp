@@ -1,5 +1,6 @@
-# Draws $bars as horizontal bars, each with a line from the lowest to the highest round. Rows have five columns, separated
-# by tabs: label, value as text, length, lowest, highest. The caller also sets file, heading, axis, rows and limit.
+# Draws $bars as horizontal bars, each with a line from the lowest to the highest round. Rows have five columns,
+# separated by tabs: label, value as text, length, lowest, highest. The caller also sets the variables file, heading,
+# axis, rows and limit.
 set terminal svg size 760, 96 + 50 * rows fixed noenhanced font "DejaVu Sans,sans-serif,13" background "#ffffff"
 set output file
 set datafile separator "\t"

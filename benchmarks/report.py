@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the jobs of quickfix_benchmarks in rounds and compares them, as tables or as a page with charts.
+"""Runs the jobs of quickfix_benchmarks in rounds, and prints tables or writes a page with charts.
 It writes to fixed paths: scripts/bench runs it in a private root.
 
 report.py [--rounds N] [--page FOLDER] [options of Google Benchmark]
@@ -21,9 +21,9 @@ PROGRAM = SOURCES.parent / "build/bench/benchmarks/quickfix_benchmarks"
 CROSS_BUILD = SOURCES.parent / "build/bench-aarch64"
 SCALES = {"ms": 1e6, "µs": 1e3}  # in nanoseconds
 
-# The relation is "speed", "time", "memory" or "size". Sides are jobs and their labels. The first side is compared with
-# each other one. A bar limits the first side relative to the job that is its key. If the key is a pair of jobs, the bar
-# limits the first job relative to the second; for a size, the job itself.
+# relation: "speed", "time", "memory" or "size". sides: jobs and their labels; the first side is compared with each of
+# the others. bars: limits by job, for the ratio of the first side to the job, or for the size of the job; a
+# pair of jobs limits the ratio of the first to the second.
 Comparison = namedtuple("Comparison", "title unit rounds relation bars sides")
 COMPARISONS = {
     "digest": Comparison("Digest of 64 MiB", "ms", 21, "speed", {"Digest/Evp": ("at least", 0.95)}, {
@@ -139,7 +139,7 @@ def tabulate_bars(comparisons, samples):
                 what = f"{comparison.sides[first]} compared with {comparison.sides[job]}"
                 figures, unit = compare(comparison.relation, samples[first], samples[job])
             missed = 100 * (median(figures) / bar - 1) * (-1 if direction == "at least" else 1)
-            # A missed bar never shows 0.0 %.
+            # Rounds up to 0.1 %, because a missed bar must not show 0.0 %.
             met = "yes" if missed <= 0 else f"**no**, missed by {max(missed, 0.1):.1f} %"
             rows.append(f"| {comparison.title}: {what} | {direction} {format_figures([bar], unit)} | {format_figures(figures, unit)} | {met} |")
     return "\n".join(rows)
@@ -148,7 +148,7 @@ def tabulate_bars(comparisons, samples):
 def draw(comparison, samples, path):
     """Draws the chart and returns its figures as text for screen readers."""
     values = [samples[job] for job in comparison.sides]
-    # Cut off a bar far longer than the first one, so that the others stay readable.
+    # Cuts off a bar far longer than the first one, so that the others stay readable.
     longest = max(max(figures) for figures in values if median(figures) <= 8 * max(values[0]))
     texts = [f"{label}\t{format_figures(figures, comparison.unit)}" for label, figures in zip(comparison.sides.values(), values)]
     rows = [f"{text}\t{median(figures)}\t{min(figures)}\t{max(figures)}" for text, figures in zip(texts, values)]

@@ -1,4 +1,4 @@
-# CPack runs this before it builds a package. Debian policy: changelogs and man pages are compressed.
+# CPack runs this before it builds a package. Debian policy requires compressed changelogs and man pages.
 file(GLOB_RECURSE documents "${CPACK_TEMPORARY_DIRECTORY}/changelog" "${CPACK_TEMPORARY_DIRECTORY}/*.[1-8]")
 list(FILTER documents INCLUDE REGEX "/share/(doc|man)/")
 if(NOT documents)

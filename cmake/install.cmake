@@ -62,7 +62,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuickFixUtilsConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# A prefix relative to the .pc file: an installed tree can be moved.
+# The prefix is relative to the .pc file, so that an installed tree can be moved.
 file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_prefix ${pc_prefix})
 set(pc_libdir ${CMAKE_INSTALL_LIBDIR})
@@ -76,7 +76,7 @@ set(pc_libraries "-lquickfix_utils")
 if(TARGET quickfix_platform)
   string(APPEND pc_libraries " -lquickfix_platform")
 endif()
-# Only for archives: if a private package is missing, pkg-config fails even for --cflags.
+# Only archives need private packages. pkg-config fails, even for --cflags, if a private package is missing.
 set(pc_private "")
 if(NOT BUILD_SHARED_LIBS)
   set(pc_private "\nRequires.private: libcjson libcrypto")

@@ -29,7 +29,7 @@ set(CPACK_DEBIAN_PACKAGE_SOURCE quickfix-utils)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-# dpkg-shlibdeps finds the libraries of this build here: no installed package provides them.
+# dpkg-shlibdeps finds the libraries of this build here, because no installed package provides them.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/platform)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libquickfix-utils${PROJECT_VERSION_MAJOR})

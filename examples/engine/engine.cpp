@@ -42,8 +42,8 @@ void ScanBundles() {
     }
 }
 
-/// Waits up to 5 seconds. `CheckEventListenRes` also returns true after a timeout, so it is called only after the event
-/// has arrived, to unsubscribe.
+/// Waits up to 5 seconds. `CheckEventListenRes` also returns true after a timeout, so this function calls it only after
+/// the event has arrived, to unsubscribe.
 bool Arrives(EventManager& events, CommonEventId event) {
     for (int look = 0; look < 50; ++look) {
         if (events.GetEventListenerRes(event) == ListenerRes::SUCCESS) {
@@ -54,7 +54,8 @@ bool Arrives(EventManager& events, CommonEventId event) {
     return false;
 }
 
-/// Subscribes before it starts the scan, so the broadcast isn't missed. The destructor of the manager unsubscribes.
+/// Subscribes before it starts the scan, so that it doesn't miss the broadcast. The destructor of the manager
+/// unsubscribes.
 void WaitForBundleScan(ErrorCodeWrapper& codes) {
     EventManager events;
     events.SubscribeEvent(CommonEventId::BUNDLE_SCAN_FINISHED);

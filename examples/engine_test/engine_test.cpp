@@ -12,7 +12,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-// The code under test. In a real engine it is a library.
+// The code under test. In a real engine, this code is a library.
 
 bool FitsProduct(const std::string& patchBase) {
     const std::string base = SysUtils::GetBaseVersion();
