@@ -40,7 +40,7 @@ enum class ListenerRes : int32_t {
 ///     }
 ///     return false;
 ///
-/// Records go to the platform log and the file log. No function throws anything but std::bad_alloc.
+/// Records go to the platform log and the file log. Functions throw only std::bad_alloc.
 ///
 /// Threads: use a manager from one thread. The platform calls `OnReceiveEvent` on its own event thread. There is no
 /// lock.
@@ -72,7 +72,7 @@ public:
     ///
     /// Logs at info level "SubscribeEvent action %{public}s", then "SubscribeEvent event %{public}s success". Each
     /// refusal logs "SubscribeEvent event %{public}s failure, will retry after %{public}d milliseconds" at info level.
-    /// At error level it logs:
+    /// Logs at error level:
     ///
     ///     "SubscribeEvent commonEventId %{public}d had been subscribed"   the event is already subscribed
     ///     "SubscribeEvent action is empty"                                the event is unknown

@@ -15,10 +15,10 @@ public:
     /// With a null `receiver`, events are only logged.
     EventSubscriber(const TEKLO::EventFwk::CommonEventSubscribeInfo& subscribeInfo, IEventReceiver* receiver);
 
-    /// A subscriber without a receiver.
+    /// Creates a subscriber without a receiver.
     explicit EventSubscriber(const TEKLO::EventFwk::CommonEventSubscribeInfo& subscribeInfo);
 
-    /// Logs "OnReceiveEvent get action: %{public}s" at info level and passes `data` on, whatever its action is.
+    /// Logs "OnReceiveEvent get action: %{public}s" at info level and passes `data` on, regardless of its action.
     /// Without a receiver, logs "OnReceiveEvent commonEventReceiver_ is null" at info level instead. An exception of
     /// the receiver propagates to the platform.
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override;

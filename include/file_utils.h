@@ -55,9 +55,9 @@ public:
     /// Returns the file's size in whole units, rounded down. Keeps the lower 32 bits: 2 GiB in `BYTE` returns
     /// -2147483648.
     ///
-    /// Returns -1 on failure and logs "GetFileSize failed" if the file does not exist, or "get file stat failed".
-    /// Returns -1 for an unknown unit too. Except on failure, logs "Util GetFileSize, %{public}s size %{public}d " at
-    /// info level.
+    /// On failure returns -1, and logs "GetFileSize failed" if the file does not exist, otherwise
+    /// "get file stat failed". Also returns -1 for an unknown unit. Except on failure, logs
+    /// "Util GetFileSize, %{public}s size %{public}d " at info level.
     ///
     ///     1536 bytes    BYTE 1536, KB 1, MB 0
     static int GetFileSize(const std::string& filePath, FileSizeUnit unit);
@@ -102,8 +102,8 @@ public:
     /// Opens `stream` with the std::ios flags `openMode`. Then sets the permission bits of the path to exactly `mode`,
     /// even if opening failed.
     ///
-    /// Returns whether the stream is open. A stream that was open before keeps its file and sets its failbit; the
-    /// result is true. If `IsValidPath` rejects the path, touches nothing, returns false and also logs
+    /// Returns whether the stream is open. If the stream is already open, it keeps its file, its failbit is set, and
+    /// the result is true. If `IsValidPath` rejects the path, touches nothing, returns false and also logs
     /// "path: %{public}s is an invalid path". Other failures are not logged.
     static bool OpenFile(std::fstream & stream, const std::string& path, unsigned int openMode, unsigned int mode);
 
@@ -111,13 +111,13 @@ public:
     /// examined, both are 0, the id of root. Logs nothing.
     static void GetPathGidAndUid(std::string path, unsigned int& uid, unsigned int& gid);
 
-    /// Sets the owner and group of the path to the ids that /data/update/quickfix has, or to 0 and 0 if that directory
-    /// is missing. Does not report or log failures.
+    /// Gives the path the owner and group of /data/update/quickfix, or 0 and 0 if that directory is missing. Does not
+    /// report or log failures.
     static void SetGidAndUidToQuickFix(const std::string& path);
 
     /// Copies the tree below `sourceDir` into `destDir` and overwrites files of the same name. Both paths must end in
     /// "/", and `destDir` must not be below `sourceDir`. Creates missing directories with mode 0775, restricted by the
-    /// umask. A link to a file is copied as that file. Owners, modes and times are not copied.
+    /// umask. For a link to a file, copies the file. Owners, modes and times are not copied.
     ///
     /// Stops at the first failure. An empty file, a dangling link and a link to a directory are failures, see
     /// `CopyFile`. Files that were already copied stay. If this call created `destDir` and it is still empty, removes

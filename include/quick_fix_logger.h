@@ -51,8 +51,8 @@ public:
     /// "CreateLogFile %{public}s fail" at error level.
     bool CreateLogFile(const std::string& path);
 
-    /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and returns when the kernel has it. `msg` must not be null.
-    /// A record that can't be written completely is removed.
+    /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and returns when the kernel has accepted it. `msg` must not
+    /// be null. A record that can't be written completely is removed.
     ///
     /// Logs "ChangeFileForOverSize fail" at error level or "logOfstream_ open fail" at debug level, besides the
     /// records of the steps. A failed write is not logged.
@@ -89,7 +89,7 @@ private:
     std::mutex mutex_;
     std::fstream logOfstream_;
     ActiveFile active_;
-    std::string record_;  // a member to reuse its memory
+    std::string record_;  // a member, so that its memory is reused
     [[gnu::visibility("hidden")]] static const int forkHandlers_;
 };
 

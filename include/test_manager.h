@@ -58,7 +58,7 @@ struct ItemResult {
 ///     "/system/bin/b": "false,source:RWX=-rwxr-xr-x.patch_qv:RWX=-rw-r--r--."},
 ///     "test_native_result": "false","total": "2","success": "1","failed": "1"}
 ///
-/// The fragment has no line breaks; counts are texts. Keys and values are not escaped: a file name with a quote makes
+/// The fragment has no line breaks; counts are strings. Keys and values are not escaped: a file name with a quote makes
 /// the fragment invalid JSON. A run without items returns `"Native": "null"`.
 ///
 /// With `Inspection::SHELL`, paths reach a shell unquoted. Keep names out of the overlay that a shell would interpret
@@ -67,8 +67,8 @@ struct ItemResult {
 /// Records go to the platform log and the file log. Functions throw only std::bad_alloc and the exceptions of the
 /// listener.
 ///
-/// Threads: use an object from one thread at a time; the work is done on that thread. It runs one shell command per
-/// value and waits for its end.
+/// Threads: use an object from one thread at a time. The calling thread does the work, and waits for the end of each
+/// shell command.
 class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] TestManager {
 public:
     /// Compares every regular file below /patch_qv/overlay with the live file at the same path without that prefix:
@@ -120,7 +120,8 @@ public:
     /// Verifies one patch file and adds its entry and its count to the run.
     void VerifyPatch(const std::string& patchPath);
 
-    /// Returns the live path of a patch path: the path without its first 17 bytes, whatever they are.
+    /// Returns the live path of a patch path. Removes the first 17 bytes without comparing them with the overlay's
+    /// path.
     ///
     ///     "/patch_qv/overlay/system/lib64/libx.so"  "/system/lib64/libx.so"
     ///     "/patch_qv/overlay"                       ""
@@ -175,7 +176,7 @@ public:
     ///     `DIRECT`  a value could not be read, both files are missing, or neither is a regular file
     uint64_t GetInconclusiveCount() const;
 
-    /// The name of `GetInconclusiveCount` in 0.1.0.
+    /// The former name of `GetInconclusiveCount`, from version 0.1.0.
     uint64_t GetUnprovenCount() const;
 
 private:
@@ -203,8 +204,8 @@ private:
     uint64_t failedCount_ = 0;
     uint64_t inconclusiveCount_ = 0;
     ItemResult item_;
-    bool isUndecided_ = false;    // a check of the item was inconclusive
-    bool commandFailed_ = false;  // in the current check, as is readFailed_
+    bool isInconclusive_ = false;  // a check of the item was inconclusive
+    bool commandFailed_ = false;   // these two are reset by each check
     bool readFailed_ = false;
     Inspection inspection_ = Inspection::SHELL;
     std::array<std::shared_ptr<const InspectedFile>, 2> inspected_;  // the files of the current item

@@ -91,7 +91,7 @@ public:
 
     void ExpectNoViolation(Report& report) const {
         report.Expect(!overlapped_, "two deliveries to one subscriber overlapped");
-        report.Expect(!late_, "a delivery started or ran after the unsubscription had returned");
+        report.Expect(!hasLateDelivery_, "a delivery started or ran after the unsubscription had returned");
         report.Expect(!onSubscribingThread_, "a delivery ran on the thread that subscribed");
     }
 
@@ -102,10 +102,10 @@ private:
             recorder_.overlapped_ = recorder_.overlapped_ || recorder_.running_.exchange(true);
             recorder_.onSubscribingThread_ =
                 recorder_.onSubscribingThread_ || std::this_thread::get_id() == recorder_.owner_;
-            recorder_.late_ = recorder_.late_ || recorder_.isForbidden_;
+            recorder_.hasLateDelivery_ = recorder_.hasLateDelivery_ || recorder_.isForbidden_;
         }
         ~Delivery() {
-            recorder_.late_ = recorder_.late_ || recorder_.isForbidden_;
+            recorder_.hasLateDelivery_ = recorder_.hasLateDelivery_ || recorder_.isForbidden_;
             recorder_.running_ = false;
         }
         Delivery(const Delivery&) = delete;
@@ -122,7 +122,7 @@ private:
     std::atomic<bool> running_{false};
     std::atomic<bool> isForbidden_{false};
     std::atomic<bool> overlapped_{false};
-    std::atomic<bool> late_{false};
+    std::atomic<bool> hasLateDelivery_{false};
     std::atomic<bool> onSubscribingThread_{false};
 };
 
@@ -259,8 +259,8 @@ void CheckPublishersOnSeveralThreads(Report& report) {
     };
     auto first = publish(FIRST);
     auto second = publish(SECOND);
-    const bool firstDone = first.get();
-    if (!second.get() || !firstDone) {
+    const bool firstResult = first.get();
+    if (!second.get() || !firstResult) {
         return;
     }
     report.Expect(recorder->WaitFor(2 * EACH) && recorder->Received().size() == 2 * EACH,

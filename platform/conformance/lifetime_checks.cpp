@@ -19,8 +19,8 @@ using TEKLO::EventFwk::CommonEventSupport;
 constexpr int FAILED_AT_EXIT = 4;
 constexpr int INTACT = 0x600D;
 
-struct Survivor {
-    ~Survivor() { value = 0; }
+struct SharedValue {
+    ~SharedValue() { value = 0; }
     volatile int value = INTACT;
 };
 
@@ -35,7 +35,8 @@ bool WriteRecord(int number) {
 struct Lifetime {
     Lifetime() : worksEarly(WriteRecord(1)) {}
     ~Lifetime() {
-        if (isCheckedAtExit && (!WriteRecord(2) || TEKLO::DelayedSingleton<Survivor>::GetInstance()->value != INTACT)) {
+        if (isCheckedAtExit &&
+            (!WriteRecord(2) || TEKLO::DelayedSingleton<SharedValue>::GetInstance()->value != INTACT)) {
             _exit(FAILED_AT_EXIT);
         }
     }
@@ -58,9 +59,10 @@ void CheckStaticInitialisers(Report& report) {
     report.Expect(COPIED_SCAN_FINISHED != COPIED_USER_ADDED, "the constants of CommonEventSupport are equal");
 }
 
-/// The destructor of Lifetime checks the rest at exit. On failure the exit code is 4.
+/// The destructor of Lifetime makes the remaining checks at exit. On failure the exit code is 4.
 void CheckStaticDestructors(Report& report) {
-    report.Expect(TEKLO::DelayedSingleton<Survivor>::GetInstance()->value == INTACT, "the object was not constructed");
+    report.Expect(TEKLO::DelayedSingleton<SharedValue>::GetInstance()->value == INTACT,
+                  "the object was not constructed");
     g_lifetime.isCheckedAtExit = true;
 }
 

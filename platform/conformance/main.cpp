@@ -138,7 +138,7 @@ const char* Describe(Verdict verdict) {
     return verdict == PASSED ? "passed     " : verdict == FAILED ? "FAILED     " : "not checked";
 }
 
-bool IsChosen(const Check& check, const std::vector<std::string>& names) {
+bool IsSelected(const Check& check, const std::vector<std::string>& names) {
     return names.empty() || std::find(names.begin(), names.end(), check.name) != names.end();
 }
 
@@ -163,7 +163,7 @@ bool Parse(int argc, char** argv, const std::vector<Check>& checks, Options& opt
 int RunAll(const std::vector<Check>& checks, const Options& options) {
     std::map<Verdict, int> counts;
     for (const Check& check : checks) {
-        if (!IsChosen(check, options.names)) {
+        if (!IsSelected(check, options.names)) {
             continue;
         }
         const Outcome outcome = options.inProcess ? RunInThisProcess(check) : RunInChildProcess(check);

@@ -69,7 +69,7 @@ void CheckCut(Report& report) {
     ExpectDefault(report, std::string(300, 'x'), 256, std::string(255, 'x'));
 }
 
-// The keys that the library reads, and unusual keys. The store may or may not set them.
+// The keys that the library reads, and unusual keys. The store need not contain them.
 void CheckSystemKeys(Report& report) {
     for (const char* key :
          {"const.comp.kt.product_base_version.real", "ro.comp.kt.product_base_version.real", "a", "a b=c", "\xff"}) {

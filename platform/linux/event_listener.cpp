@@ -89,9 +89,9 @@ void EventListener::Stop() {
     if (!thread_.joinable()) {
         return;
     }
-    const bool fromWithin = thread_.get_id() == std::this_thread::get_id();
+    const bool isEventThread = thread_.get_id() == std::this_thread::get_id();
     // A subscriber that doesn't return, or a bus that doesn't answer, must not block the exit of the process.
-    if (fromWithin || !changed_.wait_for(lock, STOP_TIMEOUT, [this] { return ended_; })) {
+    if (isEventThread || !changed_.wait_for(lock, STOP_TIMEOUT, [this] { return ended_; })) {
         thread_.detach();
         return;
     }

@@ -41,8 +41,8 @@ constexpr size_t DIGEST_READ_SIZE = 1024;
 constexpr size_t DIGEST_STDIO_BUFFER_SIZE = 64 * 1024;
 // libstdc++ reads one byte less than the buffer at a time.
 constexpr size_t COPY_BUFFER_SIZE = 128 * 1024 + 1;
-// Page-aligned: reads into a buffer that starts a few bytes after a page boundary, as large heap blocks do, can take
-// three times as long.
+// The buffer is page-aligned. A read can take three times as long if its buffer starts a few bytes after a page
+// boundary, as a large heap block does.
 struct alignas(4096) Page {
     char bytes[4096];
 };
@@ -446,7 +446,7 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
         dest.clear();
         return false;
     }
-    // The insertion succeeds if it wrote at least one byte. Only the flush fails if the disk fills up.
+    // The insertion succeeds if it wrote at least one byte. If the disk fills up, only the flush fails.
     dest.flush();
     return dest.good() && source.IsDelivered();
 }

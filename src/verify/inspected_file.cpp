@@ -73,7 +73,7 @@ int ErrorOfType(mode_t mode) {
 }
 
 /// Cuts a label where a reader of the first line of `ls -Z` would cut it.
-std::string CutAsLine(const std::string& label) {
+std::string TruncateLabel(const std::string& label) {
     const std::string text = label.substr(0, label.find('\0'));
     const size_t lineFeed = text.find('\n');
     return text.substr(0, std::min(MAX_LABEL_LENGTH, lineFeed == std::string::npos ? lineFeed : lineFeed + 1));
@@ -148,7 +148,7 @@ FileValue InspectedFile::Label() const {
     if (length <= 0) {
         return {NO_LABEL, length == 0 || errno == ENODATA || errno == ENOTSUP};
     }
-    return {CutAsLine(label.substr(0, static_cast<size_t>(length)))};
+    return {TruncateLabel(label.substr(0, static_cast<size_t>(length)))};
 }
 
 }  // namespace TEKLO::QuickFixEngine

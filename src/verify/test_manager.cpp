@@ -197,7 +197,7 @@ void TestManager::VerifyPatchSHA256(const std::string& patchPath, const std::str
     StartCheck();
     const std::string patch = digest(patchPath);
     const std::string source = digest(viewPath);
-    // Without a digest nothing shows that two files are equal.
+    // Two empty digests don't prove that the files are equal.
     readFailed_ = readFailed_ || (inspection_ == Inspection::DIRECT && source.empty() && patch.empty());
     if (source != patch || readFailed_) {
         detailStr_.clear();  // the first comparison starts a new entry
@@ -223,7 +223,7 @@ void TestManager::Compare(const std::string& item, const char* check, const std:
                           const std::string& patch, char terminator) {
     if (source == patch && !readFailed_) {
         inconclusiveCount_ += source.empty() ? 1U : 0U;
-        isUndecided_ = isUndecided_ || source.empty();
+        isInconclusive_ = isInconclusive_ || source.empty();
         return;
     }
     inconclusiveCount_ += readFailed_ ? 1U : 0U;
@@ -325,7 +325,7 @@ void TestManager::StartItem(const std::string& item) {
     result_ = PASSED;
     detailStr_.clear();
     item_ = {item, Verdict::PASSED, {}};
-    isUndecided_ = false;
+    isInconclusive_ = false;
     inspected_ = {};
     StartCheck();
 }
@@ -344,21 +344,21 @@ void TestManager::MarkFailed(const std::string& item) {
 }
 
 void TestManager::AddDifference(const char* check, const std::string& live, const std::string& patch) {
-    const bool isDecided = !commandFailed_ && !readFailed_;
+    const bool isConclusive = !commandFailed_ && !readFailed_;
     if (readFailed_) {
         item_.verdict = Verdict::INCONCLUSIVE;
-    } else if (isDecided && item_.verdict == Verdict::PASSED) {
+    } else if (isConclusive && item_.verdict == Verdict::PASSED) {
         item_.verdict = Verdict::FAILED;
     }
     StartCheck();
-    isUndecided_ = isUndecided_ || !isDecided;
-    item_.differences.push_back({check, live, patch, !isDecided});
+    isInconclusive_ = isInconclusive_ || !isConclusive;
+    item_.differences.push_back({check, live, patch, !isConclusive});
 }
 
 void TestManager::FinishItem(bool passed) {
     ++(passed ? successCount_ : failedCount_);
     jsonStr_ += detailStr_;
-    if (isUndecided_ && item_.verdict == Verdict::PASSED) {
+    if (isInconclusive_ && item_.verdict == Verdict::PASSED) {
         item_.verdict = Verdict::INCONCLUSIVE;
     }
     if (itemListener_) {

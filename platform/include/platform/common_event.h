@@ -6,8 +6,8 @@
 /// The library promises: a subscriber exists from its subscription until its unsubscription has returned. The library
 /// publishes nothing.
 ///
-/// The library relies on: a subscriber gets each broadcast that matches once, in the order of publication. Deliveries
-/// to one subscriber don't overlap, and never run on the thread that subscribed. No delivery starts after the
+/// The library relies on: a subscriber gets each matching broadcast once, in the order of publication. Deliveries to
+/// one subscriber don't overlap, and never run on the thread that subscribed. No delivery starts after the
 /// unsubscription has returned. The two constants of `CommonEventSupport` differ and are initialised before the
 /// library's static objects.
 ///
