@@ -137,7 +137,7 @@ ExitCode List(const EventOptions& options) {
     return ExitCode::DONE;
 }
 
-void AddNameTo(CLI::App* command, const std::shared_ptr<EventOptions>& options) {
+void AddEventOperand(CLI::App* command, const std::shared_ptr<EventOptions>& options) {
     command->add_option("EVENT", options->name, "bundle-scan-finished or user-added")->required()->check(CheckName);
 }
 
@@ -146,11 +146,11 @@ void AddNameTo(CLI::App* command, const std::shared_ptr<EventOptions>& options) 
 void AddEventCommands(CLI::App& app, ExitCode& result) {
     const auto options = std::make_shared<EventOptions>();
     CLI::App* wait = AddCommand(app, result, options, "wait", "Wait until the system broadcasts EVENT", Wait);
-    AddNameTo(wait, options);
+    AddEventOperand(wait, options);
     wait->add_option("--timeout", options->timeout, "Give up SECONDS after subscribing (default: never)")
         ->type_name("SECONDS")
         ->check(CheckSeconds);
-    AddNameTo(AddCommand(app, result, options, "publish", "Broadcast EVENT, for tests", Publish), options);
+    AddEventOperand(AddCommand(app, result, options, "publish", "Broadcast EVENT, for tests", Publish), options);
     AddCommand(app, result, options, "events", "List the events with their actions", List)
         ->add_flag("--json", options->json, "Print a JSON object");
 }

@@ -51,7 +51,7 @@ class FolderWatch {
 public:
     FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    /// Waits up to POLL_INTERVAL_MS for a change or, if `hasOutput`, until standard output is writable. Returns true if
+    /// Waits up to POLL_INTERVAL_MS for a change. If `hasOutput`, also waits for standard output, and returns true if
     /// it is writable. If standard output has no reader, raises SIGPIPE, or throws Failure if SIGPIPE is ignored.
     bool Wait(bool hasOutput) {
         // Has no effect if the watch exists.
@@ -73,7 +73,7 @@ private:
     UniqueFd events_;
 };
 
-/// Splits "TIME[FILE(FUNCTION):LINE]MESSAGE". A line in another format becomes a message only.
+/// Splits "TIME[FILE(FUNCTION):LINE]MESSAGE". For a line in another format, sets only the message.
 Json ParseRecord(const std::string& line) {
     Json record(cJSON_CreateObject());
     const size_t function = line.find('(', TIME_LENGTH);

@@ -1,7 +1,6 @@
 # Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they always match.
 
-# __qfctl_is only|first WORD...: succeeds if the line before the cursor consists of (only) or starts with (first) these
-# words.
+# __qfctl_is only|first WORD...: compares the words before the cursor with these. With "first", more words may follow.
 function __qfctl_is
     set -l words (commandline -opc)
     set -e words[1]

@@ -32,9 +32,9 @@ Finding CheckShellCommands() {
         return {name, Severity::WARNING, "not in PATH: " + needed + ", so files can't be verified through the shell",
                 advice};
     }
-    const std::string neededForApps = ListMissing({"grep", "egrep", "tail"});
-    if (!neededForApps.empty()) {
-        return {name, Severity::WARNING, "not in PATH: " + neededForApps + NO_APPS, advice};
+    const std::string missingForApps = ListMissing({"grep", "egrep", "tail"});
+    if (!missingForApps.empty()) {
+        return {name, Severity::WARNING, "not in PATH: " + missingForApps + NO_APPS, advice};
     }
     return {name, Severity::OK, "sh, ls, grep, egrep and tail can be executed", ""};
 }

@@ -43,7 +43,8 @@ Json ParseStrictJson(const std::string& text) {
     return root;
 }
 
-/// cJSON 1.7 ignores case in names and returns the first of several members, so a file could mean something unexpected.
+/// Throws Failure unless the object has the member exactly once. cJSON 1.7 ignores case in names and returns the first
+/// of several equal members.
 void RequireUniqueMember(const cJSON* entry, const std::string& member) {
     int found = 0;
     const cJSON* child = nullptr;

@@ -36,7 +36,7 @@ private:
         UniqueFd file;
         dev_t device;
         ino_t inode;
-        off_t offset;      // after the last line feed read
+        off_t offset;      // after the last line feed that was read
         std::string tail;  // the text before the offset; if it changes, the file was truncated
     };
 

@@ -90,7 +90,7 @@ std::string Total(const char* name, size_t count) {
     return std::string("<li class=\"") + name + "\"><b>" + std::to_string(count) + "</b>" + name + "</li>";
 }
 
-std::string BarPart(const char* name, size_t count) {
+std::string RenderBarPart(const char* name, size_t count) {
     return std::string("<div class=\"") + name + "\" style=\"flex:" + std::to_string(count) + "\"></div>";
 }
 
@@ -121,7 +121,7 @@ std::string RenderHtml(const Results& results, const Identity& identity) {
         if (count > 0 || verdict != Verdict::INCONCLUSIVE) {
             counts += (counts.empty() ? "" : ", ") + std::to_string(count) + " " + ToText(verdict);
             totals += Total(ToText(verdict), count);
-            bar += BarPart(ToText(verdict), count);
+            bar += RenderBarPart(ToText(verdict), count);
         }
     }
     for (const Verdict verdict : VERDICTS) {

@@ -71,7 +71,7 @@ void PrintItem(std::ostream& out, const ItemResult& result, const Widths& widths
     }
 }
 
-std::vector<ItemResult> WithoutPassed(std::vector<ItemResult> results) {
+std::vector<ItemResult> RemovePassed(std::vector<ItemResult> results) {
     const auto hasPassed = [](const ItemResult& result) { return result.verdict == Verdict::PASSED; };
     results.erase(std::remove_if(results.begin(), results.end(), hasPassed), results.end());
     return results;
@@ -119,12 +119,12 @@ std::string ShownValue(const Difference& difference, const std::string& value) {
 }
 
 void PrintTable(std::ostream& out, const Results& results, bool failuresOnly, bool hasColor) {
-    PrintItems(out, failuresOnly ? WithoutPassed(results.files) : results.files, "LIVE PATH", hasColor);
+    PrintItems(out, failuresOnly ? RemovePassed(results.files) : results.files, "LIVE PATH", hasColor);
     PrintTotals(out, results.files, "file");
     if (!results.files.empty() && !results.apps.empty()) {
         out << "\n";
     }
-    PrintItems(out, failuresOnly ? WithoutPassed(results.apps) : results.apps, "BUNDLE", hasColor);
+    PrintItems(out, failuresOnly ? RemovePassed(results.apps) : results.apps, "BUNDLE", hasColor);
     PrintTotals(out, results.apps, "app");
 }
 

@@ -5,16 +5,16 @@
 
 namespace qfctl {
 
-ScopedStderrToNull::ScopedStderrToNull() : former_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+ScopedStderrToNull::ScopedStderrToNull() : previous_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
     const UniqueFd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
-    if (former_.IsOpen() && null.IsOpen()) {
+    if (previous_.IsOpen() && null.IsOpen()) {
         dup2(null.Get(), STDERR_FILENO);
     }
 }
 
 ScopedStderrToNull::~ScopedStderrToNull() {
-    if (former_.IsOpen()) {
-        dup2(former_.Get(), STDERR_FILENO);
+    if (previous_.IsOpen()) {
+        dup2(previous_.Get(), STDERR_FILENO);
     }
 }
 

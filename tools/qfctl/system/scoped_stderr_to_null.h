@@ -13,7 +13,7 @@ public:
     ScopedStderrToNull& operator=(const ScopedStderrToNull&) = delete;
 
 private:
-    UniqueFd former_;
+    UniqueFd previous_;
 };
 
 }  // namespace qfctl

@@ -5,7 +5,7 @@
 namespace qfctl {
 namespace {
 
-struct Free {
+struct TextDeleter {
     void operator()(char* text) const { cJSON_free(text); }
 };
 
@@ -16,7 +16,7 @@ void AddText(const Json& object, const char* name, const std::string& text) {
 }
 
 std::string ToText(const Json& json) {
-    const std::unique_ptr<char, Free> text(cJSON_PrintUnformatted(json.get()));
+    const std::unique_ptr<char, TextDeleter> text(cJSON_PrintUnformatted(json.get()));
     return std::string(text.get()) + "\n";
 }
 

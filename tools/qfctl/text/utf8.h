@@ -11,7 +11,7 @@ std::string ReplaceInvalidUtf8(const std::string& text);
 /// Returns the width of a printable text in terminal columns.
 size_t GetWidth(const std::string& text);
 
-/// Returns the longest beginning of a printable text that fits into this number of columns.
+/// Returns the longest prefix of a printable text that fits into this number of columns.
 std::string TruncateToWidth(const std::string& text, size_t columns);
 
 bool IsValidUtf8(const std::string& text);

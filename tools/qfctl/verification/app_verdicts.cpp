@@ -88,7 +88,7 @@ std::string FindVersion(const std::string& dump) {
     if (label == std::string::npos) {
         return "";
     }
-    const size_t start = dump.rfind('\n', label) + 1;  // 0 on the first line
+    const size_t start = dump.rfind('\n', label) + 1;  // 0 if it is the first line
     const std::string line = dump.substr(start, dump.find('\n', label) - start);
     const size_t digits = std::min(line.find_first_of(DIGITS), line.size());
     return line.substr(digits, line.find_first_not_of(DIGITS, digits) - digits);

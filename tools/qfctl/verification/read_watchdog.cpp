@@ -34,7 +34,7 @@ std::set<int> ListDescriptors() {
     return descriptors;
 }
 
-bool MayNeverEnd(int descriptor) {
+bool CanBlockReads(int descriptor) {
     struct stat status = {};
     if (fstat(descriptor, &status) != 0) {
         return false;
@@ -48,7 +48,7 @@ bool MayNeverEnd(int descriptor) {
 void ReplaceEndlessFiles(const std::set<int>& inherited) {
     const UniqueFd empty(open("/dev/null", O_RDONLY | O_CLOEXEC));
     for (const int descriptor : ListDescriptors()) {
-        if (descriptor != empty.Get() && inherited.count(descriptor) == 0 && MayNeverEnd(descriptor)) {
+        if (descriptor != empty.Get() && inherited.count(descriptor) == 0 && CanBlockReads(descriptor)) {
             dup3(empty.Get(), descriptor, O_CLOEXEC);
         }
     }
@@ -59,7 +59,7 @@ void ReplaceEndlessFiles(const std::set<int>& inherited) {
 ReadWatchdog::ReadWatchdog() : inherited_(ListDescriptors()) {
     struct sigaction interrupt = {};
     interrupt.sa_handler = [](int) {};  // without SA_RESTART, a blocked call fails
-    sigaction(SIGALRM, &interrupt, &formerAction_);
+    sigaction(SIGALRM, &interrupt, &previousAction_);
     sigset_t alarm = {};
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
@@ -74,7 +74,7 @@ ReadWatchdog::~ReadWatchdog() {
     }
     ended_.notify_one();
     thread_.join();
-    sigaction(SIGALRM, &formerAction_, nullptr);
+    sigaction(SIGALRM, &previousAction_, nullptr);
 }
 
 void ReadWatchdog::Watch() {

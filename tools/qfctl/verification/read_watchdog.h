@@ -25,7 +25,7 @@ private:
 
     const pthread_t reader_ = pthread_self();
     const std::set<int> inherited_;
-    struct sigaction formerAction_ = {};
+    struct sigaction previousAction_ = {};
     std::mutex mutex_;
     std::condition_variable ended_;
     bool isEnded_ = false;

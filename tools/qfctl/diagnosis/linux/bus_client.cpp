@@ -58,8 +58,8 @@ int BusClient::OnMessage(sd_bus_message* message, void* self, sd_bus_error* /*er
     return 0;
 }
 
-int BusClient::KeepReply(sd_bus_message* reply, void* kept, sd_bus_error* /*error*/) {
-    static_cast<Message*>(kept)->reset(sd_bus_message_ref(reply));
+int BusClient::StoreReply(sd_bus_message* reply, void* stored, sd_bus_error* /*error*/) {
+    static_cast<Message*>(stored)->reset(sd_bus_message_ref(reply));
     return 0;
 }
 
@@ -80,7 +80,7 @@ BusClient::Message BusClient::Send(const char* member, const std::optional<std::
     Check(number ? sd_bus_message_append_basic(created, 'u', &*number) : 0);
     Message reply;
     sd_bus_slot* slot = nullptr;
-    Check(sd_bus_call_async(bus_.get(), &slot, created, KeepReply, &reply, 0));
+    Check(sd_bus_call_async(bus_.get(), &slot, created, StoreReply, &reply, 0));
     const std::unique_ptr<sd_bus_slot, sd_bus_slot* (*)(sd_bus_slot*)> owner(slot, sd_bus_slot_unref);
     const auto deadline = Clock::now() + ANSWER_TIMEOUT;
     while (reply == nullptr) {

@@ -49,7 +49,7 @@ private:
     };
     using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
 
-    static int KeepReply(sd_bus_message* reply, void* kept, sd_bus_error* error);
+    static int StoreReply(sd_bus_message* reply, void* stored, sd_bus_error* error);
     static int OnMessage(sd_bus_message* message, void* self, sd_bus_error* error);
     Message Send(const char* member, const std::optional<std::string>& text, const std::optional<uint32_t>& number);
     void Wait(std::chrono::steady_clock::time_point deadline) const;
