@@ -244,7 +244,7 @@ void CheckWithSha256sum(int /*files*/) {
 
 void Verify(benchmark::State& state, int files, void (*verify)(int files), void (*init)() = Nothing) {
     if (init == Nothing) {
-        // The first run of a process costs more than the time per file.
+        // Warms up: the first run of a process takes longer.
         MakeOverlay(1);
         verify(1);
     }

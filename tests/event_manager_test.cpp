@@ -50,7 +50,7 @@ protected:
             return refusals_-- <= 0;
         });
         manager_.emplace();
-        EXPECT_EQ(Seen(), "I EventManager: EventManager::EventManager\n");
+        EXPECT_EQ(TakeLines(), "I EventManager: EventManager::EventManager\n");
     }
     ~EventManagers() override {
         g_sleep = [](long /*milliseconds*/) {};
@@ -58,7 +58,7 @@ protected:
     }
 
     /// Returns the lines since the last call.
-    std::string Seen() { return Note(""), std::exchange(seen_, ""); }
+    std::string TakeLines() { return Note(""), std::exchange(seen_, ""); }
     void Note(const std::string& line) {
         for (const std::string& record : capture_.TakeFromBothLogs()) {
             seen_ += record + "\n";
@@ -115,63 +115,63 @@ TEST_F(EventManagers, TryToSubscribeUpToTenTimes) {
     for (const int refusals : {0, 9, 10}) {
         refusals_ = refusals;
         manager_->SubscribeEvent(SCAN);
-        EXPECT_EQ(Seen(), Subscribed(SCAN, refusals));
+        EXPECT_EQ(TakeLines(), Subscribed(SCAN, refusals));
         EXPECT_EQ(manager_->CheckEventListenRes(SCAN, 0), refusals < 10)
             << "only this reveals that all attempts failed";
-        EXPECT_EQ(Seen(),
+        EXPECT_EQ(TakeLines(),
                   refusals < 10 ? Line("I CheckEventListenRes: CheckEventListenRes end, eventId", SCAN) : unknown_);
         manager_->UnsubscribeEvent(SCAN);
-        EXPECT_EQ(Seen(), refusals < 10 ? Unsubscribed(SCAN) : NotSubscribed(SCAN));
+        EXPECT_EQ(TakeLines(), refusals < 10 ? Unsubscribed(SCAN) : NotSubscribed(SCAN));
     }
     manager_->SubscribeEvent(USER);
     manager_->SubscribeEvent(USER);
-    EXPECT_EQ(Seen(), Subscribed(USER) + "E SubscribeEvent: SubscribeEvent commonEventId 2 had been subscribed\n");
+    EXPECT_EQ(TakeLines(), Subscribed(USER) + "E SubscribeEvent: SubscribeEvent commonEventId 2 had been subscribed\n");
     manager_.reset();
-    EXPECT_EQ(Seen(), ended_ + NotSubscribed(SCAN) + Unsubscribed(USER));
+    EXPECT_EQ(TakeLines(), ended_ + NotSubscribed(SCAN) + Unsubscribed(USER));
 }
 
 TEST_F(EventManagers, KeepAnEventThatArrivesBeforeTheSubscriptionReturns) {
     during_ = [] { Deliver(SCAN); };
     manager_->SubscribeEvent(SCAN);
-    EXPECT_EQ(Seen(), Subscribed(SCAN, 0, Delivered(SCAN)));
+    EXPECT_EQ(TakeLines(), Subscribed(SCAN, 0, Delivered(SCAN)));
     EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::SUCCESS);
     refusals_ = 1;
     EXPECT_TRUE(manager_->CheckEventListenRes(SCAN, 5));
-    EXPECT_EQ(Seen(), arrived_ + Unsubscribed(SCAN, "0"));
+    EXPECT_EQ(TakeLines(), arrived_ + Unsubscribed(SCAN, "0"));
     EXPECT_FALSE(manager_->CheckEventListenRes(SCAN, 5));
     EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::INIT);
-    EXPECT_EQ(Seen(), unknown_);
+    EXPECT_EQ(TakeLines(), unknown_);
 }
 
 TEST_F(EventManagers, StaySubscribedAndReturnTrueAfterATimeout) {
     manager_->SubscribeEvent(SCAN);
-    EXPECT_EQ(Seen(), Subscribed(SCAN));
+    EXPECT_EQ(TakeLines(), Subscribed(SCAN));
     for (const int times : {2, 0, -1}) {
         EXPECT_TRUE(manager_->CheckEventListenRes(SCAN, times));
-        EXPECT_EQ(Seen(), (times == 2 ? "sleep 100\nsleep 100\n" : "") +
-                              Line("I CheckEventListenRes: CheckEventListenRes end, eventId", SCAN));
+        EXPECT_EQ(TakeLines(), (times == 2 ? "sleep 100\nsleep 100\n" : "") +
+                                   Line("I CheckEventListenRes: CheckEventListenRes end, eventId", SCAN));
     }
     Deliver(USER);
     EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::INIT);
     Deliver(SCAN);
     EXPECT_TRUE(manager_->CheckEventListenRes(SCAN, 1));
-    EXPECT_EQ(Seen(), Delivered(SCAN) + arrived_ + Unsubscribed(SCAN));
+    EXPECT_EQ(TakeLines(), Delivered(SCAN) + arrived_ + Unsubscribed(SCAN));
 }
 
 TEST_F(EventManagers, IgnoreAnEventBeforeItsSubscription) {
     manager_->OnReceiveEvent(Event(Action(SCAN)));
     EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::INIT);
     EXPECT_FALSE(manager_->CheckEventListenRes(SCAN, 1));
-    EXPECT_EQ(Seen(), Received(SCAN) + unknown_);
+    EXPECT_EQ(TakeLines(), Received(SCAN) + unknown_);
     for (int round = 0; round < 2; ++round) {
         manager_->SubscribeEvent(SCAN);
         EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::INIT);
         Deliver(SCAN);
-        EXPECT_EQ(Seen(), Subscribed(SCAN) + Delivered(SCAN));
+        EXPECT_EQ(TakeLines(), Subscribed(SCAN) + Delivered(SCAN));
         manager_->UnsubscribeEvent(USER);
         EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::SUCCESS) << "after unsubscribing the other event";
         manager_->UnsubscribeEvent(SCAN);
-        EXPECT_EQ(Seen(), NotSubscribed(USER) + Unsubscribed(SCAN));
+        EXPECT_EQ(TakeLines(), NotSubscribed(USER) + Unsubscribed(SCAN));
     }
 }
 
@@ -181,28 +181,28 @@ TEST_F(EventManagers, KeepBothEventsApartAndUnsubscribeBothAtTheEnd) {
     Deliver(USER);
     EXPECT_EQ(manager_->GetEventListenerRes(SCAN), ListenerRes::INIT);
     EXPECT_EQ(manager_->GetEventListenerRes(USER), ListenerRes::SUCCESS);
-    EXPECT_EQ(Seen(), Subscribed(USER) + Subscribed(SCAN) + Delivered(USER));
+    EXPECT_EQ(TakeLines(), Subscribed(USER) + Subscribed(SCAN) + Delivered(USER));
     manager_.reset();
-    EXPECT_EQ(Seen(), ended_ + Unsubscribed(SCAN) + Unsubscribed(USER));
+    EXPECT_EQ(TakeLines(), ended_ + Unsubscribed(SCAN) + Unsubscribed(USER));
 }
 
 TEST_F(EventManagers, RefuseUnknownEventsAndActions) {
     for (const int number : {0, 3, -1}) {
         manager_->SubscribeEvent(static_cast<CommonEventId>(number));
-        EXPECT_EQ(Seen(), "I GetAction: GetAction unknown event " + std::to_string(number) +
-                              "\nE SubscribeEvent: SubscribeEvent action is empty\n");
+        EXPECT_EQ(TakeLines(), "I GetAction: GetAction unknown event " + std::to_string(number) +
+                                   "\nE SubscribeEvent: SubscribeEvent action is empty\n");
     }
     const std::string known = Action(USER);
     for (const std::string& action : {std::string(), " " + known, known + " more", known.substr(0, known.size() - 1),
                                       std::string("TEKLO.EVENT.USER_ADDED")}) {
         manager_->OnReceiveEvent(Event(action));
-        EXPECT_EQ(Seen(), Unknown(action));
+        EXPECT_EQ(TakeLines(), Unknown(action));
     }
 }
 
 TEST_F(EventManagers, AreOptionalForASubscriberThatOnlyLogs) {
     EventSubscriber(CommonEventSubscribeInfo(MatchingSkills())).OnReceiveEvent(Event("any"));
-    EXPECT_EQ(Seen(),
+    EXPECT_EQ(TakeLines(),
               "I OnReceiveEvent: OnReceiveEvent get action: any\n"
               "I OnReceiveEvent: OnReceiveEvent commonEventReceiver_ is null\n");
 }

@@ -92,7 +92,7 @@ std::string OutputLog() {
 
 // These functions return the state after an operation.
 
-std::string Nothing() {
+std::string NoState() {
     return "";
 }
 
@@ -117,16 +117,16 @@ std::string CopiedTree() {
 struct Operation {
     const char* name = "";
     std::string (*call)() = nullptr;
-    std::string (*inspect)() = Nothing;  // returns the state after the call; runs without faults
+    std::string (*inspect)() = NoState;  // returns the state after the call; runs without faults
     const char* outcomes = "";           // matches the results of `call` and `inspect`, whichever C library call fails
     void (*install)() = InstallFiles;
 };
 
 const Operation OPERATIONS[] = {
-    {"GetFileSHA256", [] { return FileUtils::GetFileSHA256("/tmp/tree/a"); }, Nothing, "([0-9a-f]{64})? "},
-    {"GetFileSize", [] { return std::to_string(FileUtils::GetFileSize("/tmp/tree/a", {})); }, Nothing, "(3000|-1) "},
-    {"GetDirSize", GetDirSize, Nothing, "(5|0|throws) "},
-    {"GetDiskFreeSpace", [] { return std::to_string(std::min(FileUtils::GetDiskFreeSpace("/tmp"), 1)); }, Nothing,
+    {"GetFileSHA256", [] { return FileUtils::GetFileSHA256("/tmp/tree/a"); }, NoState, "([0-9a-f]{64})? "},
+    {"GetFileSize", [] { return std::to_string(FileUtils::GetFileSize("/tmp/tree/a", {})); }, NoState, "(3000|-1) "},
+    {"GetDirSize", GetDirSize, NoState, "(5|0|throws) "},
+    {"GetDiskFreeSpace", [] { return std::to_string(std::min(FileUtils::GetDiskFreeSpace("/tmp"), 1)); }, NoState,
      "(1|-1) "},
     {"CleanDir", [] { return Text(FileUtils::CleanDir(TREE, true)); }, Entries<TREE>, "true (none|[012])|false [012]"},
     {"MakeDir", [] { return Text(FileUtils::MakeDir(NEW, 0700)); }, Entries<NEW>, "true 0|false none"},
@@ -136,24 +136,24 @@ const Operation OPERATIONS[] = {
     {"CopyFile", [] { return Text(FileUtils::CopyFile("/tmp/tree/a", NEW)); }, NewFile, "true c.3000.|false .*"},
     {"CopyDir", [] { return Text(FileUtils::CopyDir("/tmp/tree/", "/tmp/copy/")); }, CopiedTree,
      "true 2 c.3000.|false .*"},
-    {"ReadLines", [] { return std::to_string(FileUtils::ReadLines("/tmp/tree/a").size()); }, Nothing, "[01] "},
-    {"GetFileStream", [] { return Abbreviate(FileUtils::GetFileStream("/tmp/tree/a")); }, Nothing, "(c.3000.)? "},
-    {"GetKeyCmdlineStr", [] { return StringUtils::GetKeyCmdlineStr("quickfix"); }, Nothing, "(quickfix=1\n)? "},
-    {"SetStatus", [] { return Status().SetStatus("2", "loaded", ""), Nothing(); }, StatusInFile,
+    {"ReadLines", [] { return std::to_string(FileUtils::ReadLines("/tmp/tree/a").size()); }, NoState, "[01] "},
+    {"GetFileStream", [] { return Abbreviate(FileUtils::GetFileStream("/tmp/tree/a")); }, NoState, "(c.3000.)? "},
+    {"GetKeyCmdlineStr", [] { return StringUtils::GetKeyCmdlineStr("quickfix"); }, NoState, "(quickfix=1\n)? "},
+    {"SetStatus", [] { return Status().SetStatus("2", "loaded", ""), NoState(); }, StatusInFile,
      " (2.loaded.|2..|..|1.init.3,)"},
-    {"GetStatusFromFile", StatusInFile, Nothing, "(1.init.3,|..) "},
+    {"GetStatusFromFile", StatusInFile, NoState, "(1.init.3,|..) "},
     {"OutputLog", OutputLog, Logs, " (oldest\n)?(x.65535.\n)? \\| (x.65535.\n)?(TIME.f.g.:1.marker\n)?"},
     {"OutputLog after a kill", OutputLog, Logs,
      " oldest\n(TIME.f.g.:1.marker\n)? \\| x.4075.\n(2026-03-01 09:05:07.)?(TIME.f.g.:1.marker\n)?",
      InstallPartialRecord},
-    {"CheckNativePatch", CheckNativePatch<Inspection::SHELL>, Nothing,
+    {"CheckNativePatch", CheckNativePatch<Inspection::SHELL>, NoState,
      R"re(("/tmp/tree/a": "(true|false,source:[^}]*)"\},[^}]*\}|"Native": "null") inconclusive: [0-3] )re"},
-    {"CheckNativePatch directly", CheckNativePatch<Inspection::DIRECT>, Nothing,
+    {"CheckNativePatch directly", CheckNativePatch<Inspection::DIRECT>, NoState,
      R"re(("/tmp/tree/a": ("true".* inconclusive: 0|"false,source:.* inconclusive: [1-3])|"Native".*: 0) )re"},
-    {"CheckNativePatch of a difference", CheckNativePatch<Inspection::DIRECT>, Nothing,
+    {"CheckNativePatch of a difference", CheckNativePatch<Inspection::DIRECT>, NoState,
      R"re(("/tmp/tree/a": "false,source:.* inconclusive: [0-3]|"Native": "null" inconclusive: 0) )re",
      InstallDifference},
-    {"CheckAppPatch", CheckAppPatch, Nothing, R"re("app": "(true|false,[^}]*)"\},[^}]*\} )re"},
+    {"CheckAppPatch", CheckAppPatch, NoState, R"re("app": "(true|false,[^}]*)"\},[^}]*\} )re"},
 };
 
 /// Returns the result of the operation and the state after it.

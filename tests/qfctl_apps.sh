@@ -65,7 +65,7 @@ run 0 env PATH=/usr/bin:/bin "$QFCTL" verify --native --apps apps.json
 run 3 env PATH=/usr/bin:/bin "$QFCTL" verify --apps apps.json; has "$err" "the command bm is not in PATH"; is "$out" ""
 dump com.example.good.more 1 teklo.app.quickfix
 list "$good"
-run 1 qfctl verify --app --apps apps.json; has "$out" "Installed  (none)  yes"  # found twice counts as absent
+run 1 qfctl verify --app --apps apps.json; has "$out" "Installed  (none)  yes"  # a bundle found twice counts as absent
 rm $BM_BUNDLES/com.example.good.more
 mkdir -p /tmp/path/bm
 run 3 env PATH=/tmp/path:/usr/bin:/bin "$QFCTL" verify --app --apps apps.json; has "$err" "bm is not in PATH"

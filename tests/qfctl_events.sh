@@ -13,8 +13,8 @@ start_bus() {
 }
 stop_bus() { kill -KILL "$bus"; }
 
-# start_waiting ARGUMENT...: starts qfctl wait with signal handling $disposition, and returns when it waits. end_waiting
-# CODE: waits until qfctl ends and expects CODE.
+# start_waiting ARGUMENT...: starts qfctl wait with signal handling $disposition, and returns when qfctl waits.
+# end_waiting CODE: waits until qfctl ends and expects CODE.
 disposition=default
 start_waiting() {
   exec 9< <(exec env "--$disposition-signal=INT,TERM,HUP" "$QFCTL" wait "$@" 2>/tmp/waiting.err)

@@ -23,7 +23,7 @@ std::string Lines(size_t size) {
 // removes it when it opens the file, and keeps all other text.
 TEST(FileLog, RotatesFilesOf64KiBAndRemovesPartialRecords) {
     const std::string partial = "2026-03-01 09:05:07.";
-    const std::string noTime = "2026-03-01T09:05:07.";
+    const std::string otherTimestamp = "2026-03-01T09:05:07.";
     const struct {
         const char* name;
         std::string first, second, firstAfter, secondAfter;
@@ -40,7 +40,7 @@ TEST(FileLog, RotatesFilesOf64KiBAndRemovesPartialRecords) {
         {"two bytes", Lines(4094) + "20", "", Lines(4094) + RECORD, ""},
         {"a whole line", Lines(4096), "", Lines(4096) + RECORD, ""},
         {"not at the end of a page", Lines(4075) + partial, "", Lines(4075) + partial + RECORD, ""},
-        {"no time stamp", Lines(4076) + noTime, "", Lines(4076) + noTime + RECORD, ""},
+        {"no time stamp", Lines(4076) + otherTimestamp, "", Lines(4076) + otherTimestamp + RECORD, ""},
         {"one long line", std::string(4096, 'x'), "", std::string(4096, 'x') + RECORD, ""},
         {"partial, but full", Lines(65516) + partial, "", Lines(65516) + partial, RECORD},
         {"line feed in a partial record", Lines(4059) + partial + "004[a(b):1]two\nli", "",

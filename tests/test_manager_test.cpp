@@ -31,7 +31,7 @@ std::string Tail(const std::string& run, int passed, int failed) {
 }
 
 /// Returns the report of a run over one item.
-std::string OneItem(const std::string& run, const std::string& item, const std::string& verdict) {
+std::string ReportOfOneItem(const std::string& run, const std::string& item, const std::string& verdict) {
     const bool passes = verdict == "true";
     const std::string entry = '"' + item + R"(": ")" + verdict + '"';
     return (run == "qen" ? APPS : NATIVE) + entry + Tail(run, passes ? 1 : 0, passes ? 0 : 1);
@@ -88,7 +88,7 @@ TEST(NativeRun, ReportsEachDifference) {
             SetLabel("/system/x", test.label);
         }
         const std::string verdict = test.inSource.empty() ? "true" : Difference(test.inSource, test.inPatch);
-        EXPECT_EQ(TestManager().CheckNativePatch(), OneItem("native", "/system/x", verdict));
+        EXPECT_EQ(TestManager().CheckNativePatch(), ReportOfOneItem("native", "/system/x", verdict));
     }
 }
 
@@ -126,7 +126,7 @@ TEST(NativeRun, LogsEachStepAndRunsOneCommandAtATime) {
     InstallCommand("ls", "echo $* >>/tmp/calls\nsleep 0.05\necho end >>/tmp/calls\nexec /usr/bin/ls $@");
     InstallPair("/x", "patch");
     PlumeCapture capture(QuickFixPlumeLevel::DEBUG);
-    EXPECT_EQ(TestManager().CheckNativePatch(), OneItem("native", "/x", "true"));
+    EXPECT_EQ(TestManager().CheckNativePatch(), ReportOfOneItem("native", "/x", "true"));
     const std::string patch = "filePath: /patch_qv/overlay/x";
     EXPECT_EQ(
         capture.Take(),
@@ -205,7 +205,7 @@ TEST(AppRun, ReportsEachFailure) {
         TestManager manager;
         manager.CheckAppPatchInit();
         manager.CheckAppPatch(APP, 1000001);
-        EXPECT_EQ(manager.CheckAppPatchEnd(), OneItem("qen", APP, verdict));
+        EXPECT_EQ(manager.CheckAppPatchEnd(), ReportOfOneItem("qen", APP, verdict));
     }
 }
 

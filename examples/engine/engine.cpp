@@ -67,7 +67,8 @@ void WaitForBundleScan(ErrorCodeWrapper& codes) {
     }
 }
 
-/// Returns a listener that prints each result and adds `code` after a failure. `ErrorCodeWrapper` keeps a code once.
+/// Returns a listener that prints each result and adds `code` after a failure. `ErrorCodeWrapper` stores each code only
+/// once.
 auto NoteItems(ErrorCodeWrapper& codes, ErrorCode code) {
     return [&codes, code](const ItemResult& result) {
         const bool passed = result.verdict == Verdict::PASSED;

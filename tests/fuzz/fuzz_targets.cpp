@@ -126,7 +126,7 @@ void FormatRecord(const std::string& input) {
     std::string fixed = input;
     fixed.resize(64);
     Require(LogDetail::FileFormat<64>(fixed.c_str()).text == QuickFixLogger().FormatLog(fixed.c_str()));
-    // Shortens widths: a width of millions would allocate that much memory.
+    // Shortens widths, because a width of millions would allocate that much memory.
     std::string format = input.substr(0, input.find('\0'));
     size_t digits = 0;
     for (char& character : format) {

@@ -28,9 +28,9 @@ std::string Mutate(std::string input, std::mt19937& random) {
 TEST(FuzzTargets, AcceptSeedsAndTheirVariants) {
     QuickFixPlumeWrapper::level_ = static_cast<QuickFixPlumeLevel>(INT32_MAX);
     std::mt19937 random(20);
-    const bool ownCommandLine = Stat("/proc/cmdline").st_dev != Stat("/proc").st_dev;
+    const bool hasOwnCommandLine = Stat("/proc/cmdline").st_dev != Stat("/proc").st_dev;
     for (const auto& [name, target] : FUZZ_TARGETS) {
-        if (name == "command_line" && !ownCommandLine) {
+        if (name == "command_line" && !hasOwnCommandLine) {
             continue;
         }
         int seeds = 0;
@@ -44,7 +44,7 @@ TEST(FuzzTargets, AcceptSeedsAndTheirVariants) {
         }
         EXPECT_GT(seeds, 0) << name;
     }
-    if (!ownCommandLine && !HasFailure()) {
+    if (!hasOwnCommandLine && !HasFailure()) {
         GTEST_SKIP() << "/proc/cmdline is the kernel's; the seeds of all other targets passed";
     }
 }

@@ -35,7 +35,7 @@ as_nobody() {
   if ((EUID == 0)); then setpriv --reuid 65534 --clear-groups "$@"; else "$@"; fi
 }
 
-# Root can be the only user of a user namespace.
+# Skips the test if root is the only user of its user namespace.
 as_nobody true 2>/dev/null || { echo "skipped: root cannot become another user here"; exit 77; }
 
 # put PATH CONTENT: creates the directories of a file and writes the file.

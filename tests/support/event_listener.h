@@ -27,7 +27,7 @@ bool Eventually(Condition holds, std::chrono::seconds limit = std::chrono::secon
 /// Counts deliveries. Aborts on an event to which it isn't subscribed, and on any event after `ended` is set.
 struct Listener : TEKLO::EventFwk::CommonEventSubscriber {
     explicit Listener(const std::string& action, std::function<void(int)> reaction = {})
-        : CommonEventSubscriber(InfoFor(action)), react(std::move(reaction)) {}
+        : CommonEventSubscriber(SubscribeInfoFor(action)), react(std::move(reaction)) {}
 
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override {
         const int received = ++count;
@@ -48,7 +48,7 @@ struct Listener : TEKLO::EventFwk::CommonEventSubscriber {
     std::atomic<bool> ended{false};
 
 private:
-    static TEKLO::EventFwk::CommonEventSubscribeInfo InfoFor(const std::string& action) {
+    static TEKLO::EventFwk::CommonEventSubscribeInfo SubscribeInfoFor(const std::string& action) {
         TEKLO::EventFwk::MatchingSkills skills;
         skills.AddEvent(action);
         return TEKLO::EventFwk::CommonEventSubscribeInfo(skills);

@@ -13,16 +13,16 @@
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(rlim_t count) {
-        getrlimit(RLIMIT_NOFILE, &former_);
-        const rlimit limit = {count, former_.rlim_max};
+        getrlimit(RLIMIT_NOFILE, &previous_);
+        const rlimit limit = {count, previous_.rlim_max};
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &former_); }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &previous_); }
     DescriptorLimit(const DescriptorLimit&) = delete;
     DescriptorLimit& operator=(const DescriptorLimit&) = delete;
 
 private:
-    rlimit former_ = {};
+    rlimit previous_ = {};
 };
 
 /// Returns the lowest free descriptor. A DescriptorLimit of this value prevents any further open.

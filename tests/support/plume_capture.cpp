@@ -11,12 +11,12 @@ using TEKLO::QuickFixEngine::QuickFixPlumeLevel;
 using TEKLO::QuickFixEngine::QuickFixPlumeWrapper;
 
 PlumeCapture::PlumeCapture(QuickFixPlumeLevel threshold)
-    : former_(std::exchange(QuickFixPlumeWrapper::level_, threshold)) {
+    : previous_(std::exchange(QuickFixPlumeWrapper::level_, threshold)) {
     TEKLO::MemoryPlatform::TakeLogRecords();
 }
 
 PlumeCapture::~PlumeCapture() {
-    QuickFixPlumeWrapper::level_ = former_;
+    QuickFixPlumeWrapper::level_ = previous_;
 }
 
 std::vector<std::string> PlumeCapture::TakeRaw() {

@@ -24,7 +24,7 @@ public:
     std::vector<std::string> TakeRaw();
 
 private:
-    TEKLO::QuickFixEngine::QuickFixPlumeLevel former_;
+    TEKLO::QuickFixEngine::QuickFixPlumeLevel previous_;
 };
 
 using Records = std::vector<std::string>;
