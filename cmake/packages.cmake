@@ -52,7 +52,8 @@ and the bus policy for broadcasts.]])
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libquickfix-utils-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
-# Callers of JsonTool::ParseJsonFromFile free the tree with cJSON_Delete. No installed header includes cJSON's.
+# Callers of JsonTool::ParseJsonFromFile free the tree with cJSON_Delete. No installed header includes a header of
+# cJSON.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libcjson-dev, bubblewrap")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION [[utility library of a hot-patch engine (development files)
 An engine that patches files and applications on a Linux-based device uses

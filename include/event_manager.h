@@ -92,7 +92,7 @@ public:
     /// "OnReceiveEvent failed, empty action" at error level.
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override;
 
-    /// Returns at once whether the event has arrived. For an event that is not subscribed, returns `INIT`.
+    /// Returns immediately whether the event has arrived. For an event that is not subscribed, returns `INIT`.
     ListenerRes GetEventListenerRes(CommonEventId eventId);
 
     /// Checks up to `times` times whether the event has arrived, and waits 100 ms after every check that fails,

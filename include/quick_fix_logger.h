@@ -17,8 +17,8 @@ inline constexpr char QUICK_FIX_FIRST_LOG_FILE[] = "/data/update/quickfix/log/qu
 inline constexpr char QUICK_FIX_SECOND_LOG_FILE[] = "/data/update/quickfix/log/quickfix_2.log";
 
 /// Appends records to "quickfix_2.log", or to "quickfix_1.log" while the second file does not exist. The second file
-/// thus holds the newest records, the first file the 64 KiB before them. Use it through the QF_FILE_LOGx macros of
-/// quick_fix_log.h.
+/// therefore holds the newest records, and the first file holds the 64 KiB before them. Use it through the QF_FILE_LOGx
+/// macros of quick_fix_log.h.
 ///
 /// A process has one logger, `DelayedSingleton<QuickFixLogger>::GetInstance()`. It is never destroyed, so static
 /// destructors may log. The log directory must exist: the library does not create it.
@@ -32,7 +32,7 @@ inline constexpr char QUICK_FIX_SECOND_LOG_FILE[] = "/data/update/quickfix/log/q
 ///
 /// Threads: any thread may call `OutputLog`, `RemoveLog`, `GetFormatTime` and `FormatLog`. The other functions are
 /// steps of `OutputLog`; do not call them while another thread logs. A fork waits until the current record is written,
-/// so the child may log at once. A signal handler must not call any function.
+/// so the child may log immediately. A signal handler must not call any function.
 class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] QuickFixLogger {
 public:
     /// Opens no file.
@@ -42,8 +42,8 @@ public:
     /// Opens the current log file for appending, or creates the first one. Does nothing if the stream is open. On
     /// failure the stream stays closed; `CreateLogFile` logs if it fails.
     ///
-    /// A killed process may have left the start of a record at the end of the file. Removes it first, unless the file
-    /// is full.
+    /// A killed process may have left a partial record at the end of the file. This function removes the partial record
+    /// before it opens the file, unless the file is full.
     void Init();
 
     /// Creates or empties `path` with permission 0600 and the owner and group of the log directory. The stream then
@@ -76,7 +76,7 @@ public:
     std::string FormatLog(const char* format);
 
 private:
-    /// The current log file when `ChangeFileForOverSize` last examined it.
+    /// The state of the current log file at the last call of `ChangeFileForOverSize`.
     struct ActiveFile {
         const char* path = nullptr;
         int64_t size = 0;  // bytes; not off_t, whose width depends on the caller's flags on 32-bit systems

@@ -31,7 +31,7 @@ struct QuickFixStatus {
 ///     K=success
 ///     ErrorCode=3,7,
 ///
-/// "K" is the key that the engine chose. Every change is written to the file at once.
+/// "K" is the key that the engine chose. Every change is written to the file immediately.
 ///
 /// Limits, none of which is reported:
 ///

@@ -61,8 +61,8 @@ struct ItemResult {
 /// The fragment has no line breaks; counts are strings. Keys and values are not escaped: a file name with a quote makes
 /// the fragment invalid JSON. A run without items returns `"Native": "null"`.
 ///
-/// With `Inspection::SHELL`, paths reach a shell unquoted. Keep names out of the overlay that a shell would interpret
-/// or split: a name such as "a;b" would run b.
+/// With `Inspection::SHELL`, paths reach a shell unquoted. The overlay must not contain names that a shell would
+/// interpret or split: a name such as "a;b" would run b.
 ///
 /// Records go to the platform log and the file log. Functions throw only std::bad_alloc and the exceptions of the
 /// listener.
@@ -81,8 +81,8 @@ public:
     void CheckAppPatchInit();
 
     /// Checks one app and adds its entry and its count to the run. Checks that the app is installed, that its dump
-    /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Makes all three checks, even after
-    /// one fails. Call it between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
+    /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Always makes all three checks. Call it
+    /// between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
     ///
     ///     all three pass   "com.example.app": "true",
     ///     not installed    "com.example.app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage
@@ -127,8 +127,8 @@ public:
     ///     "/patch_qv/overlay"                       ""
     std::string GetViewFilePath(const std::string& patchPath);
 
-    /// Makes the three comparisons below in their order, all three even after one fails. A comparison that finds a
-    /// difference marks the item and the run as failed and adds both values to the item's entry. The values of a
+    /// Makes the three comparisons below in this order. A difference doesn't end the sequence. A comparison that finds
+    /// a difference marks the item and the run as failed and adds both values to the item's entry. The values of a
     /// missing file are empty: a missing live file differs from its patch file, two missing files are equal (see
     /// `GetInconclusiveCount`). The comparison of digests starts the item's entry, and the other two extend it.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);

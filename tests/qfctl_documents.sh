@@ -6,7 +6,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 export LC_ALL=C HOME=/tmp PATH=/tmp/bin:$PATH completion=$PROJECT/tools/qfctl/completion
 mkdir bin && ln -s "$QFCTL" bin/qfctl && touch unique-name
 
-# SHELL_offers LINE...: prints what the shell completes each command line with.
+# SHELL_offers LINE...: prints the words with which the shell completes each command line.
 bash_offers() {
   source "$completion/qfctl"
   compopt() { mapfile -t COMPREPLY < <(compgen -f -- "${COMP_WORDS[COMP_CWORD]}"); }  # the builtin fails outside a completion

@@ -40,7 +40,7 @@ for value in "$(printf %242s | tr ' ' v)" 'a=b "q" \ $(x) é€' ' blank ' '[a,b
 "
 done
 
-# status: refuses or shows files of other programs.
+# status: files that another program has written.
 foreign_file() { printf "$3" >s; run "$1" qfctl status "${@:4}" --file s; has "$out$err" "$2"; }  # CODE PART CONTENT COMMAND...
 foreign_file 3 'status       a' 'PatchVersion=1\nStatus=a\nErrorCode=1,x\n' show; has "$err" '"1,x"'
 run 3 qfctl status show --file s --json; is "$out" ""

@@ -101,7 +101,7 @@ expect 3 '"/live/a" or its patch file changed, or could not be read' \
   'pair /live/a x x; chmod 600 /live/a; command_is ls "[ \$1 != -l ] || exec printf -- -rw; exec /bin/ls \"\$@\""' 'qfctl verify --shell'
 expect 3 'is not a regular file' 'ln -sf /dev/zero $logs/quickfix_1.log' 'qfctl log'
 
-# The first ls replaces files after the scan: no shell interprets a new name, and no read blocks.
+# The first ls replaces files after the scan. No shell interprets a new name, and no read blocks.
 swap() {
   pair /live/a same same
   command_is ls "[ -e /tmp/files/swapped ] || { : >/tmp/files/swapped

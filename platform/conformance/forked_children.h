@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-/// Forks children that call `log` while other threads call it too. Returns false, and forks no more, if a child
-/// doesn't exit within 5 seconds.
+/// Forks children that call `log` while other threads call it too. Stops and returns false if a child doesn't exit
+/// within 5 seconds.
 inline bool ForkedChildrenReturn(int children, void (*log)()) {
     std::atomic<bool> ended{false};
     constexpr size_t LOGGING_THREADS = 4;

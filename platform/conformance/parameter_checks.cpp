@@ -39,7 +39,7 @@ std::string Describe(const ParameterResult& actual) {
     return std::to_string(actual.result) + " and \"" + actual.Text() + "\"";
 }
 
-/// Checks what holds for every call, whatever the store contains.
+/// Checks the rules for every call, regardless of the content of the store.
 bool ExpectValid(Report& report, const ParameterResult& actual, const std::string& call) {
     return report.Expect(actual.IsGuardIntact(), call + " wrote past the end of the buffer") &&
            report.Expect(actual.IsTerminated(), call + " left no zero byte in the buffer") &&

@@ -39,7 +39,7 @@ namespace fs = std::filesystem;
 constexpr mode_t COPIED_DIR_MODE = 0775;
 constexpr size_t DIGEST_READ_SIZE = 1024;
 constexpr size_t DIGEST_STDIO_BUFFER_SIZE = 64 * 1024;
-// libstdc++ reads one byte less than the buffer at a time.
+// libstdc++ leaves one byte of the buffer unused, so a read has 128 KiB.
 constexpr size_t COPY_BUFFER_SIZE = 128 * 1024 + 1;
 // The buffer is page-aligned. A read can take three times as long if its buffer starts a few bytes after a page
 // boundary, as a large heap block does.

@@ -17,7 +17,7 @@ constexpr size_t PROP_LENGTH = 10;
 constexpr size_t SELINUX_LINE_LENGTH = 1023;
 constexpr char PASSED[] = "true";
 constexpr char FAILED[] = "false";
-// The two headers differ in their blanks. Readers of reports rely on them.
+// The two headers have different blanks. Readers of reports rely on every byte.
 constexpr char NATIVE_HEADER[] =
     "\"Native\": {\"description\":  \"Compare the results of patch_file and patched_file.Verify SHA256, RWX, "
     "Selinux.\",\"detail\": {";

@@ -7,9 +7,9 @@
 /// buffer. It may be larger than the space after `dest`, so an implementation must not compare it with the size of the
 /// object.
 ///
-/// The library relies on: no byte is written past `destSize` bytes, and a call that doesn't fit fails. If `destSize`
-/// is 0, no text fits and no byte is written. `sprintf_s` formats as in the "C" locale, whatever the process's locale,
-/// because programs parse the file log.
+/// The library relies on: no byte is written past `destSize` bytes, and a call that doesn't fit fails. If `destSize` is
+/// 0, no text fits and no byte is written. `sprintf_s` always formats as in the "C" locale, because programs parse the
+/// file log.
 ///
 /// Threads: any thread may call any function.
 #pragma once

@@ -16,7 +16,7 @@ OverlayScan ScanOverlay(const std::string& overlay);
 /// Throws Failure, with one message per error, if shell commands can't verify every file of the overlay.
 void CheckForShell(const OverlayScan& scan, const std::string& overlay);
 
-/// Throws Failure if a file can't be compared. A missing file can.
+/// Throws Failure if a file can't be compared. A missing file can be compared.
 void CheckReadable(const std::string& path);
 
 /// Returns true if no shell interprets or splits the name and JSON can hold it: ASCII letters, digits, "_-.+,:@%=", and

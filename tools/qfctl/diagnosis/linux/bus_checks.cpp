@@ -15,7 +15,7 @@
 namespace qfctl {
 namespace {
 
-// The names in the Linux port.
+// The names that the Linux port uses.
 constexpr char SERVICE[] = "teklo.CommonEventService";
 constexpr char INTERFACE[] = "teklo.CommonEvent";
 constexpr char SIGNAL[] = "Published";
