@@ -141,8 +141,8 @@ public:
     static bool CopyFile(const std::string& sourcePath, const std::string& destPath);
 
     /// Returns the SHA-256 digest as 64 lowercase hexadecimal digits. Returns "" if the file can't be opened. A read
-    /// error counts as the end of the file: a directory has the digest of an empty file. A read that a signal interrupts
-    /// is continued; an interrupted open fails.
+    /// error counts as the end of the file: a directory has the digest of an empty file. A read that a signal
+    /// interrupts is continued; an interrupted open fails.
     ///
     /// Every call logs "filePath: %{public}s" at info level. Failures log:
     ///

@@ -81,8 +81,8 @@ public:
     void CheckAppPatchInit();
 
     /// Checks one app and adds its entry and its count to the run. Checks that the app is installed, that its dump
-    /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Always makes all three checks. Call it
-    /// between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
+    /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Always makes all three checks. Call
+    /// it between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
     ///
     ///     all three pass   "com.example.app": "true",
     ///     not installed    "com.example.app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage

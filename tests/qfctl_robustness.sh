@@ -2,8 +2,8 @@
 # Tests qfctl with hostile files and faults: a table of setups, commands, exit codes and output.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
-# expect CODE PART SETUP COMMAND: runs SETUP in an empty directory, then COMMAND. Expects CODE, and PART in the output or the
-# errors; with '!' before PART, expects it in neither.
+# expect CODE PART SETUP COMMAND: runs SETUP in an empty directory, then COMMAND. Expects CODE, and PART in the output
+# or the errors; with '!' before PART, expects it in neither.
 expect() {
   rm -rf /tmp/files /live $overlay/* $logs/* && mkdir /tmp/files /live && cd /tmp/files || exit 1
   eval "$3"

@@ -19,8 +19,8 @@ std::string Lines(size_t size) {
     return std::string(size - 1, 'x') + "\n";
 }
 
-// A file of 65536 bytes is full. A killed process leaves the beginning of a record only at the end of a page. The logger
-// removes it when it opens the file, and keeps all other text.
+// A file of 65536 bytes is full. A killed process leaves the beginning of a record only at the end of a page. The
+// logger removes it when it opens the file, and keeps all other text.
 TEST(FileLog, RotatesFilesOf64KiBAndRemovesPartialRecords) {
     const std::string partial = "2026-03-01 09:05:07.";
     const std::string otherTimestamp = "2026-03-01T09:05:07.";

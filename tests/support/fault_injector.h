@@ -1,7 +1,7 @@
 #pragma once
 
-/// Makes chosen calls of one C library function, or of the system call `openat2`, fail. The name covers all entry points
-/// of a function, such as `fopen64` for `fopen`. A program links this library, or preloads it with
+/// Makes chosen calls of one C library function, or of the system call `openat2`, fail. The name covers all entry
+/// points of a function, such as `fopen64` for `fopen`. A program links this library, or preloads it with
 /// QUICKFIX_FAULT="CALL FIRST COUNT ERROR DIRECTORY", for example "write 3 1 28 /tmp/reached". The first failing call
 /// creates the directory. A negative error raises a signal before the call: -2 is SIGINT.
 namespace FaultInjector {

@@ -6,8 +6,8 @@
 
 namespace qfctl {
 
-/// Prefix of each FILE of hash and the KEY of cmdline while CLI11 parses them. Without it, CLI11 2.1 gives "++", "[a,b]"
-/// and the names of commands a special meaning.
+/// Prefix of each FILE of hash and the KEY of cmdline while CLI11 parses them. Without it, CLI11 2.1 gives "++",
+/// "[a,b]" and the names of commands a special meaning.
 constexpr char OPERAND_PREFIX = '=';
 
 // Each function adds subcommands that store their exit code in `result`.
