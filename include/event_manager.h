@@ -42,16 +42,15 @@ enum class ListenerRes : int32_t {
 ///
 /// Records go to the platform log and the file log. Functions throw only std::bad_alloc.
 ///
-/// Threads: use a manager from one thread. The platform calls `OnReceiveEvent` on its own event thread. There is no
-/// lock.
+/// Threads: call all functions except `OnReceiveEvent` from one thread. The platform calls `OnReceiveEvent` on its own
+/// event thread. There is no lock. While an event is being delivered, the calling thread
 ///
-/// - Allowed at any time: `GetEventListenerRes`, and unsubscribing an event while that same event is being delivered.
-///   The unsubscription waits until the delivery has ended.
-/// - Not allowed: subscribing or unsubscribing one event while the other is being delivered. The destructor and a
-///   successful `CheckEventListenRes` unsubscribe too. If both events may arrive at the same time, use one manager per
-///   event.
+/// - may call `GetEventListenerRes` for both events,
+/// - may unsubscribe the event that is being delivered; the call waits until the delivery has ended,
+/// - must not subscribe or unsubscribe the other event. The destructor and a successful `CheckEventListenRes`
+///   unsubscribe too. If both events may arrive at the same time, use one manager per event.
 ///
-/// After a fork the child gets no events. See platform/common_event.h.
+/// If a program forks after a subscription, the child gets no events. See platform/common_event.h.
 class [[gnu::visibility("default")]] EventManager : public IEventReceiver {
 public:
     /// Logs "EventManager::EventManager" at info level.

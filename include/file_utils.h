@@ -81,22 +81,24 @@ public:
     /// whatever its type.
     ///
     /// Links to directories are dangerous: the function empties the target directory, then removes the link. The target
-    /// of a link to a file is kept. If `dirPath` is a regular file, it is removed even without `removeSelf`.
+    /// of a link to a file is kept. If `dirPath` is a regular file, it is removed even without `removeSelf`; a
+    /// pipe or device is removed only with it.
     ///
     /// Returns false in these cases only, and keeps `dirPath` itself:
     ///
-    ///     `dirPath` is null                             logs "CleanDir fail, dirPath is null"
-    ///     the directory can't be opened                 logs nothing
-    ///     the path of an entry exceeds 4095 bytes       logs nothing; stops there
-    ///     reading the directory fails                   logs "readdir failed, path: %{public}s, err: %{public}s"; the
-    ///                                                   entries read so far are removed
+    ///     `dirPath` is null                          logs "CleanDir fail, dirPath is null"
+    ///     `dirPath` exists, but can't be opened      logs nothing
+    ///     the path of an entry exceeds 4095 bytes    logs nothing; stops there
+    ///     reading the directory fails                logs "readdir failed, path: %{public}s, err: %{public}s"; the
+    ///                                                entries read so far are removed
     ///
-    /// Returns true even if the path is missing, an entry can't be removed, or one of these cases occurs in a
+    /// Returns true even if the path is empty or missing, an entry can't be removed, or one of these cases occurs in a
     /// subdirectory.
     static bool CleanDir(const char* dirPath, bool removeSelf);
 
-    /// Renames a file or directory within one file system and replaces `newPath` if it exists. Links are renamed, not
-    /// followed. On failure changes nothing and logs "rename failed: %{public}s" with the new path.
+    /// Renames a file or directory within one file system. Replaces an existing `newPath`, unless only one of the two
+    /// is a directory or `newPath` is a directory with entries. Links are renamed, not followed. On failure changes
+    /// nothing and logs "rename failed: %{public}s" with the new path.
     static bool RenameFile(const std::string& oldPath, const std::string& newPath);
 
     /// Opens `stream` with the std::ios flags `openMode`. Then sets the permission bits of the path to exactly `mode`,
@@ -123,7 +125,7 @@ public:
     /// `CopyFile`. Files that were already copied stay. If this call created `destDir` and it is still empty, removes
     /// it.
     ///
-    /// Logs the failure, then "copydir failed" at each level on the way up:
+    /// Logs the failure, then "copydir failed" for each directory below `sourceDir` that contains it:
     ///
     ///     "opendir failed, path: %{public}s, err: %{public}s"
     ///     "mkdir failed, path: %{public}s, err: %{public}s"

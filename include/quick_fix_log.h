@@ -4,8 +4,9 @@
 ///     QF_FILE_LOGD  QF_FILE_LOGI  QF_FILE_LOGE  (format, arguments...)   platform log and file log
 ///
 /// `format` is a string literal in printf format. A conversion may carry a privacy marker, as in `%{public}s`. The
-/// platform log shows only arguments that are marked public. The text is prefixed with the call's place,
-/// "[file(function):line] ", where `file` is the file name without directory and extension.
+/// platform log shows only arguments that are marked public; the Linux port prints "<private>" for the others. The text
+/// is prefixed with the call's place, "[file(function):line] ", where `file` is the file name without directory and
+/// extension.
 ///
 /// An argument is a number, a pointer or a C string. If the number or the types of the arguments don't match the
 /// format, the call doesn't compile.

@@ -58,8 +58,8 @@ public:
 
     /// Writes `status` to the file but not to the cache. Creates or empties the file and sets its permission bits.
     ///
-    /// In the init stage (see sys_utils.h), sets 0755 instead, and the owner and group of /data/update/quickfix, even
-    /// if opening fails. `FileUtils::OpenFile` rejects a path that contains "..".
+    /// In the init stage (see sys_utils.h), sets 0755 instead, and the owner and group of /data/update/quickfix. Does
+    /// so even if opening fails, for example because `FileUtils::OpenFile` rejects a path that contains "..".
     ///
     /// If opening fails, logs "SetStatus failed. file path : %{public}s." at error level. Otherwise logs
     /// "SetStatus version_: %{public}s, status: %{public}s, ErrorCode: %{public}s." at debug level, even if writing

@@ -19,8 +19,8 @@ inline constexpr char PATCH_FLAG[] = "teklo.app.quickfix";
 enum class Verdict : int32_t {
     PASSED = 0,
     FAILED = 1,
-    /// A check could not compare two values. With `Inspection::SHELL`: a command could not be run or both values are
-    /// empty, and no other check failed. With `Inspection::DIRECT`: a value could not be read, whatever the other
+    /// A check could not compare two values. With `Inspection::SHELL`: a command could not be started or both values
+    /// are empty, and no other check failed. With `Inspection::DIRECT`: a value could not be read, whatever the other
     /// checks found.
     INCONCLUSIVE = 2,
 };
@@ -28,7 +28,7 @@ enum class Verdict : int32_t {
 /// How a native run reads the values of a file.
 enum class Inspection : int32_t {
     SHELL = 0,   ///< the digest through the library, mode and label through `ls`
-    DIRECT = 1,  ///< all three from one descriptor, without a process
+    DIRECT = 1,  ///< all three without a process, from one descriptor of a regular file
 };
 
 class InspectedFile;
@@ -129,16 +129,18 @@ public:
 
     /// Makes the three comparisons below in this order. A difference doesn't end the sequence. A comparison that finds
     /// a difference marks the item and the run as failed and adds both values to the item's entry. The values of a
-    /// missing file are empty: a missing live file differs from its patch file, two missing files are equal (see
-    /// `GetInconclusiveCount`). The comparison of digests starts the item's entry, and the other two extend it.
+    /// missing file are empty, so a missing live file differs from its patch file. Two missing files are equal with
+    /// `SHELL`; with `DIRECT` their digests are an inconclusive difference. The comparison of digests starts the item's
+    /// entry, and the other two extend it.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSeLinux(const std::string& patchPath, const std::string& viewPath);
 
     /// Returns the mode of a file as `ls -l` prints it, such as "-rwxr-xr-x": at most 10 characters. Returns "" if
-    /// there is no such file. If no shell can be started, returns "" and logs "Failed to run the command" at error
-    /// level. Logs "filePath: %{public}s, Prop: %{public}s" at debug level.
+    /// there is no such file. For a directory or an empty path, `SHELL` returns the start of a listing, such as
+    /// "total 36". If no shell can be started, returns "" and logs "Failed to run the command" at error level. Logs
+    /// "filePath: %{public}s, Prop: %{public}s" at debug level.
     std::string GetFileProp(const std::string& path);
 
     /// Returns what `ls -Z` prints before the first blank, which is "?" on a system without labels. If there is no
@@ -163,16 +165,19 @@ public:
     /// Selects how the following files are read; the default is `SHELL`. For readable regular files, both give the same
     /// report and the same records. `DIRECT` starts no process, and no file name reaches a shell.
     ///
-    /// `DIRECT` opens each file once, and only if it is a regular file. A live path that is a link, a directory, a pipe
-    /// or a device differs from its patch file; the run never waits for it. If a value can't be read, the item is
-    /// inconclusive, the report counts it as failed, and the value is "", or "?" for a label. The setting does not
-    /// affect app runs.
+    /// `DIRECT` opens each file once, and only if it is a regular file, so the run never waits for a pipe or a device.
+    /// A live link, directory, pipe or device has an empty digest and its own mode; both differ from the patch file's.
+    /// If a value can't be read, the item is inconclusive, the report counts it as failed, and the value is "", or "?"
+    /// for a label. A file without read permission has an inconclusive digest; its mode and label are compared.
+    ///
+    /// The setting does not affect app runs.
     void SetInspection(Inspection inspection);
 
     /// Returns the number of inconclusive comparisons of the current or last native run. If it is not 0, the run did
-    /// not compare all values.
+    /// not compare all values. App runs do not change it.
     ///
-    ///     `SHELL`   both values are empty: no shell or no `ls`, or both files are missing or unreadable
+    ///     `SHELL`   a command could not be started, or both values are empty: there is no `ls`, or both files are
+    ///               missing or unreadable
     ///     `DIRECT`  a value could not be read, both files are missing, or neither is a regular file
     uint64_t GetInconclusiveCount() const;
 

@@ -266,7 +266,7 @@ TEST(Faults, InVerificationGiveExactResultsAndRecords) {
                   {begin, patchDigest, LIVE_DIGEST, failure, failure});
     ExpectOutcome("CheckNativePatch", "popen", 1, 1, EAGAIN,
                   R"("/tmp/tree/a": "false,source:RWX=-rw-r--r--.patch_qv:RWX=."},"test_native_result": "false",)"
-                  R"("total": "1","success": "0","failed": "1"} inconclusive: 0 )",
+                  R"("total": "1","success": "0","failed": "1"} inconclusive: 1 )",
                   {begin, patchDigest, LIVE_DIGEST, failure});
     const std::string unread = R"("/tmp/tree/a": "false,source:SHA256=.patch_qv:SHA256=."},"test_native_result": )"
                                R"("false","total": "1","success": "0","failed": "1"} inconclusive: 1 )";

@@ -226,7 +226,7 @@ void TestManager::Compare(const std::string& item, const char* check, const std:
         isInconclusive_ = isInconclusive_ || source.empty();
         return;
     }
-    inconclusiveCount_ += readFailed_ ? 1U : 0U;
+    inconclusiveCount_ += commandFailed_ || readFailed_ ? 1U : 0U;
     MarkFailed(item);
     sourceStr_.append(check).append("=").append(source) += terminator;
     patchStr_.append(check).append("=").append(patch) += terminator;

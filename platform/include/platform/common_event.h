@@ -20,7 +20,8 @@
 ///   its signal mask.
 /// - At exit, deliveries end before the destruction of static objects that are older than the first subscription. The
 ///   exit waits at most 1000 ms for a delivery.
-/// - A forked child gets no events and can't subscribe. The subscriptions stay with the parent.
+/// - If a program forks after its first subscription, the child gets no events, and subscribing and unsubscribing
+///   return false in it. The subscriptions stay with the parent.
 /// - The platform log shows why an event was not published, and once per loss why the bus can't be reached.
 #pragma once
 

@@ -12,7 +12,7 @@
 ///
 /// - Functions and classes have default visibility. The library calls them only through dynamic symbols, so a program
 ///   can replace a function by defining it.
-/// - No function throws. Failures are reported by the return value.
+/// - Functions throw at most std::bad_alloc. Failures are reported by the return value.
 /// - Any thread may call any function, from the first static initialiser to the last static destructor.
 /// - PlumePrint and sprintf_s also work in a child that was forked while other threads were calling them. A port with
 ///   locks registers handlers with pthread_atfork when it is loaded, with an init priority before the library's. A fork
