@@ -1,8 +1,6 @@
 #include "simple_format.h"
 
-#include <charconv>
 #include <cstring>
-#include <limits>
 #include <string_view>
 
 namespace {
@@ -11,22 +9,29 @@ constexpr size_t MAX_WIDTH = 99;
 
 class BoundedOutput {
 public:
-    BoundedOutput(char* dest, size_t size) : begin_(dest), next_(dest), available_(size) {}
+    /// Keeps one byte for the zero at the end.
+    BoundedOutput(char* dest, size_t size) : begin_(dest), next_(dest), end_(dest + size - 1) {}
 
-    /// Returns false if the text and a zero byte don't fit.
+    /// Returns false if the text doesn't fit.
     bool Append(std::string_view text) {
-        if (text.size() >= available_) {
+        if (text.size() > static_cast<size_t>(end_ - next_)) {
             return false;
         }
         memcpy(next_, text.data(), text.size());
         next_ += text.size();
-        available_ -= text.size();
         return true;
     }
-    bool Pad(char character, size_t count) {
-        char padding[MAX_WIDTH];
-        memset(padding, character, count);
-        return Append({padding, count});
+    /// Appends the text up to the next '%' or the end, and advances `text` to it.
+    bool AppendLiteral(const char*& text) {
+        // Local copies: a store to a char could change the members.
+        char* next = next_;
+        const char* from = text;
+        while (*from != '%' && *from != '\0' && next != end_) {
+            *next++ = *from++;
+        }
+        next_ = next;
+        text = from;
+        return *from == '%' || *from == '\0';
     }
     int Finish() {
         *next_ = '\0';
@@ -36,7 +41,7 @@ public:
 private:
     char* begin_;
     char* next_;
-    size_t available_;
+    char* end_;
 };
 
 struct Conversion {
@@ -58,20 +63,27 @@ Conversion ParseConversion(const char*& text) {
     return conversion;
 }
 
-template <typename Integer>
-bool AppendNumber(BoundedOutput& output, const Conversion& conversion, Integer value, int base) {
-    char digits[std::numeric_limits<unsigned int>::digits10 + 2];
-    const char* end = std::to_chars(digits, digits + sizeof(digits), value, base).ptr;
-    const std::string_view text(digits, static_cast<size_t>(end - digits));
-    const size_t padding = conversion.width > text.size() ? conversion.width - text.size() : 0;
-    if (padding == 0) {
-        return output.Append(text);
+/// Writes from the last digit to the first.
+template <unsigned int BASE>
+bool AppendNumber(BoundedOutput& output, const Conversion& conversion, unsigned int magnitude, bool isNegative) {
+    char text[MAX_WIDTH];
+    char* const end = text + sizeof(text);
+    char* begin = end;
+    do {
+        *--begin = "0123456789abcdef"[magnitude % BASE];
+        magnitude /= BASE;
+    } while (magnitude != 0);
+    const char* const padded = end - conversion.width;
+    while (conversion.padsWithZeros && begin > padded + (isNegative ? 1 : 0)) {
+        *--begin = '0';
     }
-    if (!conversion.padsWithZeros) {
-        return output.Pad(' ', padding) && output.Append(text);
+    if (isNegative) {
+        *--begin = '-';
     }
-    const size_t sign = text[0] == '-' ? 1 : 0;
-    return output.Append(text.substr(0, sign)) && output.Pad('0', padding) && output.Append(text.substr(sign));
+    while (begin > padded) {
+        *--begin = ' ';
+    }
+    return output.Append({begin, static_cast<size_t>(end - begin)});
 }
 
 }  // namespace
@@ -80,25 +92,27 @@ int FormatSimple(char* dest, size_t destSize, const char* format, std::va_list a
     BoundedOutput output(dest, destSize);
     bool fits = true;
     while (fits) {
-        const char* percent = strchrnul(format, '%');
-        fits = output.Append({format, static_cast<size_t>(percent - format)});
-        if (!fits || *percent == '\0') {
+        fits = output.AppendLiteral(format);
+        if (!fits || *format == '\0') {
             break;
         }
-        format = percent + 1;
+        ++format;
         const Conversion conversion = ParseConversion(format);
         if (conversion.width > MAX_WIDTH) {
             return NOT_SIMPLE;
         }
         switch (conversion.specifier) {
-            case 'd':
-                fits = AppendNumber(output, conversion, va_arg(arguments, int), 10);
+            case 'd': {
+                const int value = va_arg(arguments, int);
+                const auto magnitude = static_cast<unsigned int>(value);
+                fits = AppendNumber<10>(output, conversion, value < 0 ? 0U - magnitude : magnitude, value < 0);
                 break;
+            }
             case 'u':
-                fits = AppendNumber(output, conversion, va_arg(arguments, unsigned int), 10);
+                fits = AppendNumber<10>(output, conversion, va_arg(arguments, unsigned int), false);
                 break;
             case 'x':
-                fits = AppendNumber(output, conversion, va_arg(arguments, unsigned int), 16);
+                fits = AppendNumber<16>(output, conversion, va_arg(arguments, unsigned int), false);
                 break;
             case 's': {
                 const char* text = va_arg(arguments, const char*);
