@@ -26,20 +26,20 @@ SCALES = {"ms": 1e6, "µs": 1e3}  # in nanoseconds
 # pair of jobs limits the ratio of the first to the second.
 Comparison = namedtuple("Comparison", "title unit rounds relation bars sides")
 COMPARISONS = {
-    "digest": Comparison("Digest of 64 MiB", "ms", 21, "speed", {"Digest/Evp": ("at least", 0.95)}, {
+    "digest": Comparison("Digest of 64 MiB", "ms", 41, "speed", {"Digest/Evp": ("at least", 0.95)}, {
         "Digest/Library": "library", "Digest/Evp": "EVP, 64 KiB reads"}),
     "digest_small": Comparison("Digest of 8 KiB", "µs", 21, "speed", {"Digest/SmallEvp": ("at least", 0.8)}, {
         "Digest/SmallLibrary": "library", "Digest/SmallEvp": "EVP, 64 KiB reads"}),
     "digest_memory": Comparison("Peak memory of a process", "KiB", 3, "memory", {
         "DigestMemory/Of1MiB": ("at most", 1024)}, {
         "DigestMemory/Of1GiB": "digest of 1 GiB", "DigestMemory/Of1MiB": "digest of 1 MiB"}),
-    "log_record": Comparison("One file-log record", "µs", 21, "time", {
+    "log_record": Comparison("One file-log record", "µs", 41, "time", {
         "RecordSystemCalls/StatWrite": ("at most", 1.6), "RecordSystemCalls/RealpathStatWrite": ("at most", 1.15),
         "RecordSpdlog": ("at most", 3)}, {
         "RecordLibrary": "library", "RecordSystemCalls/StatWrite": "stat and write alone",
         "RecordSystemCalls/RealpathStatWrite": "realpath, stat and write alone",
         "RecordSpdlog": "spdlog, rotating, flushed"}),
-    "verification": Comparison("One file of 200 verified", "ms", 11, "speed", {
+    "verification": Comparison("One file of 200 verified", "ms", 21, "speed", {
         "Verify/Shell": ("at least", 150), ("Verify/Shell", "Verify/Loop"): ("at least", 0.97)}, {
         "Verify/Direct200": "library, direct", "Verify/Shell": "library, through the shell",
         "Verify/Loop": "a plain loop with the same commands"}),
