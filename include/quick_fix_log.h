@@ -20,7 +20,7 @@
 ///
 /// No macro reports a failure. QF_FILE_LOGx may change errno.
 ///
-/// Threads: any thread may log, also in static destructors and in forked children. Signal handlers must not.
+/// Threads: any thread may log, even in static destructors and in forked children. Signal handlers must not.
 #pragma once
 
 #include <cstddef>

@@ -158,8 +158,8 @@ public:
     void SymbolConversion(std::string & source, std::string & patch);
 
     /// Calls `listener` after each item, on the thread of the run. An empty function removes the listener. An exception
-    /// of the listener ends the run and propagates to the caller. The report has no inconclusive items: it counts such
-    /// an item as passed if it has no differences, and as failed otherwise.
+    /// of the listener ends the run and propagates to the caller. In the report, an inconclusive item counts as passed
+    /// if it has no differences, and as failed otherwise.
     void SetItemListener(std::function<void(const ItemResult& result)> listener);
 
     /// Selects how the following files are read; the default is `SHELL`. For readable regular files, both give the same

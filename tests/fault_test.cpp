@@ -205,7 +205,8 @@ TEST(Faults, EachFailingCallGivesAListedOutcomeAndLeaksNothing) {
     }
 }
 
-/// Makes calls `first` to `first + count - 1` fail, and checks the result and the records.
+/// Runs the operation `name` while the calls `first` to `first + count - 1` of the function `call` fail. Checks its
+/// result, the state afterwards and the platform records.
 void ExpectOutcome(const std::string& name, const char* call, int first, int count, int error,
                    const std::string& outcome, const Records& records = {}) {
     SCOPED_TRACE(name + " with a failing " + call);

@@ -118,7 +118,8 @@ expect 3 'could not be read to the end' \
   "swap 'cp /live/a c; rm /live/a; mkfifo /live/a; { sleep 0.3; mv c /live/a; } &'" 'qfctl verify --shell'
 ((EUID != 0)) || expect 3 '"/live/a" is a pipe, a device' "swap 'ln -sf /dev/zero /live/a'" 'qfctl verify --shell'
 
-# A report goes to the file that its path named at the start. It keeps mode and owner, and leaves no temporary file.
+# A report goes to the file that its path named at the start. The file keeps its mode and owner, and no temporary file
+# remains.
 expect 0 '!kept"' "put precious kept; swap 'ln -s precious r'" 'qfctl verify --shell --report r && [[ ! -L r && $(<precious) == kept ]]'
 expect 0 '"total": "1"' "mkdir sub other; swap 'mv sub moved; ln -s other sub'" \
   'qfctl verify --shell --report sub/r && cat moved/r && [[ -z $(ls other) ]]'

@@ -86,7 +86,7 @@ public:
         return Eventually([this, count] { return Received().size() >= count; });
     }
 
-    /// After this call, no delivery may start or run.
+    /// From now on, a delivery that starts or still runs is an error.
     void ForbidDeliveries() { isForbidden_ = true; }
 
     void ExpectNoViolation(Report& report) const {

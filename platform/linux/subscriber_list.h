@@ -11,7 +11,7 @@
 
 namespace TEKLO::Platform {
 
-/// The subscribers. One thread delivers. Any thread may add and remove, also during a delivery.
+/// The subscribers. One thread delivers. Any thread may add and remove, even during a delivery.
 class SubscriberList {
 public:
     using Subscriber = std::shared_ptr<EventFwk::CommonEventSubscriber>;

@@ -12,7 +12,7 @@ using TEKLO::MemoryPlatform::EventCall;
 using Subscriber = std::shared_ptr<TEKLO::EventFwk::CommonEventSubscriber>;
 
 struct Events {
-    // Locked during a delivery. Recursive, because a delivery may subscribe and unsubscribe.
+    // Locked during a delivery. Recursive, because `OnReceiveEvent` may subscribe and unsubscribe.
     std::recursive_mutex mutex;
     std::vector<Subscriber> subscribers;
     TEKLO::MemoryPlatform::EventFilter filter;

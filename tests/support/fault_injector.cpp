@@ -152,7 +152,7 @@ CALL(int, renameat, -1, (int folder, const char* from, int other, const char* to
 CALL(ssize_t, write, -1, (int file, const void* from, size_t size), (file, from, size))
 ENTRY(write, ssize_t, writev, -1, (int file, const iovec* parts, int count), (file, parts, count))
 
-// Only openat2: the C library has no function for it.
+// For openat2, which has no function in the C library.
 extern "C" [[gnu::visibility("default")]] long syscall(long number, ...) noexcept {
     // Not static: libc++abi 14 calls this function while it initialises a static variable, and would wait for itself.
     const auto next = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));

@@ -17,7 +17,7 @@ enum class ExitCode {
     NOT_ARRIVED = 4,  // the awaited event did not arrive
 };
 
-/// Reports every failure below the commands. Each message becomes one line on standard error.
+/// An error that ends qfctl with an exit code. Each message becomes one line on standard error.
 class Failure : public std::exception {
 public:
     Failure(ExitCode code, std::string message) : Failure(code, std::vector<std::string>{std::move(message)}) {}

@@ -95,11 +95,12 @@ private:
     CommonEventSubscribeInfo subscribeInfo_;
 };
 
-/// Any thread may call any function, also from `OnReceiveEvent`. No function throws.
+/// Any thread may call any function, even from `OnReceiveEvent`. No function throws.
 class [[gnu::visibility("default")]] CommonEventManager {
 public:
     /// Shares ownership of the subscriber until it is unsubscribed. Once this has returned true, matching broadcasts
-    /// are delivered. If the connection to the bus is lost, the port reconnects. It misses broadcasts meanwhile.
+    /// are delivered. If the connection to the bus is lost, the port reconnects. Broadcasts
+    /// until then are lost.
     ///
     /// Returns false if the subscriber is null, if there is no bus (at once), and if the bus doesn't answer (after up
     /// to 2000 ms). The subscriber is then not subscribed, unless it was subscribed before. A second subscription does

@@ -6,7 +6,7 @@
 /// The library promises: `format` is a printf format whose conversions may have a privacy marker after the percent
 /// sign, as in `%{public}s` and `%{private}d`. The arguments match it. One call is one record.
 ///
-/// The library relies on: the call returns and doesn't throw. Any thread may call it, also during exit and in a child
+/// The library relies on: the call returns and doesn't throw. Any thread may call it, even during exit or in a child
 /// that was forked while other threads were logging. The function must not write to the library's file log and must not
 /// fork: the library holds the lock of the file log during some calls, and a fork waits for it.
 #pragma once

@@ -51,8 +51,9 @@ class FolderWatch {
 public:
     FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    /// Waits up to POLL_INTERVAL_MS for a change. If `hasOutput`, also waits for standard output, and returns true if
-    /// it is writable. If standard output has no reader, raises SIGPIPE, or throws Failure if SIGPIPE is ignored.
+    /// Waits up to POLL_INTERVAL_MS for a change. If `hasOutput`, also waits until standard output is writable, and
+    /// returns whether it is. If standard output has no reader, raises SIGPIPE, or throws Failure if SIGPIPE is
+    /// ignored.
     bool Wait(bool hasOutput) {
         // Has no effect if the watch exists.
         inotify_add_watch(events_.Get(), QUICK_FIX_LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);

@@ -1,4 +1,4 @@
-# Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they always match.
+# Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they match it.
 
 # __qfctl_is only|first WORD...: compares the words before the cursor with these. With "first", more words may follow.
 function __qfctl_is

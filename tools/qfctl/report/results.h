@@ -19,7 +19,7 @@ struct Results {
     std::vector<ItemResult> files;
     std::vector<ItemResult> apps;
 
-    /// Counts the items of both runs.
+    /// Returns the number of files and apps with this verdict.
     size_t Count(Verdict verdict) const;
 };
 

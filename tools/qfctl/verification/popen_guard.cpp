@@ -26,7 +26,7 @@ bool IsUnsafeListing(const std::string& command) {
 }  // namespace
 }  // namespace qfctl
 
-/// Replaces popen of the C library in this process, also for quickfix_utils. Refuses unsafe `ls` commands, because a
+/// Replaces popen of the C library for this process, including quickfix_utils. Refuses unsafe `ls` commands, because a
 /// shell could otherwise interpret a name that appears in the overlay after the scan.
 extern "C" [[gnu::visibility("default")]] FILE* popen(const char* command, const char* mode) {
     static const auto next = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "popen"));

@@ -107,7 +107,7 @@ void CheckResults(const VerificationOptions& options, const CheckOutput& output,
     }
 }
 
-/// Returns the reasons why the two files could not be compared.
+/// Returns the reasons why a live file and its patch file could not be compared.
 std::vector<std::string> FindReadErrors(const std::string& file) {
     std::vector<std::string> errors;
     for (const std::string& side : {file, PATCH_OVERLAY_PATH + file}) {
