@@ -27,7 +27,7 @@ enum class FileSizeUnit : int32_t {
 /// Opening a pipe waits until another process opens its other end.
 ///
 /// Threads: any thread may call any function. Nothing guards against concurrent changes of the same paths. A recursive
-/// function holds at most one directory open.
+/// function holds no directory open while it handles the entries.
 class [[gnu::visibility("default")]] FileUtils {
 public:
     /// Returns true if the path exists. Returns false for a dangling link, and if a directory of the path can't be

@@ -36,7 +36,7 @@ struct FileValue;
 
 /// A check of an item that found a difference.
 ///
-///     files   "SHA256", "RWX", "SeLinux"           the values of the two files; empty if a file is missing
+///     files   "SHA256", "RWX", "SeLinux"           the values of the two files; "" if there is none
 ///     apps    "Installed", "PatchFlag", "Version"  the values of the app and of the patch
 struct Difference {
     std::string check;

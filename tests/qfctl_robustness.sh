@@ -128,9 +128,10 @@ rm /tmp/path/ls
   'qfctl verify --report r && [[ -s r ]] && stat -c "%a %u %g" r'
 ((EUID != 0)) || expect 3 'belongs to another user' 'pair /live/a x x; chmod 777 .; : >r; chmod 666 r' \
   'setpriv --reuid 65534 --clear-groups qfctl verify --report r'
-for case in '3 nothing 65534 --clear-groups' '0 65534:5678 65534 --groups=5678' '0 65534:5678 5678 --clear-groups'; do
-  read -r code part folder groups <<<"$case"
-  ((EUID != 0)) || expect $code $part "pair /live/a x x; chgrp $folder .; chmod 2777 .; : >r; chown 65534:5678 r" \
+for case in '3 nothing 65534 2777 --clear-groups' '3 nothing 5678 777 --clear-groups' \
+  '0 65534:5678 65534 777 --groups=5678' '0 65534:5678 5678 2777 --clear-groups'; do
+  read -r code part folder mode groups <<<"$case"
+  ((EUID != 0)) || expect $code $part "pair /live/a x x; chgrp $folder .; chmod $mode .; : >r; chown 65534:5678 r" \
     "setpriv --reuid 65534 --regid 65534 $groups qfctl verify --report r && stat -c %u:%g r"
 done
 expect 3 'File too large' 'pair /live/a x x; put $logs/quickfix_1.log ""' \

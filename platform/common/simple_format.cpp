@@ -10,28 +10,30 @@ constexpr size_t MAX_WIDTH = 99;
 class BoundedOutput {
 public:
     /// Keeps one byte for the zero at the end.
-    BoundedOutput(char* dest, size_t size) : begin_(dest), next_(dest), end_(dest + size - 1) {}
+    BoundedOutput(char* dest, size_t size) : begin_(dest), next_(dest), room_(size - 1) {}
 
     /// Returns false if the text doesn't fit.
     bool Append(std::string_view text) {
-        if (text.size() > static_cast<size_t>(end_ - next_)) {
+        if (text.size() > room_) {
             return false;
         }
         memcpy(next_, text.data(), text.size());
-        next_ += text.size();
+        Advance(text.size());
         return true;
     }
-    /// Appends the text up to the next '%' or the end, and advances `text` to it.
+    /// Appends the text up to the next '%' or the end, and advances `text` to it. Returns false if it doesn't fit.
     bool AppendLiteral(const char*& text) {
-        // Local copies: a store to a char could change the members.
-        char* next = next_;
-        const char* from = text;
-        while (*from != '%' && *from != '\0' && next != end_) {
-            *next++ = *from++;
+        // Local copies: for the compiler, a store to a char could change the members.
+        char* const to = next_;
+        const char* const from = text;
+        const size_t room = room_;
+        size_t length = 0;
+        for (; from[length] != '%' && from[length] != '\0' && length < room; ++length) {
+            to[length] = from[length];
         }
-        next_ = next;
-        text = from;
-        return *from == '%' || *from == '\0';
+        Advance(length);
+        text += length;
+        return *text == '%' || *text == '\0';
     }
     int Finish() {
         *next_ = '\0';
@@ -39,9 +41,14 @@ public:
     }
 
 private:
+    void Advance(size_t count) {
+        next_ += count;
+        room_ -= count;
+    }
+
     char* begin_;
     char* next_;
-    char* end_;
+    size_t room_;
 };
 
 struct Conversion {
@@ -67,23 +74,22 @@ Conversion ParseConversion(const char*& text) {
 template <unsigned int BASE>
 bool AppendNumber(BoundedOutput& output, const Conversion& conversion, unsigned int magnitude, bool isNegative) {
     char text[MAX_WIDTH];
-    char* const end = text + sizeof(text);
-    char* begin = end;
+    size_t length = 0;
+    const auto prepend = [&text, &length](char character) { text[MAX_WIDTH - ++length] = character; };
     do {
-        *--begin = "0123456789abcdef"[magnitude % BASE];
+        prepend("0123456789abcdef"[magnitude % BASE]);
         magnitude /= BASE;
     } while (magnitude != 0);
-    const char* const padded = end - conversion.width;
-    while (conversion.padsWithZeros && begin > padded + (isNegative ? 1 : 0)) {
-        *--begin = '0';
+    while (conversion.padsWithZeros && length + (isNegative ? 1 : 0) < conversion.width) {
+        prepend('0');
     }
     if (isNegative) {
-        *--begin = '-';
+        prepend('-');
     }
-    while (begin > padded) {
-        *--begin = ' ';
+    while (length < conversion.width) {
+        prepend(' ');
     }
-    return output.Append({begin, static_cast<size_t>(end - begin)});
+    return output.Append({text + MAX_WIDTH - length, length});
 }
 
 }  // namespace

@@ -9,12 +9,13 @@
 namespace TEKLO::QuickFixEngine {
 
 struct FileValue {
-    std::string text;     // empty if the file doesn't exist
-    bool isKnown = true;  // false if the value exists but can't be read
+    std::string text;     // empty if there is no value
+    bool isKnown = true;  // false if there is a value that can't be read
 };
 
-/// A file whose digest, mode and label are read from one descriptor. Opens only a regular file. Neither waits nor
-/// follows a link in the last component. A file of another type has a mode and a label, but no digest.
+/// A file whose digest, mode and label are read from one descriptor. Opens only a regular file; for a file of another
+/// type or without read permission, reads mode and label by its path. Neither waits nor follows a link in the last
+/// component. A file of another type has no digest.
 class InspectedFile {
 public:
     explicit InspectedFile(std::string path);

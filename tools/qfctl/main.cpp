@@ -3,6 +3,7 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <iostream>
 #include <string>
 #include <vector>

@@ -25,16 +25,19 @@ Finding CheckShellCommands() {
     const std::string name = "commands";
     const std::string advice = "install them, or add their folder to PATH";
     if (!IsExecutable("/bin/sh")) {
-        return {name, Severity::ERROR, "/bin/sh can't be executed, so an engine can't verify apps", "install a shell"};
-    }
-    const std::string needed = ListMissing({"ls"});
-    if (!needed.empty()) {
-        return {name, Severity::WARNING, "not in PATH: " + needed + ", so files can't be verified through the shell",
-                advice};
+        return {name, Severity::ERROR,
+                "/bin/sh can't be executed, so an engine can't verify apps, nor modes and labels through the shell",
+                "install a shell"};
     }
     const std::string missingForApps = ListMissing({"grep", "egrep", "tail"});
-    if (!missingForApps.empty()) {
-        return {name, Severity::WARNING, "not in PATH: " + missingForApps + NO_APPS, advice};
+    const std::string noApps = missingForApps.empty() ? "" : "not in PATH: " + missingForApps + NO_APPS;
+    if (!IsInPath("ls")) {
+        return {name, Severity::WARNING,
+                "not in PATH: ls, so files can't be verified through the shell" + (noApps.empty() ? "" : "; " + noApps),
+                advice};
+    }
+    if (!noApps.empty()) {
+        return {name, Severity::WARNING, noApps, advice};
     }
     return {name, Severity::OK, "sh, ls, grep, egrep and tail can be executed", ""};
 }

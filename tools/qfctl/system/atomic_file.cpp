@@ -96,8 +96,9 @@ private:
 /// Returns false if a new file in the directory can't get the group of `former`.
 bool CanKeepGroup(const struct stat& former, int folder) {
     struct stat status = {};
-    // New files may get the group of their directory.
-    const bool isInherited = fstat(folder, &status) == 0 && status.st_gid == former.st_gid;
+    // In a set-group-ID directory, new files get the group of the directory.
+    const bool isInherited =
+        fstat(folder, &status) == 0 && (status.st_mode & S_ISGID) != 0 && status.st_gid == former.st_gid;
     return geteuid() == 0 || isInherited || former.st_gid == getegid() || group_member(former.st_gid) != 0;
 }
 

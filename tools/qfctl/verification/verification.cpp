@@ -102,8 +102,7 @@ void CheckResults(const VerificationOptions& options, const CheckOutput& output,
         CheckAppVerdicts(output.results.apps, apps);
     }
     if (options.usesShell && output.inconclusive > 0) {
-        throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons (value unreadable in both files): " +
-                                                 std::to_string(output.inconclusive));
+        throw Failure(ExitCode::NOT_CHECKED, "inconclusive comparisons: " + std::to_string(output.inconclusive));
     }
 }
 
