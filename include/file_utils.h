@@ -87,7 +87,7 @@ public:
     /// Returns false in these cases only, and keeps `dirPath` itself:
     ///
     ///     `dirPath` is null                          logs "CleanDir fail, dirPath is null"
-    ///     `dirPath` exists, but can't be opened      logs nothing
+    ///     it is a directory that can't be opened     logs nothing
     ///     the path of an entry exceeds 4095 bytes    logs nothing; stops there
     ///     reading the directory fails                logs "readdir failed, path: %{public}s, err: %{public}s"; the
     ///                                                entries read so far are removed
@@ -154,8 +154,8 @@ public:
     static std::string GetFileSHA256(const std::string& filePath);
 
     /// Returns the file's lines without their line feeds. Returns no lines for an empty file, a directory and a file
-    /// that can't be opened. Only the last case logs "file open failed!!!:%{public}s". A read error ends the result and
-    /// is not logged.
+    /// that can't be opened. Only the last case logs "file open failed!!!:%{public}s". On a read error, returns what
+    /// was read so far and logs nothing.
     ///
     ///     "a\n\nb"  {"a", "", "b"}
     ///     "a\r\n"   {"a\r"}
@@ -163,8 +163,8 @@ public:
 
     /// Returns the file's bytes, including zero bytes. Returns "" for an empty file, a directory and a file that can't
     /// be opened. Logs "filePath: %{public}s is an invalid path" if the file does not exist,
-    /// "fail to open file: %{public}s, errinfo: %{public}s" if it can't be opened. A read error ends the result and is
-    /// not logged.
+    /// "fail to open file: %{public}s, errinfo: %{public}s" if it can't be opened. On a read error, returns what was
+    /// read so far and logs nothing.
     static std::string GetFileStream(const std::string& filePath);
 };
 

@@ -129,9 +129,9 @@ public:
 
     /// Makes the three comparisons below in this order. A difference doesn't end the sequence. A comparison that finds
     /// a difference marks the item and the run as failed and adds both values to the item's entry. The values of a
-    /// missing file are empty, so a missing live file differs from its patch file. Two missing files are equal with
-    /// `SHELL`; with `DIRECT` their digests are an inconclusive difference. The comparison of digests starts the item's
-    /// entry, and the other two extend it.
+    /// missing file are empty, so a missing live file differs from its patch file. If both files are missing, all
+    /// three comparisons are inconclusive, and with `DIRECT` that of the digests also finds a difference. The
+    /// comparison of digests starts the item's entry, and the other two extend it.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);

@@ -4,7 +4,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 check_metrics() { promtool check metrics <metrics; }
 
-# promtool accepts unusual texts and the exit codes 1 and 3.
+# promtool accepts unusual label values, and the metrics of runs that exit with 1 or 3.
 export QUICKFIX_PARAMETERS=/tmp/parameters
 put $QUICKFIX_PARAMETERS $'ro.comp.kt.product_base_version.real=\xe6\x97\xa5 \\ {"}\xff'
 put status $'PatchVersion=1"\\\r\nStatus=\xff\nErrorCode=7,-3,7,\n'

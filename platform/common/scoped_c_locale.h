@@ -2,8 +2,8 @@
 
 #include <clocale>
 
-/// Sets the calling thread's locale to "C" for its lifetime. The library has its own copy, since it doesn't include
-/// headers of the port.
+/// Sets the calling thread's locale to "C" for its lifetime. The library has its own copy, because it
+/// includes only the public headers of a port.
 class ScopedCLocale {
 public:
     ScopedCLocale() : previous_(uselocale(CLocale())) {}

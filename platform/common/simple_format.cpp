@@ -23,7 +23,7 @@ public:
     }
     /// Appends the text up to the next '%' or the end, and advances `text` to it. Returns false if it doesn't fit.
     bool AppendLiteral(const char*& text) {
-        // Local copies: for the compiler, a store to a char could change the members.
+        // Local copies: a store through a char pointer may change the members, so the compiler would reload them.
         char* const to = next_;
         const char* const from = text;
         const size_t room = room_;

@@ -130,8 +130,9 @@ int SizeInUnit(int64_t bytes, FileSizeUnit unit) {
     return -1;
 }
 
-/// Returns the size of a regular file or of the file that a link leads to, otherwise 0. Calls stat itself: on 32-bit
-/// systems, file_size of libstdc++ 12 fails for a file with a time after 2038.
+/// Returns the size of a regular file, following links; 0 for other types and dangling links. Throws
+/// fs::filesystem_error if stat fails for another reason. Calls stat itself: on 32-bit systems, file_size of
+/// libstdc++ 12 fails for a file with a time after 2038.
 uint64_t RegularFileSize(const fs::directory_entry& entry) {
     struct stat status = {};
     if (stat(entry.path().c_str(), &status) == 0) {

@@ -84,8 +84,8 @@ ExitCode RunCommand(const std::vector<std::string>& arguments) {
     return result;
 }
 
-/// Lets a write past the file size limit fail with an error. Installs a handler, because the commands that qfctl runs
-/// would inherit an ignored signal.
+/// Makes a write past the file size limit fail with EFBIG instead of killing qfctl with SIGXFSZ. Installs a handler,
+/// because the commands that qfctl runs would inherit an ignored signal.
 void CatchFileSizeSignal() {
     if (signal(SIGXFSZ, [](int) {}) == SIG_IGN) {
         (void)signal(SIGXFSZ, SIG_IGN);

@@ -16,7 +16,7 @@
 
 #include <cstddef>
 
-/// Formats into `dest`. Returns the number of characters without the zero byte. If the text doesn't fit or can't be
+/// Formats into `dest`. Returns the number of bytes written, without the zero byte. If the text doesn't fit or can't be
 /// formatted, returns a negative number and sets `dest` to "".
 extern "C" [[gnu::visibility("default")]] int sprintf_s(char* dest, size_t destSize, const char* format, ...);
 

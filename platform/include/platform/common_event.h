@@ -18,8 +18,8 @@
 ///   or an address such as `unix:path=/tmp/bus`. A set-user-id process ignores the variable.
 /// - The event thread blocks signals that are sent to the process. Threads and processes that a delivery starts inherit
 ///   its signal mask.
-/// - At exit, deliveries end before the destruction of static objects that are older than the first subscription. The
-///   exit waits at most 1000 ms for a delivery.
+/// - At exit, deliveries end before the destruction of static objects that were constructed before the first
+///   subscription. The exit waits at most 1000 ms for a delivery.
 /// - If a program forks after its first subscription, the child gets no events, and subscribing and unsubscribing
 ///   return false in it. The subscriptions stay with the parent.
 /// - The platform log shows why an event was not published, and once per loss why the bus can't be reached.

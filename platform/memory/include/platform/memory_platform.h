@@ -2,6 +2,9 @@
 ///
 /// Link the object library `memory_services` into a program to replace the platform that the library runs on.
 /// Configure with -DQUICKFIX_PLATFORM=memory to use it as the platform. Any thread may call any function.
+///
+/// There is no event thread: `OnReceiveEvent` runs on the thread that publishes. To test code that expects another
+/// thread, do not publish on the thread that subscribed.
 #pragma once
 
 #include <functional>
@@ -39,9 +42,6 @@ enum class EventCall { SUBSCRIBE, UNSUBSCRIBE };
 using EventFilter = std::function<bool(EventCall call, EventFwk::CommonEventSubscriber& subscriber)>;
 
 /// Sets the filter. An empty filter accepts every call.
-///
-/// Deliveries run on the publishing thread. If a subscriber relies on the event thread, publish and subscribe on
-/// different threads.
 [[gnu::visibility("default")]] void SetEventFilter(EventFilter filter);
 
 /// Former names of `EventFilter` and `SetEventFilter`.
