@@ -85,7 +85,7 @@ BENCHMARK_CAPTURE(Digest, Evp, 64U << 20, DigestWithEvp)->Apply(InShortSamples);
 BENCHMARK_CAPTURE(Digest, SmallLibrary, 8192, FileUtils::GetFileSHA256)->Apply(InShortSamples);
 BENCHMARK_CAPTURE(Digest, SmallEvp, 8192, DigestWithEvp)->Apply(InShortSamples);
 
-/// The peak memory of this process. getrusage would include the memory of its parent at the fork.
+/// Returns the peak memory of this process in KiB. The peak in getrusage would include the parent's memory at the fork.
 double PeakKib() {
     std::ifstream status("/proc/self/status");
     std::string field;
@@ -117,7 +117,7 @@ void WriteRecord() {
     QF_FILE_LOGD("filePath: %{public}s, Prop: %{public}s", "/system/lib64/libexample.so", "-rw-r--r--");
 }
 
-/// Returns the length of a record.
+/// Deletes the log, and returns the length of the record that WriteRecord writes.
 size_t ClearLog() {
     const auto logger = TEKLO::DelayedSingleton<QuickFixLogger>::GetInstance();
     logger->RemoveLog();
@@ -129,7 +129,7 @@ size_t ClearLog() {
 
 void RecordLibrary(benchmark::State& state) {
     ClearLog();
-    // The second file makes the logger rotate.
+    // Starts with the second file, so that every full file causes a rotation.
     std::ofstream(SECOND_LOG).close();
     for ([[maybe_unused]] auto _ : state) {
         WriteRecord();

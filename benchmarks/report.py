@@ -22,8 +22,8 @@ CROSS_BUILD = SOURCES.parent / "build/bench-aarch64"
 SCALES = {"ms": 1e6, "µs": 1e3}  # in nanoseconds
 
 # relation: "speed", "time", "memory" or "size". sides: jobs and their labels; the first side is compared with each of
-# the others. bars: limits by job, for the ratio of the first side to the job, or for the size of the job; a
-# pair of jobs limits the ratio of the first to the second.
+# the others. bars: limits by job. A limit applies to the comparison of the first side with the job: a ratio, or for
+# "memory" a difference. For "size" it applies to the size itself. If the key is a pair of jobs, these are compared.
 Comparison = namedtuple("Comparison", "title unit rounds relation bars sides")
 COMPARISONS = {
     "digest": Comparison("Digest of 64 MiB", "ms", 41, "speed", {"Digest/Evp": ("at least", 0.95)}, {
@@ -85,7 +85,7 @@ def stripped_size(library):
 
 
 def sample(job, unit, options):
-    """Runs the job in its own process and returns one figure in this unit."""
+    """Returns one figure in this unit: the size of a library for bytes, otherwise from a run in its own process."""
     if unit == "bytes":
         return stripped_size(job)
     run = run_job(job, options)["benchmarks"][0]

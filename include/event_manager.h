@@ -80,15 +80,15 @@ public:
 
     /// Ends the subscription even if the platform reports a failure. The result becomes `INIT`.
     ///
-    /// Logs "UnsubscribeEvent event %{public}d" at info level. If the event was subscribed, then logs
+    /// Logs "UnsubscribeEvent event %{public}d" at info level. If the event was subscribed, also logs
     /// "UnsubscribeEvent event result %{public}d" with 1 for success and 0 for failure.
     void UnsubscribeEvent(CommonEventId eventId);
 
     /// Marks the event as arrived. The result of an event that is not subscribed stays `INIT`.
     ///
     /// Logs at info level "OnReceiveEvent get action: %{public}s", then "COMMON_EVENT_BUNDLE_SCAN_FINISHED success" or
-    /// "COMMON_EVENT_USER_ADDED success". If the action is unknown or empty, logs
-    /// "OnReceiveEvent failed, empty action" at error level.
+    /// "COMMON_EVENT_USER_ADDED success". If the action is unknown or empty, the second record is
+    /// "OnReceiveEvent failed, empty action" at error level instead, and the record of `GetEventId` precedes both.
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override;
 
     /// Returns immediately whether the event has arrived. For an event that is not subscribed, returns `INIT`.
@@ -99,7 +99,7 @@ public:
     ///
     /// Returns whether the event was subscribed, not whether it arrived: after a timeout it returns true too, and the
     /// event stays subscribed. To learn whether the event arrived, poll `GetEventListenerRes`. If `times` is 0 or
-    /// negative, returns at once without a check.
+    /// negative, a subscribed event times out at once, without a check.
     ///
     /// Logs at info level "Successful event listening, count %{public}d", or after a timeout
     /// "CheckEventListenRes end, eventId %{public}d". If the event is not subscribed, logs

@@ -19,8 +19,8 @@ public:
     explicit EventSubscriber(const TEKLO::EventFwk::CommonEventSubscribeInfo& subscribeInfo);
 
     /// Logs "OnReceiveEvent get action: %{public}s" at info level and passes `data` on, regardless of its action.
-    /// Without a receiver, logs "OnReceiveEvent commonEventReceiver_ is null" at info level instead. An exception of
-    /// the receiver propagates to the platform.
+    /// Without a receiver, does not pass `data` on, but also logs "OnReceiveEvent commonEventReceiver_ is null" at info
+    /// level. An exception of the receiver propagates to the platform.
     void OnReceiveEvent(const TEKLO::EventFwk::CommonEventData& data) override;
 
 private:

@@ -8,7 +8,7 @@
 
 namespace TEKLO::QuickFixEngine {
 
-/// The engine's directory. In the init stage, files of the library get its owner and group.
+/// The engine's directory. In the init stage, the status file gets the owner and group of this directory.
 inline constexpr char QUICK_FIX_DIR[] = "/data/update/quickfix";
 
 /// The unit of `FileUtils::GetFileSize`.
@@ -45,11 +45,11 @@ public:
     static bool IsValidPath(const std::string& path);
 
     /// Creates one directory with the permission bits of `mode` that the umask allows. Fails if the path exists or its
-    /// parent does not. Logs "Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ".
+    /// parent does not. A failure logs "Util mkdir result= %{public}d, errinfo= %{public}s, path= %{public}s ".
     static bool MakeDir(const std::string& path, unsigned int mode);
 
     /// Creates or empties a file and writes `content`. Returns whether the file could be opened: true even if writing
-    /// fails, for example on a full disk. Logs "Failed to open %{public}s".
+    /// fails, for example on a full disk. If the file can't be opened, logs "Failed to open %{public}s".
     static bool MakeFile(const std::string& path, const std::string& content);
 
     /// Returns the file's size in whole units, rounded down. Keeps the lower 32 bits: 2 GiB in `BYTE` returns
@@ -125,7 +125,7 @@ public:
     /// `CopyFile`. Files that were already copied stay. If this call created `destDir` and it is still empty, removes
     /// it.
     ///
-    /// Logs the failure, then "copydir failed" for each directory below `sourceDir` that contains it:
+    /// Logs the failure, then "copydir failed" for each directory below `sourceDir` whose copy fails because of it:
     ///
     ///     "opendir failed, path: %{public}s, err: %{public}s"
     ///     "mkdir failed, path: %{public}s, err: %{public}s"
@@ -150,12 +150,12 @@ public:
     ///
     ///     "filePath: %{public}s is an invalid path"              the file does not exist
     ///     "filePath: %{public}s, errorMessage:%{public}s"        the file can't be opened
-    ///     "sprintf_s error"                                      the digest can't be formatted
+    ///     "sprintf_s error"                                      a byte can't be formatted; returns the digits before
     static std::string GetFileSHA256(const std::string& filePath);
 
     /// Returns the file's lines without their line feeds. Returns no lines for an empty file, a directory and a file
-    /// that can't be opened. Only the last case logs "file open failed!!!:%{public}s". On a read error, returns what
-    /// was read so far and logs nothing.
+    /// that can't be opened. Only the last case logs "file open failed!!!:%{public}s". On a read error, returns the
+    /// lines before the one that can't be read completely, and logs nothing.
     ///
     ///     "a\n\nb"  {"a", "", "b"}
     ///     "a\r\n"   {"a\r"}

@@ -20,8 +20,8 @@ public:
     /// Returns a new tree, which the caller frees with cJSON_Delete. Ignores text after the document.
     ///
     /// If the file is empty or can't be read, returns null and logs "jsonString is empty." at error level to the
-    /// platform log and the file log, after the record of `FileUtils::GetFileStream`. If the text is not JSON or has
-    /// more than 1000 nested levels, returns null and logs nothing.
+    /// platform log and the file log. If the file can't be opened, the record of `FileUtils::GetFileStream` precedes
+    /// it. If the text is not JSON or has more than 1000 nested levels, returns null and logs nothing.
     static cJSON* ParseJsonFromFile(const std::string& path);
 
     /// Return true if the object has the member and the member has the type. Every number is an int, 3.9 included.

@@ -4,12 +4,12 @@
 ///     QF_FILE_LOGD  QF_FILE_LOGI  QF_FILE_LOGE  (format, arguments...)   platform log and file log
 ///
 /// `format` is a string literal in printf format. A conversion may carry a privacy marker, as in `%{public}s`. The
-/// platform log shows only arguments that are marked public; the Linux port prints "<private>" for the others. The text
-/// is prefixed with the call's place, "[file(function):line] ", where `file` is the file name without directory and
-/// extension.
+/// platform log shows only arguments that are marked public; the Linux port prints "<private>" for the others. In the
+/// platform log, the call's place precedes the text as "[file(function):line] ", in the file log without the blank.
+/// `file` is the file name without directory and extension.
 ///
-/// An argument is a number, a pointer or a C string. If the number or the types of the arguments don't match the
-/// format, the call doesn't compile.
+/// An argument is a number, a pointer or a C string. If the count or the types of the arguments don't match the format,
+/// the call doesn't compile.
 ///
 /// The platform log gets the record if its level is at or above `QuickFixPlumeWrapper::level_`. Otherwise QF_LOGx does
 /// not evaluate its arguments.

@@ -40,7 +40,8 @@ public:
     virtual ~QuickFixLogger();
 
     /// Opens the current log file for appending, or creates the first one. Does nothing if the stream is open. On
-    /// failure the stream stays closed; `CreateLogFile` logs if it fails.
+    /// failure the stream stays closed. If an existing file can't be opened, logs nothing; `CreateLogFile` logs its own
+    /// failure.
     ///
     /// A killed process may have left a partial record at the end of the file. This function removes the partial record
     /// before it opens the file, unless the file is full.
@@ -54,13 +55,13 @@ public:
     /// Appends one line, "TIME[FILE(FUNCTION):LINE]MSG\n", and returns when the kernel has accepted it. `msg` must not
     /// be null. A record that can't be written completely is removed.
     ///
-    /// Logs "ChangeFileForOverSize fail" at error level or "logOfstream_ open fail" at debug level, besides the
-    /// records of the steps. A failed write is not logged.
+    /// If `ChangeFileForOverSize` fails, logs "ChangeFileForOverSize fail" at error level; if no file is open, logs
+    /// "logOfstream_ open fail" at debug level. The steps log their own records. A failed write is not logged.
     void OutputLog(const char* msg, const std::string& fileName, const std::string& funcName, int line);
 
     /// If the current file has 65536 bytes or more, creates a new second file. An existing second file replaces the
-    /// first one. Returns false if the current file can't be examined or the new one can't be created. If it can't be
-    /// examined, logs "get first log file stat fail" or "get last log file stat fail" at error level.
+    /// first one. Returns false if the new file can't be created. Also returns false if the current file can't be
+    /// examined, and logs "get first log file stat fail" or "get last log file stat fail" at error level.
     bool ChangeFileForOverSize();
 
     /// Writes the local time, such as "2026-03-01 09:05:07.004", to `buffer` of `size` bytes. If it doesn't fit,

@@ -52,7 +52,7 @@ public:
     static QuickFixStatusRecord& GetInstance();
 
     /// Sets the path, the permission bits (0600 by default) and the status key, then reads the file into the cache. If
-    /// the file is missing, the cache becomes empty, and `GetStatusFromFile` logs its record.
+    /// the file can't be opened, the cache becomes empty, and `GetStatusFromFile` logs its record.
     void InitStatusRecord(std::string filePath, std::string statusKey);
     void InitStatusRecord(std::string filePath, unsigned int mode, std::string statusKey);
 
@@ -66,9 +66,9 @@ public:
     /// fails. Every call also logs the record of `SysUtils::GetRunningStage`.
     void SetStatus(QuickFixStatus & status);
 
-    /// Set the given values in the cache and in the file. The first two re-read the other values from the file, not
-    /// from the cache: if the file is missing, these become empty. The cache changes even if the file can't be
-    /// written.
+    /// Set the given values in the cache and in the file. The first two functions read the remaining values
+    /// from the file, not from the cache. If the file can't be opened, the remaining values become empty. The cache
+    /// changes even if the file can't be written.
     void SetStatus(std::string status);
     void SetStatus(std::string status, std::string errorCode);
     void SetStatus(std::string version, std::string status, std::string errorCode);
@@ -83,7 +83,7 @@ public:
     /// Returns the cache. Does not read the file.
     QuickFixStatus GetStatus();
 
-    /// Empties the cache and deletes the file. A file that can't be deleted is not reported.
+    /// Empties the cache and deletes the file. A failure to delete the file is not reported.
     void ClearStatusRecord();
 
 private:

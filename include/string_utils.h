@@ -30,7 +30,7 @@ public:
     ///
     /// Logs "GetKpatchCmdline: %{public}s" with the token at info level, to the platform log and the file log. If no
     /// token matches, returns "" and logs "Get key no res from cmdline." at error level instead. If the command line
-    /// is empty or can't be read, returns "" and logs neither.
+    /// is empty or can't be read, returns "" and logs at most the record of `FileUtils::GetFileStream`.
     static std::string GetKeyCmdlineStr(const std::string& key);
 };
 

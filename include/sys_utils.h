@@ -12,7 +12,7 @@ inline constexpr int STAGE_SA = 1;
 
 /// The system parameter that holds the product's base version.
 inline constexpr char BASE_VERSION_PARAMETER[] = "const.comp.kt.product_base_version.real";
-/// The parameter that holds it where the first one has no value.
+/// The parameter that is read if `BASE_VERSION_PARAMETER` has no value.
 inline constexpr char BASE_VERSION_FALLBACK_PARAMETER[] = "ro.comp.kt.product_base_version.real";
 
 /// Queries without state or cache. Each call logs one record to the platform log and the file log.

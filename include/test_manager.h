@@ -19,9 +19,9 @@ inline constexpr char PATCH_FLAG[] = "teklo.app.quickfix";
 enum class Verdict : int32_t {
     PASSED = 0,
     FAILED = 1,
-    /// A check could not compare two values. With `Inspection::SHELL`: a command could not be started or both values
-    /// are empty, and no other check failed. With `Inspection::DIRECT`: a value could not be read, whatever the other
-    /// checks found.
+    /// A check could not compare two values. With `Inspection::SHELL`, and for apps: a command could not be started or
+    /// both values are empty, and no other check failed. With `Inspection::DIRECT`: a value could not be read, both
+    /// files are missing, or neither is a regular file, whatever the other checks found.
     INCONCLUSIVE = 2,
 };
 
@@ -42,7 +42,7 @@ struct Difference {
     std::string check;
     std::string live;
     std::string patch;
-    bool isInconclusive = false;  ///< a value could not be read
+    bool isInconclusive = false;  ///< the check could not compare the values
 };
 
 /// The result of one item.
@@ -59,7 +59,7 @@ struct ItemResult {
 ///     "test_native_result": "false","total": "2","success": "1","failed": "1"}
 ///
 /// The fragment has no line breaks; counts are strings. Keys and values are not escaped: a file name with a quote makes
-/// the fragment invalid JSON. A run without items returns `"Native": "null"`.
+/// the fragment invalid JSON. A run without items returns `"Native": "null"` or `"Qen": "null"`.
 ///
 /// With `Inspection::SHELL`, paths reach a shell unquoted. The overlay must not contain names that a shell would
 /// interpret or split: a name such as "a;b" would run b.
@@ -73,16 +73,16 @@ class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] TestManager {
 public:
     /// Compares every regular file below /patch_qv/overlay with the live file at the same path without that prefix:
     /// digest, mode as `ls -l` shows it, label as `ls -Z` shows it. Skips links and other special files. Returns the
-    /// "Native" fragment, or `"Native": "null"` if the overlay is missing or can't be read. Logs
+    /// "Native" fragment, or `"Native": "null"` if the overlay is missing, can't be read or has no regular files. Logs
     /// "Check Native Patch Begin" at info level, and the records of the steps below.
     std::string CheckNativePatch();
 
     /// Starts an app run and discards the results of an earlier run. Logs "Check Qen Patch Begin" at info level.
     void CheckAppPatchInit();
 
-    /// Checks one app and adds its entry and its count to the run. Checks that the app is installed, that its dump
-    /// contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Always makes all three checks. Call
-    /// it between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
+    /// Checks one app, adds its entry to the run and counts it as passed or failed. Checks that the app is installed,
+    /// that its dump contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Always makes all three
+    /// checks. Call this function between `CheckAppPatchInit` and `CheckAppPatchEnd`; the order is not checked.
     ///
     ///     all three pass   "com.example.app": "true",
     ///     not installed    "com.example.app": "false,miss,teklo.app.quickfix not exist,RunTimes Version=0,PatchPakage
@@ -91,13 +91,15 @@ public:
     ///     too old          "com.example.app": "false,RunTimes Version=1000000,PatchPakage Version=1000001",
     ///
     /// Each check runs a shell command with the platform's tool `bm` and evaluates the first 512 bytes of its output.
-    /// The commands contain `bundleName` unquoted, and `grep` interprets it as a pattern: "." matches any character.
+    /// The commands contain `bundleName` unescaped, so it must not contain characters that a shell interprets.
     void CheckAppPatch(const std::string& bundleName, const unsigned int& versionCode);
 
     /// Returns true if `grep -w` finds the bundle exactly once in the output of `bm dump -a`. `grep` also finds the
-    /// name at the start of a longer name, before "." or "-": if only "com.a.b" is installed, "com.a" counts as
-    /// installed. If both are installed, or if the bundle is listed twice, it counts as missing. Returns false if no
-    /// shell can be started, and logs "Failed to run the command" at error level.
+    /// name within a longer name, next to "." or "-": if only "com.a.b" or only "org.com.a" is installed, "com.a"
+    /// counts as installed. If `grep` finds the name more than once, for example because "com.a" and
+    /// "com.a.b" are installed, the bundle counts as missing. `grep` interprets the name as a pattern: a match of
+    /// another text, such as "com-a", also makes the bundle count as missing. Returns false if no shell can be started,
+    /// and logs "Failed to run the command" at error level.
     bool AppIsExist(const std::string& bundleName);
 
     /// Returns true if the bundle's dump contains the flag. If the command prints other text, logs
@@ -114,10 +116,10 @@ public:
 
     /// Verifies each regular file below a directory, in directory order. If a directory can't be opened, skips it and
     /// logs "open patch folder faild : %{public}s" at error level. If reading a directory fails, verifies the entries
-    /// read so far and logs "read patch folder failed : %{public}s".
+    /// read so far and logs "read patch folder failed : %{public}s" at error level.
     void TraverseFile(const std::string& path);
 
-    /// Verifies one patch file and adds its entry and its count to the run.
+    /// Verifies one patch file, adds its entry to the run and counts it as passed or failed.
     void VerifyPatch(const std::string& patchPath);
 
     /// Returns the live path of a patch path. Removes the first 17 bytes without comparing them with the overlay's
@@ -130,8 +132,8 @@ public:
     /// Makes the three comparisons below in this order. A difference doesn't end the sequence. A comparison that finds
     /// a difference marks the item and the run as failed and adds both values to the item's entry. The values of a
     /// missing file are empty, so a missing live file differs from its patch file. If both files are missing, all
-    /// three comparisons are inconclusive, and with `DIRECT` that of the digests also finds a difference. The
-    /// comparison of digests starts the item's entry, and the other two extend it.
+    /// three comparisons are inconclusive, and with `DIRECT` the comparison of digests also counts as a difference. A
+    /// difference of the digests starts a new entry for the item; differences of mode and label extend the entry.
     void DoVerifyFile(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchSHA256(const std::string& patchPath, const std::string& viewPath);
     void VerifyPatchProp(const std::string& patchPath, const std::string& viewPath);
@@ -162,13 +164,14 @@ public:
     /// if it has no differences, and as failed otherwise.
     void SetItemListener(std::function<void(const ItemResult& result)> listener);
 
-    /// Selects how the following files are read; the default is `SHELL`. For readable regular files, both give the same
-    /// report and the same records. `DIRECT` starts no process, and no file name reaches a shell.
+    /// Selects how the following files are read; the default is `SHELL`. For readable regular files, both settings give
+    /// the same report and the same records. `DIRECT` starts no process, and no file name reaches a shell.
     ///
     /// `DIRECT` opens each file once, and only if it is a regular file, so the run never waits for a pipe or a device.
     /// A live link, directory, pipe or device has an empty digest and its own mode; both differ from the patch file's.
-    /// If a value can't be read, the item is inconclusive, the report counts it as failed, and the value is "", or "?"
-    /// for a label. A file without read permission has an inconclusive digest; its mode and label are compared.
+    /// If a value can't be read, the item is inconclusive, and the report counts it as failed. The value is then "", or
+    /// "?" for a label of a file whose mode can be read. A file without read permission has an inconclusive digest; its
+    /// mode and label are compared.
     ///
     /// The setting does not affect app runs.
     void SetInspection(Inspection inspection);
@@ -210,8 +213,8 @@ private:
     uint64_t inconclusiveCount_ = 0;
     ItemResult item_;
     bool isInconclusive_ = false;  // a check of the item was inconclusive
-    bool commandFailed_ = false;   // these two are reset by each check
-    bool readFailed_ = false;
+    bool commandFailed_ = false;   // reset by each check
+    bool readFailed_ = false;      // reset by each check
     Inspection inspection_ = Inspection::SHELL;
     std::array<std::shared_ptr<const InspectedFile>, 2> inspected_;  // the files of the current item
     std::function<void(const ItemResult& result)> itemListener_;

@@ -138,7 +138,7 @@ public:
         }
     }
 
-    /// Changes `count` files. Returns a description of each change by live path.
+    /// Changes at least `count` pairs. Returns a description of each change by live path.
     std::map<std::string, std::string> Change(size_t count) {
         std::array<size_t, COUNT> order = {};
         std::iota(order.begin(), order.end(), 0);

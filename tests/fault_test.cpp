@@ -42,7 +42,7 @@ void InstallPartialRecord() {
     Write(SECOND_LOG, std::string(4075, 'x') + "\n2026-03-01 09:05:07.");
 }
 
-/// Shortens a run of 3000 "c" to "c{3000}".
+/// Shortens each run of more than 20 equal characters, for example 3000 times "c" to "c{3000}".
 std::string Abbreviate(const std::string& text) {
     std::string brief;
     for (size_t at = 0; at < text.size();) {
@@ -163,7 +163,8 @@ std::string Perform(const Operation& operation) {
     return result + " " + operation.inspect();
 }
 
-/// Makes each call of one function fail in turn, and returns the number of calls.
+/// Runs the operation once for each of its calls of the function `call`, with only that call failing. Checks each
+/// outcome, and returns the number of calls that failed.
 int Sweep(const Operation& operation, const char* call, int error) {
     operation.install();
     const std::string clean = Perform(operation);

@@ -88,7 +88,8 @@ TEST(DirectInspection, AcceptsAnyNameOpensEachFileOnceAndStartsNoProcess) {
     EXPECT_EQ(children.ru_minflt, 0) << "a process ran";
 }
 
-/// Returns the only item of a run (digests replaced by "#"), the error message of a read, and the inconclusive count.
+/// Returns the only item of a run without its path (digests replaced by "#"), the first error message, and the
+/// inconclusive count.
 std::string Outcome(const NativeRun& run) {
     const std::regex error("errorMessage:(.*)");
     const std::string item = std::regex_replace(run.items.at(0), std::regex("[0-9a-f]{64}"), "#");
@@ -135,7 +136,7 @@ TEST(DirectInspection, PassesOnlyRegularFilesThatItCanRead) {
         {[] { mknod("/t/x", S_IFSOCK | 0644, 0); }, type("srw-r--r--") + "Invalid argument; 0"},
         {[] { mknod("/t/x", S_IFIFO | 0644, 0); }, type("prw-r--r--") + "Invalid argument; 0"},
         {[&] { Install(OVERLAY + "/dev/null", ""), fs::remove(patch); }, type("crw-rw-rw-") + "Invalid argument; 0"},
-        // A read at its start fails, as on a broken disk.
+        // A read at the start of /proc/self/mem fails, as on a broken disk.
         {[&] { Install(OVERLAY + "/proc/self/mem", "", 0600), fs::remove(patch); }, "inconclusive SHA256?  #; ; 1"},
         {[] { Install("/t/x", "", 0), BecomeOrdinaryUser(); },
          "inconclusive SHA256?  # RWX ---------- -rw-r--r--; " + denied},

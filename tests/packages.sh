@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs, uses and removes the packages. scripts/test-packages starts it in a temporary root.
+# Installs, tests and removes the packages. scripts/test-packages starts this script in a temporary root.
 source "$PROJECT/tests/support/cli.sh"
 shopt -s nullglob
 
@@ -39,7 +39,8 @@ for state in 770:root 700:games; do
   chmod 700 /data/update/quickfix/log && chown games /data/update/quickfix/log
 done
 
-# The sources in the package. They are built in the project's directory, because a private root contains no other.
+# Builds the sources that the packages contain. The build directories are in the project's directory, because a private
+# root, in which the programs then run, shows that directory but not the machine's /tmp.
 folder=$PROJECT/build/packages-root/engine
 for source in /usr/share/{doc/libquickfix-utils-dev/examples/{engine,engine_test},quickfix_utils/conformance}; do
   run 0 cmake -G Ninja -S "$source" -B "$folder/${source##*/}"

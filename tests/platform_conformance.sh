@@ -1,4 +1,4 @@
-# Runs the conformance test in a private root, in a locale with a decimal comma.
+# Runs the conformance test in a locale with a decimal comma. The caller starts this script in a private root.
 #
 #   platform_conformance.sh PROGRAM [WITH_BUS]      WITH_BUS: starts a session bus
 localedef -i de_DE -f UTF-8 /tmp/de_DE.UTF-8 || { echo "the package locales is missing"; exit 1; }

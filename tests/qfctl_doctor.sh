@@ -79,7 +79,7 @@ run 0 qfctl doctor --json
 has "$out" '{"name":"bm","state":"ok","text":"bm dump -a answers, lines: 2","advice":""}'
 run 2 qfctl doctor --status-file ''
 
-# cat ends when no process has the pipe open, and so after all processes of bm have ended.
+# cat ends when no process has the pipe open. `wait $reader` returns only after all processes of bm have ended.
 mkfifo /tmp/alive
 cat /tmp/alive >/tmp/.alive &
 reader=$!

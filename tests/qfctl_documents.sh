@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Tests that the completions, the man page and the manual name exactly the options, commands and events that qfctl
-# lists.
+# Tests that the completions offer exactly what qfctl lists, that the man page has exactly its options and commands, and
+# that the man page and the manual name each option, event and environment variable.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 export LC_ALL=C HOME=/tmp PATH=/tmp/bin:$PATH completion=$PROJECT/tools/qfctl/completion

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Makes calls of the C library fail one at a time: qfctl must succeed or report an error, and keep existing files.
+# Makes calls of the C library fail one at a time: qfctl must succeed with its usual output or report an error, and must
+# leave valid files.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 calls=('chmod 1' 'fchmod 1' 'fopen 24' 'fread 5' 'fstat 5' 'fsync 5' 'ftruncate 5' 'lstat 5' 'open 24' 'openat 28' 'opendir 24'
@@ -14,7 +15,8 @@ prepare() {
   put $logs/quickfix_1.log $'2026-03-01 09:05:07.004[a(B):12]one\n'
 }
 
-# sweep EXIT_CODE COMMAND...: makes each call fail in turn. Expects the usual output on success, otherwise a message.
+# sweep EXIT_CODE COMMAND...: makes each call fail in turn. Expects the usual output with exit code 0, and a message
+# with a code above 1.
 sweep() {
   local expected=$1 clean plan number code
   shift

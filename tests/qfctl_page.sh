@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Tests the filter of the page of qfctl verify --html in a browser, and the count of the items that it shows.
+# Tests the page of qfctl verify --html in a browser: its filter, and the number of items that the page says it shows.
 source "$(dirname "${BASH_SOURCE[0]}")/support/cli.sh"
 
 pair /good same same

@@ -65,7 +65,8 @@ else
   skip "python3-junitparser is missing"
 fi
 
-# metrics: stores the samples of out/metrics in $out, except time and duration, which it checks itself.
+# metrics: stores the samples of out/metrics in $out, except the info metrics, and except time and duration, which it
+# checks itself.
 metrics() {
   local now began
   now=$(date +%s) began=$(sed -n 's/^quickfix_verify_last_run_timestamp_seconds //p' out/metrics)

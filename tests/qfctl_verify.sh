@@ -22,7 +22,7 @@ run 3 bash -c "$QFCTL verify >/dev/full"
 pair /x live patch
 chmod 600 /x
 put $overlay/gone patch
-run 1 qfctl verify; is "$err" ""  # the error message of ls is not printed
+run 1 qfctl verify; is "$err" ""  # a missing live file is a difference, not an error
 has "$out" "VERDICT  LIVE PATH  CHECK    LIVE             PATCH
 "
 has "$out" "FAIL     /x         SHA256   247610f4dedd...  a4895eb44afc...
@@ -41,7 +41,7 @@ has "$out" "FAIL     /日本é     SHA256   247610f4dedd...  a4895eb44afc...
 "
 rm $overlay/日本*
 
-# The report object: the fragment in braces, on standard output and in the file.
+# The report object is the fragment enclosed in braces. Standard output and the file get the same text.
 run 1 qfctl verify --json --report report.json; prints "$(cat report.json)"; is "$err" ""
 has "$out" '{"Native": {"description":  "Compare the results of patch_file and patched_file.Verify SHA256, RWX, Selinux.","detail": {"/'
 has "$out" '"/a": "true"'

@@ -20,7 +20,7 @@ std::string Lines(size_t size) {
 }
 
 // A file of 65536 bytes is full. A killed process leaves the beginning of a record only at the end of a page. The
-// logger removes it when it opens the file, and keeps all other text.
+// logger removes this beginning when it opens a file that is not full, and keeps all other text.
 TEST(FileLog, RotatesFilesOf64KiBAndRemovesPartialRecords) {
     const std::string partial = "2026-03-01 09:05:07.";
     const std::string otherTimestamp = "2026-03-01T09:05:07.";
@@ -88,7 +88,8 @@ TEST(FileLog, ContinuesAfterOthersChangeItsFiles) {
     }
 }
 
-// The log directory is a mount point and can't be removed. A dangling link at the file's path has the same effect.
+// The test can't remove the log directory, which is a mount point. A dangling link at the path of the file has the same
+// effect as a missing directory.
 TEST(FileLog, ReportsAMissingDirectoryAndRecovers) {
     PlumeCapture capture;
     fs::create_symlink("/nowhere/at/all", FIRST_LOG);

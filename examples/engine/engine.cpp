@@ -54,8 +54,8 @@ bool Arrives(EventManager& events, CommonEventId event) {
     return false;
 }
 
-/// Subscribes before it starts the scan, so that it doesn't miss the broadcast. The destructor of the manager
-/// unsubscribes.
+/// Subscribes before it starts the scan, so that it doesn't miss the broadcast. If the broadcast doesn't arrive, the
+/// destructor of the manager unsubscribes.
 void WaitForBundleScan(ErrorCodeWrapper& codes) {
     EventManager events;
     events.SubscribeEvent(CommonEventId::BUNDLE_SCAN_FINISHED);

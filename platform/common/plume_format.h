@@ -10,7 +10,8 @@ namespace TEKLO::Platform {
 /// unknown.
 std::string RenderPlumeText(const char* format, std::va_list arguments);
 
-/// Escapes control characters, as in "\n" and "\x1b": the result is one line and safe to print on a terminal.
+/// Escapes control characters except tabs, as in "\n" and "\x1b": the result is one line and safe to print on a
+/// terminal.
 std::string EscapeControls(const std::string& text);
 
 }  // namespace TEKLO::Platform

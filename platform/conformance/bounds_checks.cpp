@@ -154,8 +154,8 @@ void CheckFormats(Report& report) {
     CompareWithSnprintf(report, "", 0);
 }
 
-/// Sets a locale whose decimal point is not ".", preferably the locale of LC_ALL. Returns null if there is no such
-/// locale.
+/// Sets a locale whose decimal point is not ".", preferably the locale of the environment. Returns its name, or null if
+/// there is no such locale.
 const char* SetCommaLocale() {
     for (const char* name : {"", "de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR"}) {
         const char* set = setlocale(LC_ALL, name);

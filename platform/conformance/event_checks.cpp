@@ -126,8 +126,8 @@ private:
     std::atomic<bool> onSubscribingThread_{false};
 };
 
-/// Subscribes a recorder for its lifetime. If the subscription fails, there is no event service, and the check can't
-/// run.
+/// Keeps a recorder subscribed while this object exists. If the subscription fails, there is no event service, and the
+/// check can't run.
 class Subscription {
 public:
     Subscription(Report& report, std::shared_ptr<Recorder> recorder) : recorder_(std::move(recorder)) {

@@ -1,4 +1,4 @@
-// Checks the services before main starts and after it has returned.
+// Checks the services in static initialisers and in static destructors.
 
 #include <unistd.h>
 

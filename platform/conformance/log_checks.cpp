@@ -26,7 +26,8 @@ void WriteRecord() {
     PlumePrint(SYSTEM_LOG, 6, DOMAIN_NUMBER, TAG, "record %{public}s", number);
 }
 
-// Checks only that the calls return: a log that writes past its buffers crashes the process.
+// Checks that the calls return and don't fork, not what they write. A log that writes past its buffers may crash the
+// process.
 void CheckRecords(Report& report) {
     pthread_atfork([] { ++g_forks; }, nullptr, nullptr);
     const std::string longText(100000, 'x');

@@ -53,8 +53,8 @@ int Connect(const std::string& name, sd_bus** bus) {
     if (name == "session") {
         return sd_bus_open_user(bus);
     }
-    // Such an address starts a program. When sd-bus 252 closes the connection, it waits for the program's exit, but the
-    // program may ignore SIGTERM.
+    // An address with "unixexec:" starts a program. When sd-bus 252 closes the connection, it waits for the program's
+    // exit, but the program may ignore SIGTERM.
     if (name.find("unixexec:") != std::string::npos) {
         return -EPROTONOSUPPORT;
     }
@@ -113,7 +113,7 @@ int BusConnection::OnMatchInstalled(sd_bus_message* reply, void* self, sd_bus_er
 }
 
 int BusConnection::OnSignal(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
-    // The bus delivers a signal that is addressed to this process without checking the match rule.
+    // The bus does not check the match rule for a signal that is addressed to this process.
     if (sd_bus_message_get_destination(message) != nullptr) {
         return 0;
     }

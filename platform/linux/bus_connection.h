@@ -28,16 +28,17 @@ public:
     /// Once this has returned true, no matching signal is missed.
     bool IsMatchInstalled() const { return isMatchInstalled_; }
 
-    /// Handles one message or one step of the handshake. Returns false if there is none. Throws after the deadline.
+    /// Handles one message or one step of the handshake. Returns false if there was nothing to handle. Throws after the
+    /// deadline, and if the bus has rejected the match rule.
     bool Process(Clock::time_point deadline);
 
     /// Sleeps until Process has work, `wakeFd` is readable (-1 for none), or the deadline has passed.
     void Wait(Clock::time_point deadline, int wakeFd = -1) const;
 
-    /// Returns false if another program owns the name.
+    /// Acquires the name. Returns false if another program owns it.
     bool RequestName(const char* name, Clock::time_point deadline);
 
-    /// Returns when the bus has passed on all messages that were sent before.
+    /// Releases the name. Returns when the bus has passed on all messages that were sent before.
     void ReleaseName(const char* name, Clock::time_point deadline);
 
     void EmitSignal(const char* path, const char* interface, const char* member, const std::string& text);

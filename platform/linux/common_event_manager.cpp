@@ -9,8 +9,8 @@ namespace {
 using Platform::EventListener;
 using Platform::EventPublisher;
 
-// Never destroyed: static destructors may still unsubscribe. Deliveries end before the destruction of static objects
-// that are older than the first subscription.
+// Never destroyed: static destructors may still unsubscribe. At exit, deliveries end before static objects are
+// destroyed that were constructed before the first call of this function.
 EventListener& Listener() {
     static EventListener& listener = *new EventListener;
     static const struct StopAtExit {

@@ -25,7 +25,8 @@ public:
     bool Subscribe(const SubscriberList::Subscriber& subscriber);
     bool Unsubscribe(const SubscriberList::Subscriber& subscriber);
 
-    /// Ends the thread and all deliveries.
+    /// Ends the thread. Waits at most 1000 ms until it has ended; a delivery that takes longer continues. Doesn't wait
+    /// if called on the event thread.
     void Stop();
 
 private:

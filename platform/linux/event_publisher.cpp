@@ -23,7 +23,7 @@ Clock::time_point AnswerDeadline(Clock::time_point deadline) {
     return std::min(deadline, Clock::now() + ANSWER_TIMEOUT);
 }
 
-/// Acquires the name. Retries for a while if another program is publishing.
+/// Acquires the name. While another program owns it, retries for NAME_TIMEOUT, then throws.
 void WaitForName(BusConnection& connection, Clock::time_point deadline) {
     if (connection.RequestName(EVENT_SERVICE, AnswerDeadline(deadline))) {
         return;
@@ -97,7 +97,8 @@ void EventPublisher::AcquireName(TimePoint deadline) {
     }
 }
 
-/// Returns false if the old connection is dead.
+/// Acquires the name through the old connection. Throws if another program keeps the name. Returns false on any other
+/// failure, because the old connection may be dead.
 bool EventPublisher::TryReacquireName(TimePoint deadline) {
     try {
         WaitForName(*connection_, deadline);

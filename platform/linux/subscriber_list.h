@@ -19,8 +19,8 @@ public:
     /// Returns false if the subscriber is already in the list.
     bool Add(const Subscriber& subscriber);
 
-    /// Waits until a running delivery to the subscriber has ended, unless called from a delivery. The list then no
-    /// longer owns it. Returns false if it was not in the list.
+    /// Removes the subscriber, and waits until a running delivery to it has ended, unless called from a delivery. The
+    /// list does not own the subscriber afterwards. Returns false if the subscriber was not in the list.
     bool Remove(const Subscriber& subscriber);
 
     bool IsEmpty() const;

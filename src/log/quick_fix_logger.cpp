@@ -62,7 +62,8 @@ auto FieldsOf(const std::tm& local) {
 
 using SecondText = std::array<char, 32>;
 
-/// Returns the result of sprintf_s. Formats once per second, because most records share theirs with the previous one.
+/// Stores the local time up to the second in `text`. Returns 0, or the negative result of sprintf_s. Formats only when
+/// the second changes, because most records have the same second as the previous record.
 int FormatSecond(std::time_t time, SecondText& text) {
     static std::tm formatted = {};
     static SecondText formattedText = {};

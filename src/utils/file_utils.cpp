@@ -101,7 +101,7 @@ std::string EntryPath(const std::string& dirPath, const DirectoryEntry& entry) {
     return dirPath + entry.name + (entry.type == DT_DIR ? "/" : "");
 }
 
-/// Returns the entry that could not be copied, or nullptr if all were copied.
+/// Copies the entries up to the first failure. Returns the entry that could not be copied, or nullptr.
 const DirectoryEntry* CopyEntries(const std::vector<DirectoryEntry>& entries, const std::string& sourceDir,
                                   const std::string& destDir) {
     for (const DirectoryEntry& entry : entries) {
@@ -146,8 +146,9 @@ uint64_t RegularFileSize(const fs::directory_entry& entry) {
     throw fs::filesystem_error("cannot get file size", entry.path(), error);
 }
 
-/// Opens a path that contains no links. Makes one system call, while realpath makes one per component. Returns -1 for
-/// any other path, on kernels before Linux 5.6, and if a sandbox denies the call.
+/// Opens an absolute path that contains no links, for reading. Makes one system call, while realpath makes one per
+/// component. Returns -1 for any other path, if the file can't be opened, on kernels before Linux 5.6, and if a sandbox
+/// denies the call.
 int OpenCanonical(const std::string& path) {
     if (path.empty() || path[0] != '/' || path.size() >= PATH_MAX) {
         errno = EINVAL;
@@ -301,7 +302,7 @@ uint64_t FileUtils::GetDirSize(const std::string& dirPath) {
         QF_LOGE("invalid path");
         return 0;
     }
-    // One level at a time, because the standard recursive iterator keeps every level's directory open.
+    // One directory at a time, because fs::recursive_directory_iterator keeps the directory of every level open.
     uint64_t total = 0;
     std::vector<fs::path> pending = {dirPath};
     while (!pending.empty()) {
@@ -447,7 +448,8 @@ bool FileUtils::CopyFile(const std::string& sourcePath, const std::string& destP
         dest.clear();
         return false;
     }
-    // The insertion succeeds if it wrote at least one byte. If the disk fills up, only the flush fails.
+    // The insertion succeeds if it wrote at least one byte. If the disk fills up later, the flush fails, or bytes that
+    // were read remain in the source's buffer.
     dest.flush();
     return dest.good() && source.IsDelivered();
 }

@@ -7,7 +7,7 @@ namespace TEKLO::QuickFixEngine {
 namespace {
 
 constexpr char CMDLINE_PATH[] = "/proc/cmdline";
-// Replaces CMDLINE_PATH in builds that redirect the lookup to the patch partition.
+// Unused here: for builds that redirect the lookup to the patch partition and use this path instead of CMDLINE_PATH.
 [[maybe_unused]] constexpr char CMDLINE_UT_PATH[] = "/patch_qv/cmdline_ut";
 constexpr char WHITE_SPACE[] = " \t\n\v\f\r";
 

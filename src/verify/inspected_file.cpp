@@ -72,7 +72,8 @@ int ErrorOfType(mode_t mode) {
     }
 }
 
-/// Cuts a label where a reader of the first line of `ls -Z` would cut it.
+/// Cuts a label as `ReadLineOf` cuts the output of `ls -Z`: at a zero byte, after the first line feed, and to 1023
+/// bytes.
 std::string TruncateLabel(const std::string& label) {
     const std::string text = label.substr(0, label.find('\0'));
     const size_t lineFeed = text.find('\n');

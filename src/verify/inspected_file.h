@@ -9,13 +9,13 @@
 namespace TEKLO::QuickFixEngine {
 
 struct FileValue {
-    std::string text;     // empty if there is no value
-    bool isKnown = true;  // false if there is a value that can't be read
+    std::string text;     // "", or "?" for a label, if there is no value or the value can't be read
+    bool isKnown = true;  // false if the value can't be read
 };
 
 /// A file whose digest, mode and label are read from one descriptor. Opens only a regular file; for a file of another
-/// type or without read permission, reads mode and label by its path. Neither waits nor follows a link in the last
-/// component. A file of another type has no digest.
+/// type or without read permission, reads mode and label by its path. Opening never waits, and never follows a
+/// link in the last component. Only a regular file has a digest.
 class InspectedFile {
 public:
     explicit InspectedFile(std::string path);

@@ -170,7 +170,8 @@ void EscapeHtml(const std::string& input) {
     Require(IsPrintable(quoted) && IsPrintable(QuoteIfUnprintable(input)));
 }
 
-/// Verifies a file of this name and content without a shell. Then changes the content and verifies it again.
+/// Verifies a file that has the input as its name and content, without a shell. Then changes the live file and verifies
+/// it again.
 void VerifyFile(const std::string& input) {
     std::string name;
     std::copy_if(input.begin(), input.end(), std::back_inserter(name),
@@ -205,7 +206,8 @@ public:
         Connect();
     }
 
-    /// Sends a signal with arguments from the input, separated by "|": the first byte is the type, the rest the value.
+    /// Sends a signal with the arguments in the input, which are separated by "|". The first byte of an argument is its
+    /// type, the rest its value.
     void Send(const std::string& input) {
         sd_bus_message* signal = nullptr;
         Require(sd_bus_message_new_signal(service_.get(), &signal, "/any", "teklo.CommonEvent", "Published") >= 0);

@@ -47,7 +47,7 @@ public:
         process_ = started ? static_cast<pid_t>(strtol(line.data(), nullptr, 10)) : 0;
     }
 
-    /// Between SIGSTOP and SIGCONT the bus accepts connections but doesn't answer.
+    /// Sends a signal to the daemon. Between SIGSTOP and SIGCONT, clients can connect but get no answer.
     void Send(int signal) const {
         if (process_ > 0) {
             kill(process_, signal);

@@ -1,9 +1,10 @@
 #pragma once
 
-/// Makes chosen calls of one C library function, or of the system call `openat2`, fail. The name covers all entry
-/// points of a function, such as `fopen64` for `fopen`. A program links this library, or preloads it with
-/// QUICKFIX_FAULT="CALL FIRST COUNT ERROR DIRECTORY", for example "write 3 1 28 /tmp/reached". The first failing call
-/// creates the directory. A negative error raises a signal before the call: -2 is SIGINT.
+/// Makes chosen calls of one function fail: a C library function, the system call `openat2`, or the port's `sprintf_s`.
+/// The name covers all entry points of a function, such as `fopen64` for `fopen`. A program links this library, or
+/// preloads it with QUICKFIX_FAULT="CALL FIRST COUNT ERROR DIRECTORY", for example "write 3 1 28 /tmp/reached". The
+/// first chosen call creates the directory. With a negative error, a signal is raised before the call, which then does
+/// not fail: -2 is SIGINT.
 namespace FaultInjector {
 
 /// Makes calls `first` to `first + count - 1` of `call` fail with `error`, counted from now.

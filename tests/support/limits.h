@@ -9,7 +9,7 @@
 #include <fstream>
 #include <iterator>
 
-/// Limits the number of open descriptors of the process for its lifetime.
+/// Limits the number of open descriptors of the process while this object exists.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(rlim_t count) {
@@ -36,7 +36,8 @@ inline long OpenDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-/// Tests fill only a small disk, because it belongs to a private root and not to the machine.
+/// Returns true if the file system holds at most 1 MiB. Tests fill only such a file system, because it belongs to a
+/// private root and not to the machine.
 inline bool IsOnSmallDisk(const char* path) {
     struct statvfs status = {};
     return statvfs(path, &status) == 0 && status.f_blocks * status.f_frsize <= 1048576;

@@ -17,7 +17,7 @@ enum class ExitCode {
     NOT_ARRIVED = 4,  // the awaited event did not arrive
 };
 
-/// An error that ends qfctl with an exit code. Each message becomes one line on standard error.
+/// An error with an exit code. `Attempt` prints its messages on standard error and returns the code.
 class Failure : public std::exception {
 public:
     Failure(ExitCode code, std::string message) : Failure(code, std::vector<std::string>{std::move(message)}) {}

@@ -29,7 +29,8 @@ constexpr char EXIT_CODES[] =
     "  3  an item could not be checked or read\n"
     "  4  the awaited event did not arrive\n";
 
-/// Returns the arguments in reverse order, as CLI11 expects them, and adds OPERAND_PREFIX to operands.
+/// Returns the arguments in reverse order, as CLI11 expects them, with OPERAND_PREFIX before each FILE of hash and the
+/// KEY of cmdline.
 std::vector<std::string> ArgumentsForParser(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? "" : arguments[0];
     size_t operands = command == "hash" ? arguments.size() : command == "cmdline" ? 1 : 0;

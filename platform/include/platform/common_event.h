@@ -17,9 +17,9 @@
 /// - The bus is the system bus. The environment variable QUICKFIX_EVENT_BUS selects another one: `system`, `session`,
 ///   or an address such as `unix:path=/tmp/bus`. A set-user-id process ignores the variable.
 /// - The event thread blocks signals that are sent to the process. Threads and processes that a delivery starts inherit
-///   its signal mask.
-/// - At exit, deliveries end before the destruction of static objects that were constructed before the first
-///   subscription. The exit waits at most 1000 ms for a delivery.
+///   the signal mask of the event thread.
+/// - At exit, deliveries end before static objects are destroyed that were constructed before the first subscription.
+///   The exit waits at most 1000 ms; a delivery that takes longer continues during the destruction.
 /// - If a program forks after its first subscription, the child gets no events, and subscribing and unsubscribing
 ///   return false in it. The subscriptions stay with the parent.
 /// - The platform log shows why an event was not published, and once per loss why the bus can't be reached.
@@ -95,7 +95,7 @@ private:
     CommonEventSubscribeInfo subscribeInfo_;
 };
 
-/// Any thread may call any function, even from `OnReceiveEvent`. No function throws.
+/// Any thread may call any function, even from `OnReceiveEvent`. Functions throw only std::bad_alloc.
 class [[gnu::visibility("default")]] CommonEventManager {
 public:
     /// Shares ownership of the subscriber until it is unsubscribed. Once this has returned true, matching broadcasts
@@ -107,8 +107,8 @@ public:
     /// not deliver events twice.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
-    /// Waits until a running delivery to the subscriber has ended, unless called from `OnReceiveEvent`. Returns false
-    /// if the subscriber was not subscribed.
+    /// Ends the subscription. Waits until a running delivery to the subscriber has ended, unless called from
+    /// `OnReceiveEvent`. Returns false if the subscriber is null or was not subscribed.
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
 
     /// Sends a broadcast. Returns true when the bus has passed it on.

@@ -1,5 +1,5 @@
-/// The services that the library needs from its platform. This header declares nothing. It lists the rules for all
-/// five:
+/// The services that the library needs from its platform. This header declares nothing. It lists the five services and
+/// the rules that apply to all of them:
 ///
 ///     platform/plume_log.h        PlumePrint: writes one record to the platform log
 ///     platform/parameter.h        GetParameter: reads the system's parameter store
@@ -8,7 +8,7 @@
 ///     platform/common_event.h     TEKLO::AAFwk::Want, TEKLO::EventFwk: broadcasts
 ///
 /// A port supplies headers with these names and declarations, and the definitions. Each header states what the library
-/// promises and what it relies on. These rules apply to all:
+/// promises and what the library relies on. These rules apply to all five services:
 ///
 /// - Functions and classes have default visibility. The library calls them only through dynamic symbols, so a program
 ///   can replace a function by defining it.

@@ -51,9 +51,9 @@ class FolderWatch {
 public:
     FolderWatch() : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-    /// Waits up to POLL_INTERVAL_MS for a change. If `hasOutput`, also waits until standard output is writable, and
-    /// returns whether it is. If standard output has no reader, raises SIGPIPE, or throws Failure if SIGPIPE is
-    /// ignored.
+    /// Waits up to POLL_INTERVAL_MS for a change or, if `hasOutput`, until standard output is writable. Returns true if
+    /// `hasOutput` and standard output is writable. If standard output has no reader, raises SIGPIPE, or throws Failure
+    /// if SIGPIPE is ignored.
     bool Wait(bool hasOutput) {
         // Has no effect if the watch exists.
         inotify_add_watch(events_.Get(), QUICK_FIX_LOG_DIR, IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_DELETE);
@@ -153,7 +153,8 @@ ExitCode Show(const LogOptions& options) {
     return found ? ExitCode::DONE : ExitCode::FAILED;
 }
 
-/// Truncates a regular file. Ignores a missing file. Throws Failure for a symbolic link, whose target is not changed.
+/// Truncates a regular file. Ignores a missing file. Throws Failure for any other type of file, and if the file can't
+/// be truncated. Does not change the target of a symbolic link.
 void EmptyFile(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
@@ -174,8 +175,8 @@ void EmptyFile(const std::string& path) {
     }
 }
 
-/// Truncates the files instead of deleting them: a running process has one of them open and would log into a deleted
-/// file.
+/// Truncates the files instead of deleting them: a process that has one of them open drops its records while both are
+/// missing.
 ExitCode Clear() {
     const ExitCode first = Attempt([] { EmptyFile(QUICK_FIX_FIRST_LOG_FILE); });
     return std::max(first, Attempt([] { EmptyFile(QUICK_FIX_SECOND_LOG_FILE); }));

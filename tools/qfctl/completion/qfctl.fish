@@ -1,4 +1,5 @@
-# Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they match it.
+# Completes qfctl in fish. Reads the commands and options from `qfctl COMMAND --help`, so they match the installed
+# qfctl.
 
 # __qfctl_is only|first WORD...: compares the words before the cursor with these. With "first", more words may follow.
 function __qfctl_is

@@ -7,7 +7,7 @@
 namespace qfctl {
 
 // Each function checks one thing that an engine or qfctl depends on, and omits checks that depend on a failed one. No
-// check changes a file, opens a pipe, or waits without a timeout.
+// check changes a file, opens a named pipe, or waits without a timeout.
 Findings CheckLog();
 Findings CheckOverlay();
 Findings CheckLabels();

@@ -22,7 +22,8 @@ using TEKLO::QuickFixEngine::PATCH_OVERLAY_PATH;
 constexpr size_t MAX_TEXT = 200;
 constexpr std::string_view INDENT = "\n  ";  // before each name of a list
 
-/// Returns the beginning of the first message, which is ASCII, on one line, and the number of further messages.
+/// Returns the first message on one line, cut off after MAX_TEXT bytes, and the number of further messages. Messages
+/// are ASCII, so the cut splits no character.
 std::string Summarize(const std::vector<std::string>& messages) {
     std::string text = messages.front().substr(0, MAX_TEXT);
     for (size_t at = text.find(INDENT); at != std::string::npos; at = text.find(INDENT)) {

@@ -32,7 +32,7 @@ std::string ReadRegularFile(const std::string& path) {
     return FileUtils::GetFileStream(path);
 }
 
-/// Parses a JSON document. Throws Failure if anything follows it.
+/// Parses a JSON document. Throws Failure if it is invalid, contains a zero byte, or is followed by other text.
 Json ParseStrictJson(const std::string& text) {
     // A zero byte would end a name and hide forbidden characters after it.
     const bool holdsZero = text.find('\0') != std::string::npos || text.find("\\u0000") != std::string::npos;

@@ -15,7 +15,7 @@
 namespace qfctl {
 namespace {
 
-// Holds at least one timestamp, so that the tail is unique.
+// Holds the timestamp of a record of usual length, which makes the tail unique.
 constexpr size_t TAIL_SIZE = 256;
 
 }  // namespace

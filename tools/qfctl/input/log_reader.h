@@ -14,7 +14,8 @@ namespace qfctl {
 /// Reads the two files of the log as one stream of lines, across rotation, deletion and truncation.
 ///
 /// Keeps every file open, so that a rotated or deleted file is still read completely. Misses only a file that is
-/// created and deleted between two calls. Throws Failure if an existing file can't be read.
+/// created and deleted between two calls, and lines that are truncated before a call reads them. Throws Failure if an
+/// existing file can't be read.
 class LogReader {
 public:
     using LineSink = std::function<void(const std::string& line)>;

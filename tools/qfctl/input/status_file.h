@@ -26,7 +26,7 @@ StatusFile ReadStatusFile(const std::string& path);
 /// Throws Failure if a status file can't hold these values under this key.
 void CheckStatusFits(const TEKLO::QuickFixEngine::QuickFixStatus& status, const std::string& key);
 
-/// Parses a decimal 32-bit integer.
+/// Parses a decimal 32-bit integer. Returns nullopt for any other text.
 std::optional<int32_t> ParseErrorCode(const std::string& text);
 
 /// Parses the error codes of a status file: decimal 32-bit integers, separated by commas. Throws Failure if they have

@@ -19,10 +19,10 @@ struct Identity {
     Clock::time_point start;
 };
 
-/// Queries the system. The library logs its queries for the stage and the base version.
+/// Queries the system. The library logs the queries for the stage and the base version.
 Identity ReadIdentity(Clock::time_point start);
 
-/// Returns pairs of name and value in display order.
+/// Returns pairs of name and value in display order, without empty values.
 std::vector<std::pair<const char*, std::string>> Describe(const Identity& identity);
 
 /// Formats a local time with strftime.

@@ -14,7 +14,7 @@ std::string EntryValue(const ItemResult& result) {
     std::string live;
     std::string patch;
     for (const Difference& difference : result.differences) {
-        // As TestManager::Compare writes them.
+        // The same terminators as in TestManager.
         const char terminator = difference.check == "SeLinux" ? '.' : ',';
         live += difference.check + "=" + difference.live + terminator;
         patch += difference.check + "=" + difference.patch + terminator;

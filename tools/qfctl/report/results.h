@@ -14,7 +14,7 @@ using TEKLO::QuickFixEngine::Verdict;
 /// All verdicts in display order.
 inline constexpr Verdict VERDICTS[] = {Verdict::FAILED, Verdict::INCONCLUSIVE, Verdict::PASSED};
 
-/// The results of a verification, in the order of the checks.
+/// The results of a verification, in the order in which the items were verified.
 struct Results {
     std::vector<ItemResult> files;
     std::vector<ItemResult> apps;

@@ -8,7 +8,7 @@
 namespace qfctl {
 
 /// Prints a table per run and a line with its totals. Each item has its verdict, its live path or bundle, and both
-/// values of each failed check. With `failuresOnly`, passed items are counted but not shown. A run without items is
+/// values of each difference. With `failuresOnly`, passed items are counted but not shown. A run without items is
 /// omitted.
 void PrintTable(std::ostream& out, const Results& results, bool failuresOnly, bool hasColor);
 

@@ -1,4 +1,4 @@
-// OpenSSL 3.0 deprecates the incremental digest functions. They still exist, need no allocation and can't fail.
+// OpenSSL 3.0 deprecates SHA256_Init, SHA256_Update and SHA256_Final. They need no allocation and can't fail.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "system/file_digest.h"

@@ -11,8 +11,8 @@ namespace qfctl {
 /// in other directories do not. Only qfctl respects the lock.
 class FolderLock {
 public:
-    /// `operation` is LOCK_SH or LOCK_EX of flock. Waits up to 10 seconds. Throws Failure if it can't lock. Locks
-    /// nothing if the directory does not exist, or for LOCK_SH if the user can't read it.
+    /// `operation` is LOCK_SH or LOCK_EX of flock. Waits up to 10 seconds. Throws Failure if it can't lock. Takes no
+    /// lock if the directory does not exist or, with LOCK_SH, if the user can't read the directory.
     FolderLock(const std::string& file, int operation);
 
 private:

@@ -4,7 +4,8 @@
 
 namespace qfctl {
 
-/// Discards the error messages of the commands in a run, because the results report the errors more clearly.
+/// Redirects standard error to /dev/null while this object exists. Discards the error messages of the commands that
+/// qfctl runs, because qfctl reports the errors more clearly.
 class ScopedStderrToNull {
 public:
     ScopedStderrToNull();

@@ -11,7 +11,7 @@ std::string Quote(const std::string& text);
 /// Returns the text itself if it is valid UTF-8 without control and format characters, otherwise `Quote(text)`.
 std::string QuoteIfUnprintable(const std::string& text);
 
-/// Escapes the text for a JSON string. JSON can't hold invalid UTF-8, so such a text is quoted first.
+/// Escapes the text for a JSON string. JSON can't hold invalid UTF-8, so a text that is not UTF-8 is quoted first.
 std::string EscapeJson(const std::string& text);
 
 /// Escapes the characters that are special in HTML and XML.

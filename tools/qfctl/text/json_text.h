@@ -12,7 +12,7 @@ struct JsonDeleter {
 };
 using Json = std::unique_ptr<cJSON, JsonDeleter>;
 
-/// Adds a string member. Bytes that are not valid UTF-8 become U+FFFD.
+/// Adds a string member. Zero bytes and bytes that are not valid UTF-8 become U+FFFD.
 void AddText(const Json& object, const char* name, const std::string& text);
 
 /// Returns the document on one line.

@@ -16,7 +16,8 @@ OverlayScan ScanOverlay(const std::string& overlay);
 /// Throws Failure, with one message per error, if shell commands can't verify every file of the overlay.
 void CheckForShell(const OverlayScan& scan, const std::string& overlay);
 
-/// Throws Failure if a file can't be compared. A missing file can be compared.
+/// Throws Failure for a pipe, a device or a socket, and for a file or directory that can't be read. Accepts a missing
+/// file.
 void CheckReadable(const std::string& path);
 
 /// Returns true if no shell interprets or splits the name and JSON can hold it: ASCII letters, digits, "_-.+,:@%=", and

@@ -10,7 +10,7 @@ namespace qfctl {
 /// Returns the live paths of the overlay's files. Throws Failure if a folder can't be read or there is no file.
 std::vector<std::string> ListFiles(const std::string& overlay);
 
-/// Returns the same for a run through the shell. Also throws Failure if the shell's commands can't verify the files.
+/// Like ListFiles, for a run through the shell. Also throws Failure if shell commands can't verify the files.
 std::vector<std::string> PrepareShellRun(const std::string& overlay);
 
 /// Throws Failure if the apps can't be verified.

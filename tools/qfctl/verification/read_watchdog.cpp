@@ -41,7 +41,7 @@ bool CanBlockReads(int descriptor) {
     }
     std::error_code error;
     const std::string target = fs::read_symlink(fs::path(OWN_DESCRIPTORS) / std::to_string(descriptor), error);
-    const bool isNamedPipe = S_ISFIFO(status.st_mode) && target.rfind('/', 0) == 0;  // that of popen has no path
+    const bool isNamedPipe = S_ISFIFO(status.st_mode) && target.rfind('/', 0) == 0;  // popen's pipe has no path
     return isNamedPipe || S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
 }
 

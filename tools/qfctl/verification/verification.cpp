@@ -122,7 +122,8 @@ std::vector<std::string> FindReadErrors(const std::string& file) {
     return errors;
 }
 
-/// Returns the files of a run through the shell. Throws Failure if a run is not possible.
+/// Returns the files of a run through the shell; without such a run, an empty list. Throws Failure if a requested run
+/// is not possible.
 std::vector<std::string> Prepare(const VerificationOptions& options, const std::vector<App>& apps) {
     return WithContext("nothing was verified: ", [&] {
         std::vector<std::string> files;

@@ -37,8 +37,9 @@ struct LogRecord {
 
 enum class EventCall { SUBSCRIBE, UNSUBSCRIBE };
 
-/// Called for each subscription and unsubscription, on the calling thread. If it returns false, so does the call. The
-/// subscription is then refused, but an unsubscription still takes effect.
+/// Called for each subscription and unsubscription, on the calling thread. If the filter returns false, so does the
+/// call. A subscription is then refused, and an earlier subscription of the same subscriber ends. An unsubscription
+/// still takes effect.
 using EventFilter = std::function<bool(EventCall call, EventFwk::CommonEventSubscriber& subscriber)>;
 
 /// Sets the filter. An empty filter accepts every call.

@@ -31,7 +31,7 @@ public:
     BusClient(const BusClient&) = delete;
     BusClient& operator=(const BusClient&) = delete;
 
-    /// Calls a method with up to two arguments and returns the string or number in its reply.
+    /// Calls a method with up to two arguments. Returns the string or number in the reply, which `Call` ignores.
     std::string CallForText(const char* member, const std::optional<std::string>& text = std::nullopt);
     uint32_t CallForNumber(const char* member, const std::string& text,
                            const std::optional<uint32_t>& number = std::nullopt);
