@@ -127,7 +127,7 @@ constexpr size_t LengthOf(const char* text) {
 // Not inlined: the buffer must not enlarge the stack frame of a recursive caller.
 template <typename... Args>
 [[gnu::noinline]] void AppendToFileLog(const LogSite& site, const char* format, Args... args) {
-    char message[FILE_MESSAGE_SIZE];
+    char message[FILE_MESSAGE_SIZE] = {};
     if (sprintf_s(message, sizeof(message), format, args...) > 0) {
         OutputMessage(site, message);
     }

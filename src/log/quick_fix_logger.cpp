@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -14,7 +13,6 @@
 #include <ctime>
 #include <locale>
 #include <string_view>
-#include <tuple>
 #include <utility>
 
 #include "file_utils.h"
@@ -47,6 +45,7 @@ bool StartsWithTimestamp(std::string_view text) {
 std::mutex g_timeZoneMutex;
 
 std::tm ToLocalTime(std::time_t time) {
+    const std::lock_guard<std::mutex> lock(g_timeZoneMutex);
     static bool isZoneRead = false;
     if (!std::exchange(isZoneRead, true)) {
         tzset();  // POSIX does not require localtime_r to read TZ
@@ -54,32 +53,6 @@ std::tm ToLocalTime(std::time_t time) {
     std::tm local = {};
     localtime_r(&time, &local);
     return local;
-}
-
-auto FieldsOf(const std::tm& local) {
-    return std::tie(local.tm_year, local.tm_mon, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-}
-
-using SecondText = std::array<char, 32>;
-
-/// Stores the local time up to the second in `text`. Returns 0, or the negative result of sprintf_s. Formats only when
-/// the second changes, because most records have the same second as the previous record.
-int FormatSecond(std::time_t time, SecondText& text) {
-    static std::tm formatted = {};
-    static SecondText formattedText = {};
-    const std::lock_guard<std::mutex> lock(g_timeZoneMutex);
-    const std::tm local = ToLocalTime(time);
-    if (FieldsOf(local) != FieldsOf(formatted)) {
-        const int ret =
-            sprintf_s(formattedText.data(), formattedText.size(), "%4d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
-                      local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-        if (ret < 0) {
-            return ret;
-        }
-        formatted = local;
-    }
-    text = formattedText;
-    return 0;
 }
 
 off_t GetSize(const UniqueFd& file) {
@@ -200,11 +173,9 @@ bool QuickFixLogger::GetFormatTime(char* buffer, size_t size) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto second = std::chrono::floor<seconds>(now);
     const auto millisecond = std::chrono::floor<milliseconds>(now - second).count();
-    SecondText text;
-    int ret = FormatSecond(static_cast<std::time_t>(second.count()), text);
-    if (ret >= 0) {
-        ret = sprintf_s(buffer, size, "%s.%03d", text.data(), static_cast<int>(millisecond));
-    }
+    const std::tm local = ToLocalTime(static_cast<std::time_t>(second.count()));
+    const int ret = sprintf_s(buffer, size, "%4d-%02d-%02d %02d:%02d:%02d.%03d", local.tm_year + 1900, local.tm_mon + 1,
+                              local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(millisecond));
     if (ret < 0) {
         QF_LOGE("GetFormatTime error, ret : %{public}d", ret);
         return false;
