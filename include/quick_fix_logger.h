@@ -33,7 +33,7 @@ inline constexpr char QUICK_FIX_SECOND_LOG_FILE[] = "/data/update/quickfix/log/q
 /// Threads: any thread may call `OutputLog`, `RemoveLog`, `GetFormatTime` and `FormatLog`. The other functions are
 /// steps of `OutputLog`; do not call them while another thread logs. A fork waits until the current record is written,
 /// so the child may log immediately. A signal handler must not call any function.
-class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] QuickFixLogger {
+class [[gnu::visibility("default")]] QuickFixLogger {
 public:
     /// Opens no file.
     QuickFixLogger();

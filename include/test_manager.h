@@ -67,18 +67,21 @@ struct ItemResult {
 /// Records go to the platform log and the file log. Functions throw only std::bad_alloc and the exceptions of the
 /// listener.
 ///
+/// A program that was built with version 0.1.0 must be rebuilt: because of their ABI tag, it does not find
+/// `CheckNativePatch` and `CheckAppPatchInit`.
+///
 /// Threads: use an object from one thread at a time. The calling thread does the work, and waits for the end of each
 /// shell command.
-class [[gnu::visibility("default"), gnu::abi_tag("v0_2")]] TestManager {
+class [[gnu::visibility("default")]] TestManager {
 public:
     /// Compares every regular file below /patch_qv/overlay with the live file at the same path without that prefix:
     /// digest, mode as `ls -l` shows it, label as `ls -Z` shows it. Skips links and other special files. Returns the
     /// "Native" fragment, or `"Native": "null"` if the overlay is missing, can't be read or has no regular files. Logs
     /// "Check Native Patch Begin" at info level, and the records of the steps below.
-    std::string CheckNativePatch();
+    [[gnu::abi_tag("v0_2")]] std::string CheckNativePatch();
 
     /// Starts an app run and discards the results of an earlier run. Logs "Check Qen Patch Begin" at info level.
-    void CheckAppPatchInit();
+    [[gnu::abi_tag("v0_2")]] void CheckAppPatchInit();
 
     /// Checks one app, adds its entry to the run and counts it as passed or failed. Checks that the app is installed,
     /// that its dump contains `PATCH_FLAG`, and that its version code is at least `versionCode`. Always makes all three
